@@ -1,0 +1,58 @@
+#include "foundation/Format.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <vector>
+
+namespace ferro {
+
+std::string Fmt(const char* fmt, ...) {
+    va_list ap;
+    va_start(ap, fmt);
+    char small[256];
+    va_list ap2;
+    va_copy(ap2, ap);
+    int n = std::vsnprintf(small, sizeof small, fmt, ap);
+    va_end(ap);
+    std::string out;
+    if (n < 0) {
+        va_end(ap2);
+        return out;
+    }
+    if (size_t(n) < sizeof small) {
+        out.assign(small, size_t(n));
+    } else {
+        std::vector<char> big(size_t(n) + 1);
+        std::vsnprintf(big.data(), big.size(), fmt, ap2);
+        out.assign(big.data(), size_t(n));
+    }
+    va_end(ap2);
+    return out;
+}
+
+std::string ToLower(std::string s) {
+    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    return s;
+}
+
+std::string ToUpper(std::string s) {
+    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return char(std::toupper(c)); });
+    return s;
+}
+
+std::string Trim(const std::string& s) {
+    size_t b = 0, e = s.size();
+    while (b < e && static_cast<unsigned char>(s[b]) <= ' ') ++b;
+    while (e > b && static_cast<unsigned char>(s[e - 1]) <= ' ') --e;
+    return s.substr(b, e - b);
+}
+
+bool ContainsNoCase(const std::string& haystack, const std::string& needle) {
+    return ToLower(haystack).find(ToLower(needle)) != std::string::npos;
+}
+
+bool EqualsNoCase(const std::string& a, const std::string& b) { return ToLower(a) == ToLower(b); }
+
+} // namespace ferro

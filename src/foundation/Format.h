@@ -1,0 +1,20 @@
+#pragma once
+// printf-style formatting into std::string, as the log and message texts are written.
+
+#include <string>
+
+namespace ferro {
+
+std::string Fmt(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+
+// Boolean as the log writes it: "True" or "False".
+inline const char* BoolStr(bool b) { return b ? "True" : "False"; }
+
+std::string ToLower(std::string s);
+std::string ToUpper(std::string s);
+std::string Trim(const std::string& s);
+// Case-insensitive substring test, as instrument texts are matched.
+bool ContainsNoCase(const std::string& haystack, const std::string& needle);
+bool EqualsNoCase(const std::string& a, const std::string& b);
+
+} // namespace ferro

@@ -1,0 +1,505 @@
+#include "link/ComUnit.h"
+
+#include "foundation/Clock.h"
+#include "foundation/Format.h"
+#include "foundation/MainThread.h"
+#include "link/Messages.h"
+
+#include <fstream>
+
+namespace ferro {
+
+namespace {
+constexpr int CTickMs = 100;
+constexpr int64_t CAnswerWaitSec = 10;
+constexpr int64_t CHeartbeatSec = 22;
+constexpr int64_t CShutdownLimitMs = 5000;
+
+int64_t now() { return clock().nowMs(); }
+int64_t wholeSecondsSince(int64_t t) { return (now() - t) / 1000; }
+} // namespace
+
+TComUnit::TComUnit() : FTimer(std::make_unique<QTimer>()) {
+    FTimer->setInterval(CTickMs);
+    connect(FTimer.get(), &QTimer::timeout, this, [this] { OnTimer(); });
+    FLastCmd = now();
+}
+
+TComUnit::~TComUnit() { FTimer->stop(); }
+
+void TComUnit::SetTimerEnabled(bool on) {
+    FTimerEnabled = on;
+    if (on && FRealTimer)
+        FTimer->start();
+    else
+        FTimer->stop();
+}
+
+void TComUnit::WriteLog(const std::string& Text, bool ToMemo) {
+    if (FOnLogCallBack) FOnLogCallBack(this, Text, ToMemo);
+}
+
+void TComUnit::SetSSHUserPass(const std::string& User, const std::string& Password) {
+    FSSHUser = User;
+    FSSHPassword = Password;
+}
+
+ccc_head_t TComUnit::MakeHead(uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) const {
+    ccc_head_t h;
+    h.Cmd = Cmd;
+    h.Priv = Priv;
+    h.ExtCmd = ExtCmd;
+    h.Ver = FVer;
+    h.FTPNAK = GenHeaderFTPNAK(FFTP, FGZ, FTGZ);
+    h.SN = FSN;
+    h.SeqCnt = FSeqCnt;
+    return h;
+}
+
+// ---------------------------------------------------------------- the command list
+
+void TComUnit::appendRec(TSendRec rec, const char* suffix) {
+    WriteLog(Fmt("Liste -> Kommando hinzugefügt: %s CMD: %x Priv: %x ExtCmd: %x%s", rec.Info.c_str(), rec.Cmd,
+                 rec.Priv, rec.ExtCmd, suffix));
+    FSendLst.push_back(std::move(rec));
+}
+
+void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) {
+    TSendRec r;
+    r.Typ = scDefault;
+    r.Info = Info;
+    r.Cmd = Cmd;
+    r.Priv = Priv;
+    r.ExtCmd = ExtCmd;
+    appendRec(std::move(r), "");
+    SendNxtCommand();
+}
+
+void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                           const std::string& txt, bool LUA) {
+    TSendRec r;
+    r.Typ = scWithTxt;
+    r.Info = Info;
+    r.Cmd = Cmd;
+    r.Priv = Priv;
+    r.ExtCmd = ExtCmd;
+    r.txt = txt;
+    r.LUA = LUA;
+    appendRec(std::move(r), "");
+    SendNxtCommand();
+}
+
+void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, uint32_t ID) {
+    TSendRec r;
+    r.Typ = scStream;
+    r.Info = Info;
+    r.Cmd = Cmd;
+    r.Priv = Priv;
+    r.ExtCmd = ExtCmd;
+    r.ID = ID;
+    if (Cmd == CmdStream && ExtCmd == 1) FStreamRec.ObjID = ID;
+    bool stop = ExtCmd == CExtStop;
+    if (stop) {
+        FNextStreamBool = false;
+        FStreamRec.ObjHdl = 0;
+        WriteLog("ObjectHandle auf 0 gesetzt");
+    }
+    appendRec(std::move(r), Fmt(" ID: %u", ID).c_str());
+    if (stop && FStreamRec.WithBinary && FStreamRec.BinaryHdl > 0) {
+        FStreamRec.WithBinary = false;
+        uint32_t bin = FStreamRec.BinaryHdl;
+        FStreamRec.BinaryHdl = 0;
+        SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, bin);
+    }
+}
+
+void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                           const std::string& txt) {
+    TSendRec r;
+    r.Typ = scFile;
+    r.Info = Info;
+    r.Cmd = Cmd;
+    r.Priv = Priv;
+    r.ExtCmd = ExtCmd;
+    r.txt = txt;
+    appendRec(std::move(r), "");
+}
+
+void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                           const std::string& txt, uint32_t Pos, bool LUA) {
+    TSendRec r;
+    r.Typ = scFileResume;
+    r.Info = Info;
+    r.Cmd = Cmd;
+    r.Priv = Priv;
+    r.ExtCmd = ExtCmd;
+    r.txt = txt;
+    r.Pos = Pos;
+    r.LUA = LUA;
+    appendRec(std::move(r), Fmt(" Pos: %u", Pos).c_str());
+}
+
+void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                           const std::string& txt, const std::string& ccciFileName) {
+    TSendRec r;
+    r.Typ = scCCCIFile;
+    r.Info = Info;
+    r.Cmd = Cmd;
+    r.Priv = Priv;
+    r.ExtCmd = ExtCmd;
+    r.txt = txt;
+    r.ccciFileName = ccciFileName;
+    appendRec(std::move(r), "");
+}
+
+void TComUnit::SendNamed(const std::string& name) {
+    const TCommandDef* def = FindCommand(name);
+    if (!def) {
+        WriteLog("Unknown command " + name);
+        return;
+    }
+    SendCommand(def->Name, def->Cmd, def->Priv, def->ExtCmd);
+}
+
+void TComUnit::SendNxtCommand() {
+    WriteLog(Fmt("Before Next Command Cnt: %d Wait: %s inProg: %s", CountSendLst(), BoolStr(FWaitForAnswer),
+                 BoolStr(FTransferInProgress)));
+    if (!IsConnected()) WriteLog("Before Next Command Not Connected");
+    while (IsConnected() && !FSendLst.empty() && !FWaitForAnswer &&
+           (!FTransferInProgress || CheckTransferTimeout())) {
+        TSendRec rec = std::move(FSendLst.front());
+        FSendLst.pop_front();
+        WriteLog(Fmt("Liste -> Kommando wird abgearbeitet: %s CMD: %x Priv: %x ExtCmd: %x SLCnt: %d",
+                     rec.Info.c_str(), rec.Cmd, rec.Priv, rec.ExtCmd, CountSendLst()));
+        bool ok = SendEntry(rec);
+        if (!rec.LUA) ++FSeqCnt;
+        if (!ok) break;
+    }
+}
+
+bool TComUnit::SendEntry(const TSendRec& rec) {
+    FLastCmd = now();
+    ccc_head_t h = MakeHead(rec.Cmd, rec.Priv, rec.ExtCmd);
+    switch (rec.Typ) {
+    case scDefault: {
+        FWaitForAnswer = true;
+        MemStream s = frames::Plain(h);
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd, h.Priv,
+                     h.ExtCmd, h.FTPNAK, h.SeqCnt));
+        bool ok = SendCommandStream(s, false);
+        if (rec.ExtCmd == CExtStop) {
+            // The session stop drops whatever was appended before it went out.
+            WriteLog(Fmt("Liste gecleart %d", CountSendLst()));
+            FWaitForAnswer = false;
+            FSendLst.clear();
+        }
+        return ok;
+    }
+    case scWithTxt:
+    case scFileResume: {
+        FWaitForAnswer = true;
+        MemStream s;
+        if (rec.LUA) {
+            FSuccess = true;
+            s = frames::Lua(h, rec.txt);
+            WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x FTPNACK: %x Seq: %u AddData: %s", rec.Info.c_str(),
+                         h.Cmd, h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, "###"));
+        } else {
+            FFileName = rec.txt;
+            s = frames::WithName(h, rec.txt, rec.Typ == scWithTxt ? 0 : rec.Pos);
+            WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x FTPNACK: %x Seq: %u AddData: %s", rec.Info.c_str(),
+                         h.Cmd, h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, rec.txt.c_str()));
+        }
+        return SendCommandStream(s, rec.LUA);
+    }
+    case scStream: {
+        if (rec.ExtCmd == CExtStop) FWaitForAnswer = true;
+        MemStream s = frames::WithId(h, rec.ID);
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u AddData: %x", rec.Info.c_str(), h.Cmd,
+                     h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, rec.ID));
+        return SendCommandStream(s, false);
+    }
+    case scFile: {
+        FWaitForAnswer = false;
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd, h.Priv,
+                     h.ExtCmd, h.FTPNAK, h.SeqCnt));
+        WriteLog("Sending File " + rec.txt);
+        MemStream file;
+        if (!file.loadFromFile(rec.txt)) {
+            WriteLog("File not found: " + rec.txt);
+            return false;
+        }
+        WriteLog("Before Send");
+        MemStream s = frames::File(h, file.bytes());
+        WorkEvent(wmWrite, s.size(), WorkBegin);
+        bool ok = SendCommandStream(s, false);
+        WorkEvent(wmWrite, s.size(), WorkEnd);
+        WriteLog("After Send");
+        return ok;
+    }
+    case scCCCIFile: {
+        FWaitForAnswer = false;
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd, h.Priv,
+                     h.ExtCmd, h.FTPNAK, h.SeqCnt));
+        MemStream file;
+        if (!file.loadFromFile(rec.txt)) {
+            WriteLog("File not found: " + rec.txt);
+            return false;
+        }
+        MemStream s = frames::ScratchFile(h, rec.ccciFileName, file.bytes());
+        WorkEvent(wmWrite, s.size(), WorkBegin);
+        bool ok = SendCommandStream(s, false);
+        WorkEvent(wmWrite, s.size(), WorkEnd);
+        return ok;
+    }
+    }
+    return false;
+}
+
+void TComUnit::SendStartCommand(uint32_t Method, const std::string& User, const std::string& Password) {
+    ccc_head_t h = MakeHead(CmdSession, 0, 0);
+    MemStream s = frames::Start(h, Method, User, Password);
+    WriteLog(Fmt("Sending ccc_start_s CMD: %x | Priv: %x | ExtCmd: %x | Method: %d | NAK: %x | Ver: %d | Seq: %u | "
+                 "Size: %d",
+                 h.Cmd, h.Priv, h.ExtCmd, int(Method), h.FTPNAK, h.Ver, h.SeqCnt, int(frames::CStartSize)));
+    SendCommandStream(s, false);
+}
+
+void TComUnit::StartPlainSession() {
+    FVer = 4;
+    SendNamed(FVisibility >= 2 ? "CCC_SESSION_STR_SUP" : "CCC_SESSION_STR_ADV");
+}
+
+// ---------------------------------------------------------------- receiving
+
+bool TComUnit::Evaluate(MemStream& Stream) {
+    // A frame copy holds exactly one frame; a remainder left by a handler is parsed as the next one.
+    for (;;) {
+        if (!FTransferInProgress) {
+            FTransferInProgress = true;
+            FHead = ccc_head_t{};
+            if (Stream.size() >= CHeadSize) FHead = ccc_head_t::decode(Stream.data());
+            FNAK = CheckNAK(FHead.FTPNAK);
+            FSeqCnt = FHead.SeqCnt;
+            WriteLog(Fmt("ComUnit: CMD=%x Priv=%x ExtCmd=%x ver=%d FTPNAK=%d SN=%d Size=%d SeqCnt=%d StreamSize=%d",
+                         FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, int(FHead.SN), int(FHead.Size),
+                         int(FHead.SeqCnt), int(Stream.size())));
+            ++FSeqCnt;
+        }
+        if (FNAK) {
+            bool result = true;
+            HandleRefusal(Stream, result);
+            return result;
+        }
+        if (FHead.Size > Stream.size()) return true;
+        if (FHead.Size < CHeadSize) {
+            // Not a frame: nothing to dispatch, and nothing behind it can be trusted.
+            WriteLog(Fmt("ComUnit: frame size %u below the head dropped", FHead.Size));
+            ClearStreamAndBuffer();
+            return false;
+        }
+        Stream.setPosition(CHeadSize);
+        FTransferInProgress = false;
+        WorkEvent(wmRead, FHead.Size, WorkEnd);
+        WriteLog(Fmt("ComUnit: EndWork %d/%d", int(Stream.size()), int(FHead.Size)));
+        WriteLog(Fmt("ComUnit Accept Cmd=%d Priv=%d ExtCmd=%d ver=%d FTPNAK=%d SN=%d Size=%d SeqCnt=%d StreamSize=%d",
+                     FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, int(FHead.SN), int(FHead.Size),
+                     int(FHead.SeqCnt), int(Stream.size())));
+        switch (FHead.Cmd) {
+        case CmdSession: SessionCommand(Stream); break;
+        case CmdIdentify: IdentityCommand(Stream); break;
+        case CmdSetup: SetupCommand(Stream); break;
+        case CmdStream: StreamCommand(Stream); break;
+        case CmdReadout: ReadoutCommand(Stream); break;
+        case CmdLua: LUACommand(Stream); break;
+        case CmdScratchPad: ScratchPadCommand(Stream); break;
+        case CmdNTP: NTPCommand(Stream); break;
+        case CmdFileStream: FileStream(Stream); break;
+        default:
+            // An unknown frame drops all waiting commands.
+            ClearStreamAndBuffer();
+            FSendLst.clear();
+            return false;
+        }
+        WriteLog(Fmt("ComUnit BeforeClear Size: %d StreamSize: %d StreamPosition: %d", int(FHead.Size),
+                     int(Stream.size()), int(Stream.position())));
+        if (Stream.position() >= Stream.size()) {
+            ClearStreamAndBuffer();
+            return true;
+        }
+        WriteLog(Fmt("Data still inside: %d", int(Stream.remaining())));
+        Stream.compactFromPosition();
+        FTransferInProgress = false;
+    }
+}
+
+void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
+    WriteLog("NAK True");
+    Stream.setPosition(CHeadSize);
+    uint32_t code = Stream.readU32();
+    if (code == 120) {
+        if (FDisplayConnMessage)
+            FDisplayConnMessage(_SZweiVerbindungen, mtError,
+                                [this](TSender s, int r) { NAKerrorCB(s, r); }, Buttons({mbOK}), mbOK);
+        else if (FNAKCB)
+            FNAKCB(this, code);
+        result = true;
+        return;
+    }
+    if (code == 134 && FHead.Cmd == CmdSession && FHead.ExtCmd == 0) {
+        WriteLog("FallBack CCCI V4");
+        FVer = 4;
+        SendNamed("CCC_SESSION_STR_ADV");
+        result = true;
+        return;
+    }
+    size_t end = FHead.Size <= Stream.size() ? FHead.Size : Stream.size();
+    std::string text = Stream.position() < end ? Stream.readText(end - Stream.position()) : std::string();
+    WriteLog(Fmt("ComUnit NAK Cmd=%u Priv=%u ExtCmd=%u Ver=%u FTPNAK=%u SN=%u Size=%u SeqCnt=%u StreamSize=%d "
+                 "ErrorCode:%u ErrorMessage:%s",
+                 FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, FHead.SN, FHead.Size, FHead.SeqCnt,
+                 int(Stream.size()), code, text.c_str()));
+    if (!FDisplayConnMessage) {
+        if (FNAKCB) FNAKCB(this, code);
+    } else if (code == 13) {
+        FDisplayConnMessage(Fmt(_SKeinZugriff, FSSHUser.c_str()), mtError, nullptr, Buttons({mbOK}), mbOK);
+    } else if (code == 107) {
+        FDisplayConnMessage(_SZweiVerbindungen, mtError, [this](TSender s, int r) { NAKerrorCB(s, r); },
+                            Buttons({mbOK}), mbOK);
+    } else {
+        FDisplayConnMessage(std::string(_SError) + " NAK: " + text, mtError, nullptr, Buttons({mbOK}), mbOK);
+    }
+    Stream.setPosition(end);
+    WorkEvent(wmRead, FHead.Size, WorkEnd);
+    if (FStopWork) FStopWork();
+    if (Stream.remaining() >= CHeadSize) {
+        Stream.compactFromPosition();
+        FTransferInProgress = false;
+        Evaluate(Stream);
+    }
+    result = false;
+}
+
+void TComUnit::NAKerrorCB(TSender, int) {
+    if (FNAKCB) FNAKCB(this, 0);
+    if (FRequestClose) {
+        WriteLog("NAK RequestClose");
+        Postpone(this, [this] {
+            if (FRequestClose) FRequestClose(this);
+        });
+    }
+}
+
+void TComUnit::ClearStreamAndBuffer() {
+    FTransferInProgress = false;
+    FWaitForAnswer = false;
+}
+
+bool TComUnit::CheckTransferTimeout() const { return FTransferInProgressTime < now(); }
+
+void TComUnit::ManualTimer(TSender) {
+    if (FTimerEnabled) OnTimer();
+}
+
+void TComUnit::OnTimer() {
+    const bool C = IsConnected();
+    const bool T = CheckTransferTimeout();
+    if (FShutDownWithTimer) {
+        FShutDownWithTimer = false;
+        ShutDown(this, nullptr);
+        return;
+    }
+    if (FTransferInProgress && T) {
+        if (!FStreamRec.Active) {
+            WriteLog("No Communication within Transfer time!");
+            ClearStreamAndBuffer();
+        } else {
+            StreamErrorsSearch();
+        }
+        return;
+    }
+    if (FNextStreamBool && FNextStreamDT < now()) {
+        FNextStreamBool = false;
+        SendCommand("CCC_STREAM_GET_NXT", CmdStream, 0, 2, FStreamRec.ObjHdl);
+        return;
+    }
+    if (!FWaitForAnswer && !FSendLst.empty() && (!FTransferInProgress || T)) {
+        WriteLog(Fmt("tmr: Send Next / %d", CountSendLst()));
+        SendNxtCommand();
+        return;
+    }
+    if (C && !FSendLst.empty() && wholeSecondsSince(FLastCmd) > CAnswerWaitSec) {
+        WriteLog("NextCmdTmout");
+        FWaitForAnswer = false;
+        SendNxtCommand();
+        return;
+    }
+    if (C && !FShutDown && FSendLst.empty() && wholeSecondsSince(FLastCmd) > CHeartbeatSec &&
+        (!FTransferInProgress || T) && !FHeartBeatDisabled) {
+        WriteLog("Heartbeat");
+        SendNamed("CCC_IDENTIFY_BASIC");
+        return;
+    }
+    if (!FWaitForAnswer && FShutDown && ((FSendLst.empty() && !SendQueueActive) || FShutdownTime < now())) {
+        WriteLog("ShutdownHandling");
+        if (C) {
+            SetTimerEnabled(false);
+            CloseConnection(true);
+        } else if (FShutDownComplete) {
+            FOnLogCallBack = nullptr;
+            TShutDownComplete cb = std::move(FShutDownComplete);
+            FShutDownComplete = nullptr;
+            cb(this);
+        } else {
+            FShutDown = false;
+        }
+    }
+}
+
+void TComUnit::ShutDown(TSender, TShutDownComplete Callback) {
+    if (Callback) FShutDownComplete = std::move(Callback);
+    FShutdownTime = now() + CShutdownLimitMs;
+    FShutDown = true;
+    WriteLog(Fmt("ComUnit: ShutDown Start - Connected: %s", BoolStr(IsConnected())));
+    if (IsConnected() && FTimerEnabled) {
+        if (!FSendLst.empty()) FSendLst.clear();
+        if (FNTPTunnelActive) SendNamed("CCC_TUNNEL_NTP_CLOSE");
+        if (FStreamRec.ObjHdl > 1) SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl);
+        SendNamed("CCC_SESSION_STP");
+    } else if (FShutDownComplete) {
+        FOnLogCallBack = nullptr;
+        TShutDownComplete cb = std::move(FShutDownComplete);
+        FShutDownComplete = nullptr;
+        cb(this);
+    }
+}
+
+void TComUnit::ThreadException(const std::string& Message) {
+    WriteLog("ThreadExcept " + Message);
+    DoDisconnect(false);
+    SetTimerEnabled(false);
+    if (FDisplayConnMessage) {
+        FDisplayConnMessage(_SVerbindungsabbruch, mtError, [this](TSender, int) { AfterConDisp(); },
+                            Buttons({mbOK}), mbOK);
+        if (FClearWork) FClearWork();
+    } else {
+        AfterConDisp();
+    }
+}
+
+void TComUnit::AfterConDisp() {
+    FTHreadExcept = true;
+    auto calls = [this] {
+        if (FThreadExceptCallBack) FThreadExceptCallBack(this);
+        if (FRequestClose) {
+            WriteLog("Request Close");
+            FRequestClose(this);
+        }
+    };
+    if (IsMainThread())
+        calls();
+    else
+        Postpone(this, calls);
+}
+
+} // namespace ferro

@@ -1,0 +1,213 @@
+#pragma once
+// The link object of one open view: the command list, the 100 ms timer, the frame dispatcher and
+// every callback into the view. Abstract; the transports add the socket, SSH or serial line.
+
+#include "foundation/MemStream.h"
+#include "foundation/Sammler.h"
+#include "foundation/TimeRecords.h"
+#include "link/CccHead.h"
+#include "link/CommandTable.h"
+
+#include <QObject>
+#include <QTimer>
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ferro {
+
+struct TSendRec {
+    TSendCmd Typ = scDefault;
+    std::string Info;
+    uint8_t Cmd = 0, Priv = 0;
+    uint16_t ExtCmd = 0;
+    uint32_t ID = 0;
+    std::string txt;
+    std::string ccciFileName;
+    uint32_t Pos = 0;
+    bool LUA = false;
+};
+
+// The eight language files, the structure file and the object-properties file as the instrument
+// names them (the scratchpad carries them gzip-compressed).
+enum TLangu : uint8_t { lgDeutsch, lgEnglish, lgFrancais, lgEspanol, lgItaliano, lgPolski, lgCesky, lgRussian };
+
+class TComUnit : public QObject {
+    Q_OBJECT
+public:
+    TComUnit();
+    ~TComUnit() override;
+    TComUnit(const TComUnit&) = delete;
+    TComUnit& operator=(const TComUnit&) = delete;
+
+    // ---- Sending ----
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt,
+                     bool LUA);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, uint32_t ID);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt,
+                     uint32_t Pos, bool LUA);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt,
+                     const std::string& ccciFileName);
+    // A string literal as the last argument means the scratchpad form, never the Lua flag.
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt,
+                     const char* ccciFileName) {
+        SendCommand(Info, Cmd, Priv, ExtCmd, txt, std::string(ccciFileName));
+    }
+    // A row of the command table by name, plain form.
+    void SendNamed(const std::string& name);
+
+    void SendNxtCommand();
+    void SendStartCommand(uint32_t Method, const std::string& User, const std::string& Password);
+    // The plain opening after the line stands: protocol 4, the advanced or the support session.
+    void StartPlainSession();
+
+    int CountSendLst() const { return int(FSendLst.size()); }
+    const std::deque<TSendRec>& SendList() const { return FSendLst; }
+    bool IsTimerActive() const { return FTimerEnabled; }
+    void ManualTimer(TSender Sender);
+    void WriteLog(const std::string& Text, bool ToMemo = false);
+    void SetSSHUserPass(const std::string& User, const std::string& Password);
+    void ShutDown(TSender Sender, TShutDownComplete Callback);
+
+    // ---- Receiving ----
+    // Parses a complete frame at the start of Stream. False asks the thread to clear its buffer.
+    bool Evaluate(MemStream& Stream);
+    virtual void ClearStreamAndBuffer();
+    void OnTimer();
+    bool CheckTransferTimeout() const;
+    // A link thread died.
+    void ThreadException(const std::string& Message);
+    void AfterConDisp();
+    void NAKerrorCB(TSender Sender, int AResult);
+
+    // ---- Transport (the virtual slots) ----
+    virtual void CreateThread(bool IsSSH) = 0;
+    virtual void CloseConnection(bool Value) = 0;
+    virtual void WorkEvent(TWorkMode Mode, uint64_t Count, TWorkStatus Status) = 0;
+    virtual void ReadData(MemStream& Stream) = 0;
+    virtual bool SendCommandStream(MemStream& Stream, bool IsLua) = 0;
+    virtual void ReConnect() = 0;
+    virtual bool IsConnected() const = 0;
+    virtual void SetIPAndPort(const std::string& IP, int Port, int BoundPort) = 0;
+    virtual void DoConnect() = 0;
+    virtual void DoDisconnect(bool Value) = 0;
+    virtual void StreamErrorsSearch() = 0;
+
+    // ---- Group handlers, called by Evaluate with the stream at offset 20 ----
+    void SessionCommand(MemStream& Stream);
+    void IdentityCommand(MemStream& Stream);
+    void SetupCommand(MemStream& Stream);
+    void StreamCommand(MemStream& Stream);
+    void ReadoutCommand(MemStream& Stream);
+    void LUACommand(MemStream& Stream);
+    void ScratchPadCommand(MemStream& Stream);
+    void NTPCommand(MemStream& Stream);
+    void FileStream(MemStream& Stream);
+
+    // ---- Identity and clock ----
+    static TDevType DevTypeFromArticle(uint32_t ArticleNumber);
+    void SetDataFolders();
+    tmStamp_t CorrectUTCtoLocal(const tmStamp_t& TimeStamp) const;
+    void CheckFileVersions();
+
+    // ---- Lua ----
+    void EvalLuaCommand(int Kind, const std::string& Text);
+    void SendLUACBCommand(const std::string& Text, TStringProc Proc);
+    void LUACommandSSH(const std::string& Text);
+
+    // ---- Timer control (the QTimer runs only when real ticking is wanted) ----
+    void SetTimerEnabled(bool on);
+    // Tests drive OnTimer by hand; then no QTimer ticks in the background.
+    void SetRealTimer(bool on) { FRealTimer = on; }
+
+    // ---- State, named as the views and transports use it ----
+    TCCCISratchpad FCCCISratchpad = spNone;
+    std::function<void(const std::string& Text, bool Last)> FCCCISratchpadProc;
+    int FObjPropsVer = 0, FLangVer = 0, FstrucVer = 0;
+    std::vector<std::string> FScratchpadFleLst;
+
+    bool FFTP = false, FNAK = false, FGZ = true, FTGZ = false, FSetFolders = false;
+    time_set_t FtmeSet;
+    uint32_t FConTime = 0;
+    std::string FIP;
+    uint16_t FPort = 0;
+    ccc_head_t FHead{};
+    uint16_t FVer = 5;
+    uint32_t FSN = 0;
+    std::string FFileName;
+
+    TFerroSerNumCallBack FOnComNewSNCallBack;
+    TSetLabConText FOnConCallack;
+    TFerroLogNotify FOnLogCallBack;
+    TComXMLCallBack FOnNewXMLFile;
+    TWaitForConnDone FOnConnDone;
+
+    std::string FUser = "ferro", FPAss = "ferro";
+    std::string FIniFolder, FOwnTemplateFolder, FTemplateFolder;
+    std::string FPlant, FField, FDevice;
+    std::string FICDFile, FECDSAKeyFile, FRSAKeyFile;
+
+    TByteTransport FBytes;
+    TUpdateGrid FUpdateGrid;
+    bool FTransferInProgress = false, FNextStreamBool = false;
+    TRecOverview FRecOverview;
+    TEvtOverview FEvtOverview;
+    TRecToTable FRecToTable;
+    TEvtToTable FEvtToTable;
+    TSetNewDisplayImage FSetNewDisplayImage;
+    std::string FRecDir, FEvtDir, FTmpDir, FDatadir;
+    int64_t FLastCmd = 0, FNextStreamDT = 0; // clock milliseconds
+    bool FWaitForAnswer = false, FCheckXMLFileVersions = false, FShutDown = false, FShutDownWithTimer = false;
+    int64_t FShutdownTime = 0, FTransferInProgressTime = 0;
+    bool FHardDisconnect = false, FSuccess = false;
+    TFlashDone FFlashDone;
+    TSendCCCIFileNext FSendCCCIFileNext;
+    TSendParaDone FSendParaDone;
+    TShutDownComplete FShutDownComplete;
+    TMassDownload FMassDLNext;
+    bool FTHreadExcept = false;
+    int FVisibility = 0;
+    TDisplayConnMessage FDisplayConnMessage;
+    TThreadExceptCallBack FThreadExceptCallBack;
+    bool FNTPTunnelActive = false;
+    TFormClose FRequestClose;
+    TNAKCB FNAKCB;
+    TStringProc FTmpLUACallBack, FScratchPadCallBack;
+    std::string FTMPLuasStr;
+    TStreamRec FStreamRec;
+    bool FNewXMLFiles = false;
+    std::string FLuaText;
+    TProc FStopWork, FClearWork;
+    uint32_t FSeqCnt = 0;
+    TFerroFW FRev;
+    TLangu FXMLLang = lgDeutsch;
+    std::string FSSHUser, FSSHPassword;
+    bool FHeartBeatDisabled = true;
+    std::atomic<bool> SendQueueActive{false};
+    bool FConWithoutCCCI = false, FisSSHCon = false;
+    TBinaryStreamCB FBinInCB;
+    TDevType FDevType = devtypNone;
+
+protected:
+    ccc_head_t MakeHead(uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) const;
+    // Sends one list entry; false if the transport refused it.
+    bool SendEntry(const TSendRec& rec);
+    void HandleRefusal(MemStream& Stream, bool& result);
+    void LogLuaLines(const std::string& text, bool final);
+
+private:
+    void appendRec(TSendRec rec, const char* suffix);
+
+    std::deque<TSendRec> FSendLst;
+    std::unique_ptr<QTimer> FTimer;
+    bool FTimerEnabled = false;
+    bool FRealTimer = true;
+};
+
+} // namespace ferro

@@ -1,0 +1,221 @@
+// Session reply, identity, local data folders and the device clock of TComUnit.
+#include "link/ComUnit.h"
+
+#include "foundation/Format.h"
+
+#include <cmath>
+#include <ctime>
+#include <filesystem>
+
+namespace ferro {
+
+namespace {
+
+constexpr size_t CIdentityAllSize = 1592;
+
+int64_t daysFromCivil(int64_t y, unsigned m, unsigned d) {
+    y -= m <= 2;
+    const int64_t era = (y >= 0 ? y : y - 399) / 400;
+    const unsigned yoe = unsigned(y - era * 400);
+    const unsigned doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
+    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    return era * 146097 + int64_t(doe) - 719468;
+}
+
+const int64_t kDateTimeZeroDays = daysFromCivil(1899, 12, 30);
+
+double encodeDate(int y, unsigned m, unsigned d) { return double(daysFromCivil(y, m, d) - kDateTimeZeroDays); }
+
+bool isLeap(int y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+
+unsigned daysInMonth(int y, unsigned m) {
+    static const unsigned dm[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    return m == 2 && isLeap(y) ? 29 : dm[m - 1];
+}
+
+// The date-time 0 (1899-12-30) moved on by whole years or months, day clamped to the month's end.
+double incYearFromZero(int years) { return encodeDate(1899 + years, 12, 30); }
+double incMonthFromZero(int months) {
+    int total = 11 + months; // December 1899 is month index 11
+    int y = 1899 + total / 12;
+    unsigned m = unsigned(total % 12) + 1;
+    unsigned d = 30 < daysInMonth(y, m) ? 30 : daysInMonth(y, m);
+    return encodeDate(y, m, d);
+}
+
+int yearOf(double dateTime) {
+    std::time_t t = std::time_t(std::floor(DateTimeToUnix(dateTime)));
+    std::tm tm{};
+    gmtime_r(&t, &tm);
+    return tm.tm_year + 1900;
+}
+
+std::string dateText(uint32_t secs) {
+    std::time_t t = std::time_t(secs);
+    std::tm tm{};
+    gmtime_r(&t, &tm);
+    char buf[32];
+    std::strftime(buf, sizeof buf, "%d.%m.%Y %H:%M:%S", &tm);
+    return buf;
+}
+
+double ruleDate(int y, const time_rule_t& r) {
+    return incYearFromZero(y) + incMonthFromZero(r.mon) + double(r.day) + double(r.hour) / 24.0;
+}
+
+} // namespace
+
+TDevType TComUnit::DevTypeFromArticle(uint32_t a) {
+    if (a >= 2400500 && a <= 2400599) return devtypFerro;
+    if (a >= 2400600 && a <= 2400699) return devtypFerroNimbus;
+    if (a >= 2400800 && a <= 2400899) return devtypFerroDE;
+    if (a == 810000101) return devtypQuartz;
+    return devtypFerro;
+}
+
+void TComUnit::SessionCommand(MemStream& Stream) {
+    FVer = FHead.Ver;
+    Stream.setPosition(CHeadSize);
+    if (FVer < 5) {
+        FUser = Stream.readFixedText(64);
+        FPAss = Stream.readFixedText(64);
+        WriteLog(Fmt("ComUnit User: %s Pass: %s", FUser.c_str(), FPAss.c_str()));
+    }
+    Stream.setPosition(FHead.Size);
+    ClearStreamAndBuffer();
+    SendNamed("CCC_IDENTIFY_ALL");
+    SetTimerEnabled(true);
+}
+
+void TComUnit::IdentityCommand(MemStream& Stream) {
+    if (FNAK) {
+        Stream.setPosition(FHead.Size);
+        return;
+    }
+    WriteLog(Fmt("Identity=%d", FHead.ExtCmd));
+    Stream.setPosition(CHeadSize);
+    if (FHead.ExtCmd == 0) {
+        uint32_t sn = Stream.readU32();
+        uint32_t art = Stream.readU32();
+        uint32_t prod = Stream.readU32();
+        FDevType = DevTypeFromArticle(art);
+        WriteLog(Fmt("IN: Idendity: SerNum=%u ArtNum=%u ProdDate=%s", sn, art, dateText(prod).c_str()));
+        WriteLog("ConnDone");
+        Stream.setPosition(FHead.Size);
+        return;
+    }
+    if (FHead.ExtCmd != 1) {
+        Stream.setPosition(FHead.Size);
+        return;
+    }
+    if (FHead.Size < CIdentityAllSize) {
+        // A short identity cannot be read field by field; the session goes on without names.
+        WriteLog(Fmt("IN: IdendityAll: %u<>%zu", FHead.Size, CIdentityAllSize));
+        Stream.setPosition(FHead.Size);
+        return;
+    }
+    const uint8_t* p = Stream.data();
+    WriteLog("IN: IdendityAll ----------- Start --------");
+    uint32_t sn = MemStream::peekU32(p + 20);
+    uint32_t art = MemStream::peekU32(p + 24);
+    FDevType = DevTypeFromArticle(art);
+    uint32_t prod = MemStream::peekU32(p + 28);
+    WriteLog(Fmt("IN: IdendityAll: SerNum=%u ArtNum=%u ProdDate=%s", sn, art, dateText(prod).c_str()));
+
+    FConTime = MemStream::peekU32(p + 32);
+    FtmeSet = time_set_t::decode(p + 36);
+    tmStamp_t ts{FConTime, (FtmeSet.dstmode & 1) ? CSummerTimeFlag : 0u};
+    tmStamp_t local;
+    UTCtoLocal(ts, FtmeSet.tz, local);
+    WriteLog(Fmt("IN: IdendityAll: Time=%s", dateText(local.sec).c_str()));
+
+    const time_set_t& t = FtmeSet;
+    WriteLog(Fmt("IN: IdendityAll: Std=%u", t.Std));
+    WriteLog(Fmt("IN: IdendityAll tmeeSet.Stdtz Vorzeichen=%u Hour=%u Min=%u", t.Stdtz.signHours & 1u,
+                 t.Stdtz.signHours & ~1u, t.Stdtz.minutes));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.tz Vorzeichen=%u Hour=%u Min=%u", t.tz.signHours & 1u,
+                 unsigned(t.tz.signHours >> 1), t.tz.minutes));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.dstmode dstmode=%u", t.dstmode));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.ws mon=%u day=%u hour=%u dow=%u", t.ws.mon, t.ws.day, t.ws.hour, t.ws.dow));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.sw mon=%u day=%u hour=%u dow=%u", t.sw.mon, t.sw.day, t.sw.hour, t.sw.dow));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.ls year=%u mon=%u day=%u sgn=%u", t.ls.year, t.ls.mon, t.ls.day, t.ls.sgn));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.ntpcycle ntpcycle=%u", t.ntpcycle));
+    for (int i = 0; i < 4; ++i)
+        WriteLog(Fmt("IN: IdendityAll tmeSet.ntpip ntpip%d=%s", i, t.ntpip[i].c_str()));
+    for (int i = 0; i < 4; ++i)
+        WriteLog(Fmt("IN: IdendityAll tmeSet.ntpport ntpip%d=%u", i, unsigned(t.ntpport[i])));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.bdnmea bdnmea=%u", t.bdnmea));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.rsnmea rsnmea=%u", t.rsnmea));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.rspcm rspcm=%u", t.rspcm));
+    WriteLog("IN: IdendityAll tmeeSet ----------- Ende--------");
+
+    FRev.Rev = MemStream::peekU32(p + 216);
+    FRev.CalcVer();
+    WriteLog(FRev.VerAsStr());
+    FHeartBeatDisabled = FRev.Rev > 13685 || FRev.Gen > 0;
+
+    auto text = [p](size_t off) {
+        const char* s = reinterpret_cast<const char*>(p + off);
+        return std::string(s, strnlen(s, 128));
+    };
+    FPlant = text(476);
+    FField = text(1044);
+    FDevice = text(1380);
+    WriteLog("ConnDone");
+    Stream.setPosition(FHead.Size);
+
+    if (FOnComNewSNCallBack) FOnComNewSNCallBack(this, sn, FDevType, FPlant, FField, FDevice);
+    if (FOnConCallack)
+        FOnConCallack(this, Fmt("%s:%d - %s %s %s (%s)", FIP.c_str(), int(FPort), FPlant.c_str(), FField.c_str(),
+                                FDevice.c_str(), FRev.VerAsStr().c_str()));
+    if (FSN != sn) FSN = sn;
+    WriteLog("Before Connection Done Assigend");
+    if (FSetFolders) {
+        SetDataFolders();
+    } else if (FCheckXMLFileVersions) {
+        CheckFileVersions();
+    } else if (FOnConnDone && !FFTP) {
+        WriteLog("Connection Done Assigned without Folder");
+        FOnConnDone(this, true);
+    }
+    if (FFTP && FOnConnDone) FOnConnDone(this, true);
+}
+
+void TComUnit::SetDataFolders() {
+    namespace fs = std::filesystem;
+    const std::string sep(1, char(fs::path::preferred_separator));
+    FDatadir = FDatadir + std::to_string(FSN) + sep;
+    FRecDir = FDatadir + "Recorder" + sep;
+    FEvtDir = FDatadir + "Event" + sep;
+    std::error_code ec;
+    fs::create_directories(FRecDir, ec);
+    if (ec) WriteLog("Create folder failed: " + FRecDir + " " + ec.message());
+    fs::create_directories(FEvtDir, ec);
+    if (ec) WriteLog("Create folder failed: " + FEvtDir + " " + ec.message());
+    if (FCheckXMLFileVersions && FDevType != devtypQuartz)
+        CheckFileVersions();
+    else if (FOnConnDone)
+        FOnConnDone(this, true);
+}
+
+tmStamp_t TComUnit::CorrectUTCtoLocal(const tmStamp_t& TimeStamp) const {
+    tmStamp_t copy = TimeStamp;
+    double D = UnixToDateTime(double(TStoLinear(copy)) / 1e9);
+    int Y = yearOf(D) - 1900;
+    double W = ruleDate(Y, FtmeSet.ws);
+    double S = ruleDate(Y, FtmeSet.sw);
+    if (FtmeSet.ws.dow > 0) {
+        auto shift = [this](double v) {
+            long d = ((long(std::trunc(v)) - 1) % 7 + 7) % 7;
+            return v + double((FtmeSet.ws.dow + 7 - d) % 7);
+        };
+        W = shift(W);
+        S = shift(S);
+    }
+    if (D >= W && D <= S) copy.frac |= CSummerTimeFlag;
+    tmStamp_t out;
+    UTCtoLocal(copy, FtmeSet.tz, out);
+    return out;
+}
+
+} // namespace ferro

@@ -1,0 +1,59 @@
+#pragma once
+// Collects the bytes of a link into frames. Shared by the TCP, SSH and serial link threads; it knows
+// no transport. One complete frame is taken off per ReadData pass.
+
+#include "link/CccHead.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace ferro {
+
+class TFrameAssembler {
+public:
+    // A frame larger than this cannot come from an instrument; its head is taken for garbage.
+    static constexpr uint32_t CMaxFrameSize = 64u * 1024u * 1024u;
+
+    using LogFn = std::function<void(const std::string& text, bool toMemo)>;
+    using FrameFn = std::function<void(const uint8_t* frame, size_t size)>;
+    using BeginWorkFn = std::function<void(uint32_t size)>;
+    using EndWorkFn = std::function<void()>;
+
+    LogFn Flog;
+    FrameFn FOnFrame;   // every complete frame but an NTP request
+    FrameFn FOnNtp;     // Cmd 9 / ExtCmd 2, served where the bytes arrive
+    BeginWorkFn FBeginWork;
+    EndWorkFn FEndWork;
+
+    // Appends received bytes to the read stream.
+    void Append(const uint8_t* data, size_t len);
+    // Reads the head when none is held and 20 bytes are there. True if a head is held afterwards.
+    bool CheckHead();
+    // The common pass: takes off one complete frame, if there is one. True if a frame was delivered.
+    bool ReadData();
+    // Drops everything buffered and any head held.
+    void Clear();
+
+    size_t Buffered() const { return buf_.size() - start_; }
+    bool HeadRead() const { return FHeadRead; }
+    const ccc_head_t& Head() const { return FHead; }
+    // Bytes of the buffer in front of the current frame that are already consumed (kept small).
+    size_t ConsumedPrefix() const { return start_; }
+
+private:
+    // Drops the frame just delivered; the next head is then at the start of the readable bytes.
+    void CheckReadStreamForMore(size_t frameSize);
+    void dropGarbage(const char* why);
+    void log(const std::string& s) const {
+        if (Flog) Flog(s, false);
+    }
+
+    std::vector<uint8_t> buf_;
+    size_t start_ = 0; // offset of the first unconsumed byte
+    bool FHeadRead = false;
+    ccc_head_t FHead{};
+};
+
+} // namespace ferro

@@ -1,0 +1,40 @@
+#pragma once
+// The German texts that the link and the forms show to the user.
+
+namespace ferro {
+
+// 65489
+constexpr const char* _SKeineRechte = "Der Benutzer \"%s\" hat nicht die nötigen Rechte für diesen Vorgang!";
+// 65520
+constexpr const char* _SEingabePruefen = "Bitte Überprüfen Sie Ihre Eingabe!";
+// 65521
+constexpr const char* _SNeueSprachdateien =
+    "Es wurden neue Sprachdateien auf dem FerroRecorder gefunden. Diese sind zur korrekten Darstellung in der "
+    "Marlinlite nötig! Möchten Sie diese Sprachdateien herunterladen?";
+// 65522
+constexpr const char* _SVerbindungsabbruch = "Verbindungsabbruch";
+// 65523
+constexpr const char* _SAuthFehlgeschlagen = "Authentifizierung fehlgeschlagen";
+// 65524
+constexpr const char* _SUSBGetrennt = "Die USB Verbindung wurde getrennt!";
+// 65525
+constexpr const char* _SZweiVerbindungen = "Es sind bereits zwei aktive Verbindungen mit dem Gerät hergestellt. "
+                                           "Eine weitere Verbindung ist nicht möglich.";
+// 65526
+constexpr const char* _SKeinZugriff = "Der Nutzer %s hat keinen Zugriff auf diese Funktion";
+// 65527
+constexpr const char* _SHostKeyNeu = "Dieses Gerät ist nicht bekannt und dessen Identität ist anhand des folgenden "
+                                     "RSA-Schlüssels zu überprüfen:\r\n";
+// 65528
+constexpr const char* _SHostKeyGeaendert =
+    "Der RSA Schlüssel dieses Gerätes hat sich geändert. Bitte Verifizieren Sie die Integrität des Gerätes "
+    "anhand des folgenden RSA-Schlüssels:\r\n";
+// 65529
+constexpr const char* _SHostKeyFingerprint =
+    "\r\n%s\r\n\r\nDieser ist auf dem Prüfzertifikat oder direkt am Gerät hinterlegt. Ohne eine Überprüfung "
+    "sollte dem Gerät nicht vertraut werden und die Verbindung abgebrochen werden!\r\n\r\nWollen Sie dem Gerät "
+    "vertrauen und eine Verbindung herstellen?";
+// The general error title in front of a refusal text.
+constexpr const char* _SError = "Fehler";
+
+} // namespace ferro

@@ -1,0 +1,3 @@
+#include "foundation/Sammler.h"
+#include <gtest/gtest.h>
+TEST(Sammler, DirectKind) { EXPECT_EQ(ferro::GetDirectKind("para"), ferro::dkpara); }
