@@ -1,0 +1,2 @@
+// Keeps the records library non-empty until its first sources land.
+namespace ferro { int RecordsLibraryMarker = 0; }
