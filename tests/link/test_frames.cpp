@@ -1,3 +1,191 @@
+// Frame forms, flag word and command table: the bytes that go on the wire.
 #include "link/CccHead.h"
+#include "link/CommandTable.h"
+#include "link/TestComUnit.h"
+
 #include <gtest/gtest.h>
-TEST(Frames, Nak) { EXPECT_TRUE(ferro::CheckNAK(6)); }
+
+#include <set>
+
+using namespace ferro;
+
+namespace {
+std::vector<uint8_t> bytes(const MemStream& s) { return s.bytes(); }
+uint32_t u32(const std::vector<uint8_t>& b, size_t off) { return MemStream::peekU32(&b[off]); }
+} // namespace
+
+TEST(FrameHead, PlainSessionStartIsTheDocumentedTwentyBytes) {
+    TTestComUnit link;
+    link.StartPlainSession();
+    ASSERT_EQ(link.Sent.size(), 1u);
+    const std::vector<uint8_t> expected = {0x01, 0x01, 0x02, 0x00, 0x04, 0x00, 0x04, 0x00, 0x00, 0x00,
+                                           0x00, 0x00, 0x14, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
+    EXPECT_EQ(link.Sent[0].bytes, expected);
+}
+
+TEST(FrameHead, SupportLevelOpensTheSupportSession) {
+    TTestComUnit link;
+    link.FVisibility = 2;
+    link.StartPlainSession();
+    ASSERT_EQ(link.Sent.size(), 1u);
+    ccc_head_t h = link.Sent[0].head();
+    EXPECT_EQ(h.Cmd, 1);
+    EXPECT_EQ(h.Priv, 2);
+    EXPECT_EQ(h.ExtCmd, 3);
+}
+
+TEST(FrameHead, DecodeEncodeRoundTripIsLittleEndian) {
+    ccc_head_t h;
+    h.Cmd = 5;
+    h.Priv = 1;
+    h.ExtCmd = 0x1122;
+    h.Ver = 5;
+    h.FTPNAK = 0x000C;
+    h.SN = 0xA1B2C3D4;
+    h.Size = 0x01020304;
+    h.SeqCnt = 77;
+    uint8_t raw[20];
+    h.encode(raw);
+    EXPECT_EQ(raw[2], 0x22);
+    EXPECT_EQ(raw[3], 0x11);
+    EXPECT_EQ(raw[8], 0xD4);
+    EXPECT_EQ(raw[12], 0x04);
+    EXPECT_EQ(raw[15], 0x01);
+    ccc_head_t back = ccc_head_t::decode(raw);
+    EXPECT_EQ(back.ExtCmd, 0x1122);
+    EXPECT_EQ(back.SN, 0xA1B2C3D4u);
+    EXPECT_EQ(back.Size, 0x01020304u);
+    EXPECT_EQ(back.SeqCnt, 77u);
+}
+
+TEST(FrameFlags, RefusalNeedsBitOneAndAWordBelowSixteen) {
+    EXPECT_TRUE(CheckNAK(6));
+    EXPECT_TRUE(CheckNAK(2));
+    EXPECT_TRUE(CheckNAK(15));
+    EXPECT_FALSE(CheckNAK(18));
+    EXPECT_FALSE(CheckNAK(4));
+    EXPECT_FALSE(CheckNAK(0));
+}
+
+TEST(FrameFlags, FlagWordSumsFtpGzTgzAndNeverSetsNak) {
+    EXPECT_EQ(GenHeaderFTPNAK(false, true, false), 4);
+    EXPECT_EQ(GenHeaderFTPNAK(true, true, true), 13);
+    EXPECT_EQ(GenHeaderFTPNAK(false, false, false), 0);
+    EXPECT_EQ(GenHeaderFTPNAK(false, false, true), 8);
+}
+
+TEST(FrameForms, NameFrameCarriesNameAndResumeOffset) {
+    ccc_head_t h;
+    h.Cmd = 5;
+    h.ExtCmd = 1;
+    auto b = bytes(frames::WithName(h, "rec_0001.dat", 4096));
+    ASSERT_EQ(b.size(), 88u);
+    EXPECT_EQ(u32(b, 12), 88u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&b[20])), "rec_0001.dat");
+    EXPECT_EQ(b[20 + 12], 0);
+    EXPECT_EQ(u32(b, 84), 4096u);
+}
+
+TEST(FrameForms, OverlongNameIsCutToSixtyFourBytes) {
+    auto b = bytes(frames::WithName(ccc_head_t{}, std::string(100, 'x'), 0));
+    ASSERT_EQ(b.size(), 88u);
+    EXPECT_EQ(b[83], 'x');
+    EXPECT_EQ(u32(b, 84), 0u);
+}
+
+TEST(FrameForms, LuaTextEndsInCrLfWithoutNul) {
+    auto b = bytes(frames::Lua(ccc_head_t{}, "print(1)"));
+    ASSERT_EQ(b.size(), 20u + 8 + 2);
+    EXPECT_EQ(u32(b, 12), 30u);
+    EXPECT_EQ(b[28], '\r');
+    EXPECT_EQ(b[29], '\n');
+}
+
+TEST(FrameForms, StartFrameHasAccountAtTheirOffsets) {
+    ccc_head_t h;
+    h.Cmd = 1;
+    auto b = bytes(frames::Start(h, 0, "admin", "secret"));
+    ASSERT_EQ(b.size(), 160u);
+    EXPECT_EQ(u32(b, 12), 160u);
+    EXPECT_EQ(u32(b, 20), 0u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&b[24])), "admin");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&b[88])), "secret");
+    auto other = bytes(frames::Start(h, 2, "admin", "secret"));
+    EXPECT_EQ(other[24], 0) << "methods other than 0 and 1 carry no account";
+    EXPECT_EQ(other[88], 0);
+}
+
+TEST(FrameForms, ScratchpadUploadHasTheHundredFortyEightByteHeadArea) {
+    std::vector<uint8_t> file = {1, 2, 3};
+    auto b = bytes(frames::ScratchFile(ccc_head_t{}, "fw.bin", file));
+    ASSERT_EQ(b.size(), 151u);
+    EXPECT_EQ(u32(b, 12), 151u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&b[20])), "fw.bin");
+    EXPECT_EQ(b[148], 1);
+    EXPECT_EQ(b[150], 3);
+}
+
+TEST(FrameForms, IdAndNtpReplyFrames) {
+    auto id = bytes(frames::WithId(ccc_head_t{}, 0x01FFFFFF));
+    ASSERT_EQ(id.size(), 24u);
+    EXPECT_EQ(u32(id, 20), 0x01FFFFFFu);
+    uint8_t packet[48];
+    for (int i = 0; i < 48; ++i) packet[i] = uint8_t(i);
+    ccc_head_t h;
+    h.Cmd = 9;
+    h.Priv = 1;
+    h.ExtCmd = 3;
+    auto ntp = bytes(frames::NtpReply(h, packet));
+    ASSERT_EQ(ntp.size(), 68u);
+    EXPECT_EQ(ntp[67], 47);
+}
+
+TEST(FrameForms, RefusalLayout) {
+    ccc_head_t req;
+    req.Cmd = 7;
+    req.Priv = 0;
+    req.ExtCmd = 1;
+    req.FTPNAK = 4;
+    auto b = bytes(frames::Refusal(req, 13, "denied"));
+    EXPECT_EQ(b[0], 7);
+    EXPECT_EQ(b[2], 1);
+    EXPECT_EQ(MemStream::peekU16(&b[6]), 6);
+    EXPECT_EQ(u32(b, 20), 13u);
+    EXPECT_EQ(std::string(b.begin() + 24, b.end()), "denied");
+    EXPECT_EQ(u32(b, 12), b.size());
+}
+
+TEST(CommandTable, RowsAreSentExactlySo) {
+    struct Want {
+        const char* name;
+        int cmd, priv, ext;
+        TSendCmd form;
+    };
+    const Want want[] = {
+        {"CCC_SESSION_STR_ADV", 1, 1, 2, scDefault},     {"CCC_SESSION_STR_SUP", 1, 2, 3, scDefault},
+        {"CCC_SESSION_STP", 1, 0, 0xFFFF, scDefault},    {"CCC_IDENTIFY_BASIC", 2, 0, 0, scDefault},
+        {"CCC_IDENTIFY_ALL", 2, 0, 1, scDefault},        {"CCC_SETUP_RD_ALL", 3, 0, 1, scDefault},
+        {"CCC_SETUP_RD_ONE", 3, 0, 2, scWithTxt},        {"CCC_SETUP_WR", 3, 1, 3, scFile},
+        {"CCC_STREAM_START", 4, 0, 1, scStream},         {"CCC_STREAM_GET_NXT", 4, 0, 2, scStream},
+        {"CCC_STREAM_STOP", 4, 0, 0xFFFF, scStream},     {"CCC_READOUT_REC_LS", 5, 0, 0, scDefault},
+        {"CCC_READOUT_REC_RD", 5, 0, 1, scFileResume},   {"CCC_READOUT_REC_RM", 5, 0, 2, scWithTxt},
+        {"CCC_READOUT_REC_RMALL", 5, 0, 3, scDefault},   {"CCC_READOUT_EVT_LS", 5, 0, 0x10, scDefault},
+        {"CCC_READOUT_EVT_RD", 5, 0, 0x11, scFileResume}, {"CCC_READOUT_EVT_RM", 5, 0, 0x12, scWithTxt},
+        {"CCC_READOUT_EVT_RMALL", 5, 0, 0x13, scDefault}, {"CCC_READOUT_DISP_RD", 5, 0, 0x21, scDefault},
+        {"CCC_READOUT_LOGD_RD", 5, 0, 0x22, scDefault},  {"CCC_LUA_COMMAND", 6, 1, 0, scWithTxt},
+        {"CCC_SCRATCH_PAD_RD", 7, 0, 1, scWithTxt},      {"CCC_SCRATCH_PAD_WR", 7, 0, 2, scCCCIFile},
+        {"CCC_SCRATCH_PAD_RM", 7, 0, 3, scWithTxt},      {"CCC_TUNNEL_NTP_OPEN", 9, 1, 0, scDefault},
+        {"CCC_TUNNEL_NTP_CLOSE", 9, 1, 1, scDefault},    {"CCC_TUNNEL_NTP_REPLY", 9, 1, 3, scDefault},
+    };
+    ASSERT_EQ(CommandTable().size(), std::size(want));
+    for (const Want& w : want) {
+        const TCommandDef* row = FindCommand(w.name);
+        ASSERT_NE(row, nullptr) << w.name;
+        EXPECT_EQ(row->Cmd, w.cmd) << w.name;
+        EXPECT_EQ(row->Priv, w.priv) << w.name;
+        EXPECT_EQ(row->ExtCmd, w.ext) << w.name;
+        EXPECT_EQ(row->Form, w.form) << w.name;
+    }
+    EXPECT_EQ(FindCommand("CCC_NO_SUCH"), nullptr);
+    EXPECT_STREQ(FindCommand(5, 0x21)->Name, "CCC_READOUT_DISP_RD");
+}

@@ -1,0 +1,176 @@
+// Frame assembly from a byte stream: splits, bursts, NTP requests and garbage.
+#include "link/FrameAssembler.h"
+#include "support/Replies.h"
+
+#include <gtest/gtest.h>
+
+using namespace ferro;
+using ferro::test::Frame;
+
+namespace {
+
+struct Collector {
+    TFrameAssembler a;
+    std::vector<std::vector<uint8_t>> frames;
+    std::vector<std::vector<uint8_t>> ntp;
+    std::vector<std::string> log;
+    int begins = 0, ends = 0;
+    Collector() {
+        a.FOnFrame = [this](const uint8_t* f, size_t n) { frames.emplace_back(f, f + n); };
+        a.FOnNtp = [this](const uint8_t* f, size_t n) { ntp.emplace_back(f, f + n); };
+        a.Flog = [this](const std::string& s, bool) { log.push_back(s); };
+        a.FBeginWork = [this](uint32_t) { ++begins; };
+        a.FEndWork = [this] { ++ends; };
+    }
+    // Feeds like a link thread: append, then passes until no frame comes off.
+    void feed(const uint8_t* p, size_t n) {
+        a.Append(p, n);
+        while (a.ReadData()) {
+        }
+    }
+    void feed(const std::vector<uint8_t>& b) { feed(b.data(), b.size()); }
+};
+
+std::vector<uint8_t> payload(size_t n, uint8_t seed) {
+    std::vector<uint8_t> p(n);
+    for (size_t i = 0; i < n; ++i) p[i] = uint8_t(seed + i * 7);
+    return p;
+}
+
+std::vector<uint8_t> concat(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+    std::vector<uint8_t> r = a;
+    r.insert(r.end(), b.begin(), b.end());
+    return r;
+}
+
+} // namespace
+
+TEST(FrameAssembly, TwoFramesInOneReadAreDeliveredInOrder) {
+    auto f1 = Frame(6, 1, 1, payload(37, 1));
+    auto f2 = Frame(2, 0, 0, payload(12, 9));
+    Collector c;
+    c.feed(concat(f1, f2));
+    ASSERT_EQ(c.frames.size(), 2u);
+    EXPECT_EQ(c.frames[0], f1);
+    EXPECT_EQ(c.frames[1], f2);
+    EXPECT_EQ(c.a.Buffered(), 0u);
+    EXPECT_EQ(c.begins, 2);
+    EXPECT_EQ(c.ends, 2);
+}
+
+TEST(FrameAssembly, OnePassTakesOffOneFrame) {
+    auto f = Frame(2, 0, 0, payload(4, 1));
+    Collector c;
+    auto both = concat(f, f);
+    c.a.Append(both.data(), both.size());
+    EXPECT_TRUE(c.a.ReadData());
+    EXPECT_EQ(c.frames.size(), 1u);
+    EXPECT_EQ(c.a.Buffered(), f.size()) << "the second frame waits at the front for the next pass";
+    EXPECT_TRUE(c.a.ReadData());
+    EXPECT_FALSE(c.a.ReadData());
+    EXPECT_EQ(c.frames.size(), 2u);
+}
+
+TEST(FrameAssembly, FrameSplitAtEveryOffsetIsJoinedOnce) {
+    auto f1 = Frame(5, 0, 1, payload(53, 3));
+    auto f2 = Frame(4, 0, 3, payload(9, 5));
+    auto stream = concat(f1, f2);
+    for (size_t cut = 1; cut < stream.size(); ++cut) {
+        Collector c;
+        c.feed(stream.data(), cut);
+        if (cut < 20) {
+            EXPECT_FALSE(c.a.HeadRead()) << "head read early at " << cut;
+        }
+        c.feed(stream.data() + cut, stream.size() - cut);
+        ASSERT_EQ(c.frames.size(), 2u) << "cut at " << cut;
+        EXPECT_EQ(c.frames[0], f1) << "cut at " << cut;
+        EXPECT_EQ(c.frames[1], f2) << "cut at " << cut;
+    }
+}
+
+TEST(FrameAssembly, ByteByByteDelivery) {
+    auto f = Frame(6, 1, 3, payload(100, 7));
+    Collector c;
+    for (uint8_t b : f) c.feed(&b, 1);
+    ASSERT_EQ(c.frames.size(), 1u);
+    EXPECT_EQ(c.frames[0], f);
+}
+
+TEST(FrameAssembly, NtpRequestIsServedWhereItArrivesBetweenLogLines) {
+    auto before = Frame(6, 1, 1, payload(5, 1));
+    auto ntp = Frame(9, 1, 2, payload(48, 2));
+    Collector c;
+    c.feed(concat(before, ntp));
+    ASSERT_EQ(c.frames.size(), 1u);
+    ASSERT_EQ(c.ntp.size(), 1u);
+    EXPECT_EQ(c.ntp[0], ntp);
+    auto at = std::find(c.log.begin(), c.log.end(), "NTP Begin");
+    ASSERT_NE(at, c.log.end());
+    EXPECT_EQ(*(at + 1), "NTP End");
+}
+
+TEST(FrameAssembly, BeginWorkIsLoggedWithSizeAndCommand) {
+    Collector c;
+    c.feed(Frame(5, 0, 0x11, payload(80, 1)));
+    EXPECT_NE(std::find(c.log.begin(), c.log.end(), "ComUnit: BeginWork 0/100 - 5 0 11"), c.log.end());
+    EXPECT_NE(std::find(c.log.begin(), c.log.end(), "ReadEnd"), c.log.end());
+}
+
+TEST(FrameAssemblyBadInput, SizeBelowTheHeadIsDroppedAndTheAssemblerStaysUsable) {
+    std::vector<uint8_t> bad(24, 0);
+    bad[0] = 2;
+    bad[12] = 8; // Size 8
+    Collector c;
+    c.feed(bad);
+    EXPECT_TRUE(c.frames.empty());
+    EXPECT_EQ(c.a.Buffered(), 0u);
+    EXPECT_FALSE(c.log.empty());
+    auto good = Frame(2, 0, 0, payload(12, 1));
+    c.feed(good);
+    ASSERT_EQ(c.frames.size(), 1u);
+    EXPECT_EQ(c.frames[0], good);
+}
+
+TEST(FrameAssemblyBadInput, AbsurdSizeIsNeitherAwaitedNorAllocated) {
+    std::vector<uint8_t> bad(20, 0xEE);
+    bad[12] = 0xF0;
+    bad[13] = 0xFF;
+    bad[14] = 0xFF;
+    bad[15] = 0xFF;
+    Collector c;
+    c.feed(bad);
+    EXPECT_FALSE(c.a.HeadRead());
+    EXPECT_EQ(c.a.Buffered(), 0u);
+    auto good = Frame(1, 1, 2, {});
+    c.feed(good);
+    EXPECT_EQ(c.frames.size(), 1u);
+}
+
+TEST(FrameAssemblyBadInput, ClearDropsHalfFrame) {
+    auto f = Frame(5, 0, 1, payload(200, 1));
+    Collector c;
+    c.feed(f.data(), 50);
+    EXPECT_TRUE(c.a.HeadRead());
+    c.a.Clear();
+    EXPECT_FALSE(c.a.HeadRead());
+    c.feed(f);
+    ASSERT_EQ(c.frames.size(), 1u);
+    EXPECT_EQ(c.frames[0], f);
+}
+
+TEST(FrameAssembly, ManyWaitingFramesKeepTheConsumedPrefixBounded) {
+    auto f = Frame(4, 0, 3, payload(100, 1));
+    std::vector<uint8_t> burst;
+    for (int i = 0; i < 10000; ++i) burst.insert(burst.end(), f.begin(), f.end());
+    Collector c;
+    c.a.Append(burst.data(), burst.size());
+    size_t maxPrefix = 0;
+    while (c.a.ReadData()) {
+        maxPrefix = std::max(maxPrefix, c.a.ConsumedPrefix());
+        // Appending more while frames wait must not move the whole tail each time.
+        if (c.frames.size() % 1000 == 0) c.a.Append(f.data(), f.size());
+    }
+    EXPECT_EQ(c.frames.size(), 10010u);
+    EXPECT_EQ(c.a.Buffered(), 0u);
+    EXPECT_LE(maxPrefix, burst.size() + 10 * f.size());
+}
