@@ -1,0 +1,169 @@
+#include "link/ReadThreadTCP.h"
+
+#include "foundation/Format.h"
+#include "foundation/MainThread.h"
+#include "link/Ntp.h"
+#include "link/TCPComUnit.h"
+
+#include <chrono>
+
+namespace ferro {
+
+TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
+    : FClient(client), pendingShared_(std::make_shared<std::atomic<size_t>>(0)), pendingBytes_(*pendingShared_) {
+    FreadStream.Flog = [this](const std::string& s, bool memo) { log(s, memo); };
+    FreadStream.FOnFrame = [this](const uint8_t* f, size_t n) { handOver(f, n); };
+    FreadStream.FOnNtp = [this](const uint8_t* f, size_t n) { serveNtp(f, n); };
+    FreadStream.FBeginWork = [this](uint32_t size) {
+        if (FBeginWork) FBeginWork(wmRead, size);
+    };
+    FreadStream.FEndWork = [this] {
+        if (FEndWork) FEndWork(wmRead, 0);
+    };
+}
+
+TIdReadThreadTCP::~TIdReadThreadTCP() {
+    StopAndWait(5000);
+    ClearQueue();
+    FreadStream.Clear();
+    log("AFTER CLEAR BUFFER");
+    log("AFTER Destroy TCP");
+}
+
+void TIdReadThreadTCP::Start() {
+    if (running_ || thread_.joinable()) return;
+    stop_ = false;
+    running_ = true;
+    thread_ = std::thread([this] { run(); });
+}
+
+bool TIdReadThreadTCP::StopAndWait(int timeoutMs) {
+    stop_ = true;
+    Wake();
+    if (!thread_.joinable()) return true;
+    if (thread_.get_id() == std::this_thread::get_id()) {
+        thread_.detach();
+        return true;
+    }
+    std::unique_lock<std::mutex> lk(doneMutex_);
+    bool ended = doneCv_.wait_for(lk, std::chrono::milliseconds(timeoutMs), [this] { return !running_.load(); });
+    lk.unlock();
+    if (ended) {
+        thread_.join();
+    } else {
+        // A turn blocked beyond the limit: leave it behind rather than hang the program.
+        log("Thread did not end in time");
+        thread_.detach();
+    }
+    return ended;
+}
+
+void TIdReadThreadTCP::run() {
+    while (!stop_) {
+        try {
+            ThreadRun();
+        } catch (const std::exception& e) {
+            log(std::string("Thread Except ") + e.what());
+            if (FOnException) FOnException(e.what());
+            break;
+        }
+    }
+    {
+        std::lock_guard<std::mutex> lk(doneMutex_);
+        running_ = false;
+    }
+    doneCv_.notify_all();
+}
+
+void TIdReadThreadTCP::SetConParams(const std::string& IP, int Port, int BoundPort) {
+    FHost = IP;
+    FPortNo = Port;
+    FBoundPort = BoundPort;
+}
+
+void TIdReadThreadTCP::Enqueue(TSendQueueItem item) {
+    {
+        std::lock_guard<std::mutex> lk(queueMutex_);
+        FSendQueue.push_back(std::move(item));
+    }
+    Wake();
+}
+
+void TIdReadThreadTCP::ClearQueue() {
+    std::lock_guard<std::mutex> lk(queueMutex_);
+    FSendQueue.clear();
+}
+
+size_t TIdReadThreadTCP::QueueLength() const {
+    std::lock_guard<std::mutex> lk(queueMutex_);
+    return FSendQueue.size();
+}
+
+void TIdReadThreadTCP::SendCommandStream() {
+    TSendQueueItem item;
+    {
+        std::lock_guard<std::mutex> lk(queueMutex_);
+        if (FSendQueue.empty()) return;
+        item = std::move(FSendQueue.front());
+        FSendQueue.pop_front();
+    }
+    log("Thread Before Send");
+    MemStream& s = *item.SendStream;
+    s.setPosition(0);
+    if (FBeginWork) FBeginWork(wmWrite, s.size());
+    if (FIsconnected) {
+        if (!WriteData(s, item.IsLua)) log("Error Sending Data");
+    }
+    if (FEndWork) FEndWork(wmWrite, s.size());
+    log("Thread After Send");
+    if (FClient) FClient->SendQueueActive = QueueLength() > 0;
+}
+
+void TIdReadThreadTCP::ReadData() {
+    // One frame off per pass; the rest waits for the next turn.
+    FreadStream.ReadData();
+}
+
+void TIdReadThreadTCP::handOver(const uint8_t* frame, size_t size) {
+    auto copy = std::make_shared<MemStream>(frame, size);
+    TTCPComUnit* client = FClient;
+    std::shared_ptr<std::atomic<size_t>> pending = pendingShared_;
+    *pending += size;
+    Postpone(client, [client, copy, pending, size] {
+        *pending -= size;
+        client->ReadData(*copy);
+        client->WriteLog("EvalEnd");
+    });
+}
+
+void TIdReadThreadTCP::serveNtp(const uint8_t* frame, size_t size) {
+    if (size < CHeadSize + CNtpPacketSize || !FIsconnected) return;
+    ccc_head_t req = ccc_head_t::decode(frame);
+    uint8_t packet[CNtpPacketSize];
+    std::memcpy(packet, frame + CHeadSize, CNtpPacketSize);
+    FillNTP(packet);
+    ccc_head_t h;
+    h.Cmd = 9;
+    h.Priv = 1;
+    h.ExtCmd = 3;
+    h.Ver = req.Ver;
+    h.SN = req.SN;
+    h.FTPNAK = 4;
+    h.SeqCnt = FSeqCnt; // never advanced: replies on this path always carry 0
+    MemStream reply = frames::NtpReply(h, packet);
+    HandleNTPSendAnswer(reply);
+}
+
+void TIdReadThreadTCP::Clearbuffer() {
+    log("ClearBuffer");
+    FDoClearBuffer = false;
+}
+
+void TIdReadThreadTCP::DoDisconnect(bool) {
+    ClearQueue();
+    stop_ = true;
+    Wake();
+    log("Thread Disconnect");
+}
+
+} // namespace ferro

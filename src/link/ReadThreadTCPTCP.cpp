@@ -1,0 +1,258 @@
+#include "link/ReadThreadTCPTCP.h"
+
+#include "foundation/Format.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <thread>
+
+namespace ferro {
+
+namespace {
+constexpr size_t CReadChunk = 256 * 1024;
+
+std::string sysError(int err) { return std::strerror(err); }
+} // namespace
+
+TIdReadThreadTCPTCP::TIdReadThreadTCPTCP(TTCPComUnit* client) : TIdReadThreadTCP(client) {
+    wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+}
+
+TIdReadThreadTCPTCP::~TIdReadThreadTCPTCP() {
+    StopAndWait(5000);
+    closeSocket();
+    if (wakeFd_ >= 0) ::close(wakeFd_);
+}
+
+void TIdReadThreadTCPTCP::Wake() {
+    if (wakeFd_ >= 0) {
+        uint64_t one = 1;
+        ssize_t r = ::write(wakeFd_, &one, sizeof one);
+        (void)r;
+    }
+}
+
+void TIdReadThreadTCPTCP::closeSocket() {
+    int fd = fd_.exchange(-1);
+    if (fd >= 0) {
+        ::shutdown(fd, SHUT_RDWR);
+        ::close(fd);
+    }
+}
+
+void TIdReadThreadTCPTCP::DoConnect() {
+    auto status = [this](TcpStatus s, const std::string& t) {
+        if (FOnStatus) FOnStatus(s, t);
+    };
+    try {
+        status(TcpStatus::Resolving, FHost);
+        addrinfo hints{};
+        hints.ai_family = FIPVersion == ipverV6 ? AF_INET6 : AF_INET;
+        hints.ai_socktype = SOCK_STREAM;
+        addrinfo* res = nullptr;
+        std::string port = std::to_string(FPortNo);
+        int gai = ::getaddrinfo(FHost.c_str(), port.c_str(), &hints, &res);
+        if (gai != 0 || !res) throw std::runtime_error(Fmt("Host not found: %s (%s)", FHost.c_str(), gai_strerror(gai)));
+        std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> guard(res, ::freeaddrinfo);
+
+        int fd = ::socket(res->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        if (fd < 0) throw std::runtime_error(sysError(errno));
+        int one = 1;
+        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        status(TcpStatus::Connecting, FHost);
+        // Keep-alive: probe after 25 s of silence, every 2 s.
+        int idle = 25, intvl = 2;
+        ::setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
+        ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+        ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &intvl, sizeof intvl);
+
+        int rc = ::connect(fd, res->ai_addr, res->ai_addrlen);
+        if (rc != 0 && errno != EINPROGRESS) {
+            int err = errno;
+            ::close(fd);
+            throw std::runtime_error(sysError(err));
+        }
+        if (rc != 0) {
+            pollfd p{fd, POLLOUT, 0};
+            int n = ::poll(&p, 1, ConnectTimeoutMs);
+            if (n == 0) {
+                ::close(fd);
+                throw std::runtime_error("Connect timed out.");
+            }
+            int err = 0;
+            socklen_t len = sizeof err;
+            ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len);
+            if (n < 0 || err != 0) {
+                ::close(fd);
+                throw std::runtime_error(sysError(err ? err : errno));
+            }
+        }
+        fd_ = fd;
+        disconnectReported_ = false;
+        FIsconnected = true;
+        log(Fmt("DoConnect: %s", BoolStr(true)));
+        status(TcpStatus::Connected, FHost);
+        Start();
+    } catch (const std::exception& e) {
+        FIsconnected = false;
+        log(std::string("DoConnectExcept: ") + e.what());
+    }
+}
+
+bool TIdReadThreadTCPTCP::waitReadable(int timeoutMs, bool* woken) {
+    pollfd p[2] = {{fd_.load(), POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+    int n = ::poll(p, 2, timeoutMs);
+    if (n <= 0) return false;
+    if (p[1].revents & POLLIN) {
+        uint64_t v;
+        ssize_t r = ::read(wakeFd_, &v, sizeof v);
+        (void)r;
+        if (woken) *woken = true;
+    }
+    return (p[0].revents & (POLLIN | POLLHUP | POLLERR)) != 0;
+}
+
+// Reads what the socket holds into the receive buffer; 0 with the peer gone closes the link.
+size_t TIdReadThreadTCPTCP::receiveAvailable() {
+    uint8_t chunk[CReadChunk];
+    size_t total = 0;
+    for (;;) {
+        int fd = fd_.load();
+        if (fd < 0) break;
+        ssize_t n = ::recv(fd, chunk, sizeof chunk, 0);
+        if (n > 0) {
+            FreadStream.Append(chunk, size_t(n));
+            total += size_t(n);
+            if (size_t(n) < sizeof chunk) break;
+            continue;
+        }
+        if (n == 0) {
+            lostConnection("closed by the instrument");
+            break;
+        }
+        if (errno == EINTR) continue;
+        if (errno != EAGAIN && errno != EWOULDBLOCK) lostConnection(sysError(errno));
+        break;
+    }
+    return total;
+}
+
+void TIdReadThreadTCPTCP::lostConnection(const std::string& why) {
+    FIsconnected = false;
+    if (disconnectReported_.exchange(true)) return;
+    log("Connection lost: " + why);
+    if (FOnStatus) FOnStatus(TcpStatus::Disconnected, why);
+}
+
+void TIdReadThreadTCPTCP::ThreadRun() {
+    if (fd_ < 0 || !FIsconnected) {
+        log("Thread not Connected", true);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return;
+    }
+    if (FDoClearBuffer) {
+        Clearbuffer();
+        return;
+    }
+    bool woken = false;
+    if (!MainThreadBusy() && waitReadable(0, &woken)) {
+        ReadData();
+        return;
+    }
+    if (QueueLength() > 0) {
+        SendCommandStream();
+        return;
+    }
+    if (FreadStream.Buffered() == 0 || MainThreadBusy()) {
+        // Idle: wait for data, but wake at once when a frame is queued.
+        if (!waitReadable(20, &woken) || MainThreadBusy()) return;
+    }
+    ReadData();
+}
+
+void TIdReadThreadTCPTCP::ReadData() {
+    try {
+        // Read while the buffer holds no complete frame yet; a complete one is handed over first so
+        // that a fast sender is held back by the socket rather than by our memory.
+        for (int rounds = 0; fd_ >= 0 && rounds < 64; ++rounds) {
+            bool haveFrame = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+            if (haveFrame) break;
+            if (FreadStream.Buffered() > 0 || rounds > 0) {
+                if (!waitReadable(rounds == 0 ? 0 : 1, nullptr)) break;
+            }
+            if (receiveAvailable() == 0) break;
+        }
+        FreadStream.CheckHead();
+        TIdReadThreadTCP::ReadData();
+    } catch (const std::exception& e) {
+        log(std::string("Error ReadData ") + e.what());
+    }
+}
+
+bool TIdReadThreadTCPTCP::WriteData(MemStream& Stream, bool) {
+    std::lock_guard<std::mutex> lk(writeMutex_);
+    const uint8_t* p = Stream.data();
+    size_t left = Stream.size();
+    while (left > 0) {
+        int fd = fd_.load();
+        if (fd < 0) return false;
+        ssize_t n = ::send(fd, p, left, MSG_NOSIGNAL);
+        if (n > 0) {
+            p += n;
+            left -= size_t(n);
+            if (FOnWork) FOnWork(wmWrite, Stream.size() - left);
+            continue;
+        }
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) {
+            pollfd pw{fd, POLLOUT, 0};
+            if (::poll(&pw, 1, 5000) <= 0) {
+                log("Write timed out");
+                return false;
+            }
+            continue;
+        }
+        log("Error writing: " + sysError(errno));
+        lostConnection(sysError(errno));
+        return false;
+    }
+    return true;
+}
+
+void TIdReadThreadTCPTCP::HandleNTPSendAnswer(MemStream& Stream) { WriteData(Stream, false); }
+
+void TIdReadThreadTCPTCP::Clearbuffer() {
+    TIdReadThreadTCP::Clearbuffer();
+    // Drop what the socket holds now; the receive buffer itself stays as it is.
+    int fd = fd_.load();
+    if (fd < 0) return;
+    uint8_t chunk[65536];
+    for (int i = 0; i < 1024; ++i) {
+        ssize_t n = ::recv(fd, chunk, sizeof chunk, MSG_DONTWAIT);
+        if (n <= 0) break;
+    }
+}
+
+void TIdReadThreadTCPTCP::DoDisconnect(bool Notify) {
+    TIdReadThreadTCP::DoDisconnect(Notify);
+    if (FOnStatus && fd_ >= 0) FOnStatus(TcpStatus::Disconnecting, "");
+    bool wasConnected = fd_ >= 0;
+    // The loop ends before the socket goes, so that no turn works on a closed descriptor. A half
+    // frame stays in the receive buffer; it is never delivered.
+    StopAndWait(5000);
+    closeSocket();
+    FIsconnected = false;
+    if (wasConnected && !disconnectReported_.exchange(true) && FOnStatus) FOnStatus(TcpStatus::Disconnected, "");
+}
+
+} // namespace ferro

@@ -1,0 +1,50 @@
+#pragma once
+// The network form of the link: one background thread does the connecting, reading and writing.
+
+#include "link/ComUnit.h"
+
+#include <memory>
+
+namespace ferro {
+
+class TIdReadThreadTCP;
+class TIdReadThreadTCPTCP;
+enum class TcpStatus;
+
+class TTCPComUnit : public TComUnit {
+    Q_OBJECT
+public:
+    explicit TTCPComUnit(bool IsSSH);
+    ~TTCPComUnit() override;
+
+    void CreateThread(bool IsSSH) override;
+    void CloseConnection(bool Value) override;
+    void WorkEvent(TWorkMode, uint64_t, TWorkStatus) override {}
+    void ReadData(MemStream& Stream) override;
+    bool SendCommandStream(MemStream& Stream, bool IsLua) override;
+    void ReConnect() override {}
+    bool IsConnected() const override;
+    void SetIPAndPort(const std::string& IP, int Port, int BoundPort) override;
+    void DoConnect() override;
+    void DoDisconnect(bool Value) override;
+    void StreamErrorsSearch() override;
+
+    TIdReadThreadTCP* ReadThread() const { return FReadThread.get(); }
+
+    bool FWantedDisco = false;
+    bool FIsOffline = false;
+    TIpVer FIPVersion = ipverV4;
+    bool FAuthError = false;
+    // Milliseconds the connect may take before it counts as failed.
+    int ConnectTimeoutMs = 10000;
+
+private:
+    void onStatus(TcpStatus status, const std::string& text);
+    void afterConnected();
+    void onDisconnected();
+    void logFromAnyThread(const std::string& text, bool memo);
+
+    std::unique_ptr<TIdReadThreadTCP> FReadThread;
+};
+
+} // namespace ferro

@@ -1,0 +1,130 @@
+// The TCP link against a loopback instrument: session, identity, failures.
+#include "foundation/Format.h"
+#include "link/TCPComUnit.h"
+#include "support/FakeInstrument.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+
+using namespace ferro;
+using namespace ferro::test;
+
+namespace {
+struct LogSink {
+    std::vector<std::string> lines;
+    void attach(TComUnit& link) {
+        link.FOnLogCallBack = [this](TSender, const std::string& s, bool) { lines.push_back(s); };
+    }
+    bool has(const std::string& part) const {
+        for (const auto& l : lines)
+            if (l.find(part) != std::string::npos) return true;
+        return false;
+    }
+};
+} // namespace
+
+TEST(TcpLink, SessionReachesTheFullIdentity) {
+    FakeInstrument dev;
+    TTCPComUnit link(false);
+    LogSink log;
+    log.attach(link);
+    bool done = false;
+    uint32_t serial = 0;
+    std::string label;
+    link.FOnConnDone = [&](TSender, bool ok) { done = ok; };
+    link.FOnComNewSNCallBack = [&](TSender, uint32_t sn, TDevType, const std::string&, const std::string&,
+                                   const std::string&) { serial = sn; };
+    link.FOnConCallack = [&](TSender, const std::string& t) { label = t; };
+    link.SetIPAndPort("127.0.0.1", dev.port(), 0);
+    link.DoConnect();
+    ASSERT_TRUE(link.IsConnected());
+    ASSERT_TRUE(WaitFor([&] { return done; }));
+    EXPECT_EQ(serial, 777u);
+    EXPECT_EQ(link.FPlant, "Umspannwerk");
+    EXPECT_EQ(link.FField, "Feld 3");
+    EXPECT_EQ(link.FDevice, "PQ1");
+    EXPECT_EQ(label, Fmt("127.0.0.1:%d - Umspannwerk Feld 3 PQ1 (Rev 20000 (V2_2))", dev.port()));
+    EXPECT_TRUE(link.IsTimerActive());
+    EXPECT_TRUE(log.has("Status: Connected2"));
+    auto frames = dev.received();
+    ASSERT_GE(frames.size(), 2u);
+    const std::vector<uint8_t> opening = {0x01, 0x01, 0x02, 0x00, 0x04, 0x00, 0x04, 0x00, 0x00, 0x00,
+                                          0x00, 0x00, 0x14, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
+    EXPECT_EQ(frames[0], opening);
+    EXPECT_EQ(frames[1][0], 2);
+    EXPECT_EQ(frames[1][2], 1);
+}
+
+TEST(TcpLink, ClosedPortFailsCleanly) {
+    int port;
+    {
+        FakeInstrument probe; // take a free port, then let it go
+        port = probe.port();
+    }
+    TTCPComUnit link(false);
+    LogSink log;
+    log.attach(link);
+    link.SetIPAndPort("127.0.0.1", port, 0);
+    link.DoConnect();
+    WaitFor([] { return false; }, 50);
+    EXPECT_FALSE(link.IsConnected());
+    EXPECT_TRUE(log.has("DoConnectExcept: "));
+}
+
+TEST(TcpLink, PortZeroIsStoredAsOne) {
+    TTCPComUnit link(false);
+    link.SetIPAndPort("127.0.0.1", 0, 0);
+    EXPECT_EQ(link.FPort, 1);
+    link.SetIPAndPort("127.0.0.1", 70000, 0);
+    EXPECT_EQ(link.FPort, 65535);
+}
+
+TEST(TcpLink, LineDropShowsConnectionLossAndFreesQueuedFrames) {
+    FakeInstrument dev;
+    TTCPComUnit link(false);
+    LogSink log;
+    log.attach(link);
+    bool done = false;
+    std::string shown;
+    int cleared = 0;
+    link.FOnConnDone = [&](TSender, bool ok) { done = ok; };
+    link.FDisplayConnMessage = [&](const std::string& t, TMsgDlgType, TThreadedMessageCallBack, TMsgDlgButtons,
+                                   TMsgDlgBtn) { shown = t; };
+    link.FClearWork = [&] { ++cleared; };
+    link.SetIPAndPort("127.0.0.1", dev.port(), 0);
+    link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return done; }));
+    size_t before = dev.framesReceived();
+    dev.dropLine();
+    ASSERT_TRUE(WaitFor([&] { return !link.IsConnected(); }));
+    link.SendNamed("CCC_READOUT_REC_LS");
+    ASSERT_TRUE(WaitFor([&] { return !shown.empty(); }));
+    EXPECT_EQ(shown, "Verbindungsabbruch");
+    EXPECT_EQ(cleared, 1);
+    EXPECT_FALSE(link.IsTimerActive());
+    EXPECT_EQ(dev.framesReceived(), before) << "nothing goes out on a fallen line";
+    EXPECT_TRUE(log.has("Status: Disconnected"));
+}
+
+TEST(TcpLink, ShutdownSendsTheStopAndCompletes) {
+    FakeInstrument dev;
+    TTCPComUnit link(false);
+    bool done = false;
+    int completed = 0;
+    link.FOnConnDone = [&](TSender, bool ok) { done = ok; };
+    link.SetIPAndPort("127.0.0.1", dev.port(), 0);
+    link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return done; }));
+    link.ShutDown(nullptr, [&](TSender) { ++completed; });
+    ASSERT_TRUE(WaitFor([&] { return completed > 0; }, 6000));
+    EXPECT_EQ(completed, 1);
+    EXPECT_FALSE(link.IsConnected());
+    auto frames = dev.received();
+    ASSERT_FALSE(frames.empty());
+    EXPECT_EQ(frames.back()[0], 1);
+    EXPECT_EQ(frames.back()[2], 0xFF);
+    EXPECT_EQ(frames.back()[3], 0xFF);
+}
