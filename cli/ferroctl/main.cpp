@@ -1,29 +1,31 @@
 // ferroctl: the link core on the command line.
-#include "link/CommandTable.h"
+#include "CliOptions.h"
+#include "Commands.h"
 
 #include <QCoreApplication>
 
 #include <cstdio>
-#include <cstring>
-
-namespace {
-void usage() {
-    std::fprintf(stderr, "usage: ferroctl commands\n"
-                         "  commands   list the protocol's command table\n");
-}
-} // namespace
+#include <map>
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    if (argc < 2) {
-        usage();
+    QCoreApplication::setApplicationName("ferroctl");
+    ferroctl::CliOptions opt;
+    std::string error;
+    if (!ferroctl::ParseCli(argc, argv, opt, error)) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        ferroctl::PrintUsage();
         return 2;
     }
-    if (std::strcmp(argv[1], "commands") == 0) {
-        for (const auto& row : ferro::CommandTable())
-            std::printf("%-24s Cmd=%u Priv=%u ExtCmd=0x%X\n", row.Name, row.Cmd, row.Priv, row.ExtCmd);
-        return 0;
+    const std::map<std::string, int (*)(const ferroctl::CliOptions&)> commands = {
+        {"identify", ferroctl::RunIdentify},
+        {"commands", ferroctl::RunCommands},
+    };
+    auto it = commands.find(opt.command);
+    if (it == commands.end()) {
+        std::fprintf(stderr, "Unbekanntes Kommando: %s\n", opt.command.c_str());
+        ferroctl::PrintUsage();
+        return 2;
     }
-    usage();
-    return 2;
+    return it->second(opt);
 }

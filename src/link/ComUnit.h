@@ -193,6 +193,8 @@ public:
     bool FConWithoutCCCI = false, FisSSHCon = false;
     TBinaryStreamCB FBinInCB;
     TDevType FDevType = devtypNone;
+    // Article number and production date of the last full identity.
+    uint32_t FArticle = 0, FProdDate = 0;
 
 protected:
     ccc_head_t MakeHead(uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) const;

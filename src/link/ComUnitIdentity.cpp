@@ -120,6 +120,8 @@ void TComUnit::IdentityCommand(MemStream& Stream) {
     uint32_t art = MemStream::peekU32(p + 24);
     FDevType = DevTypeFromArticle(art);
     uint32_t prod = MemStream::peekU32(p + 28);
+    FArticle = art;
+    FProdDate = prod;
     WriteLog(Fmt("IN: IdendityAll: SerNum=%u ArtNum=%u ProdDate=%s", sn, art, dateText(prod).c_str()));
 
     FConTime = MemStream::peekU32(p + 32);

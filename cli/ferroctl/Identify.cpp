@@ -1,0 +1,62 @@
+// ferroctl identify: one JSON object with what the instrument says about itself.
+#include "Commands.h"
+
+#include "foundation/Format.h"
+#include "link/CommandTable.h"
+
+#include <QDateTime>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <cstdio>
+
+namespace ferroctl {
+
+namespace {
+QString zoneText(const ferro::time_tz_t& tz) {
+    int minutes = tz.offsetSeconds() / 60;
+    int a = minutes < 0 ? -minutes : minutes;
+    return QString::asprintf("%c%02d:%02d", minutes < 0 ? '-' : '+', a / 60, a % 60);
+}
+} // namespace
+
+int RunIdentify(const CliOptions& opt) {
+    ferro::TLinkOptions lo = opt.link;
+    lo.DataDir.clear(); // identifying makes no folders
+    ferro::TLinkSession session(lo);
+    std::string error;
+    if (!session.Open(error)) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        return 1;
+    }
+    ferro::TComUnit& l = session.Link();
+    ferro::tmStamp_t local = l.CorrectUTCtoLocal({l.FConTime, 0});
+    // The rules moved the clock by more than the zone: summer time applies now.
+    bool summer = int64_t(local.sec) - int64_t(l.FConTime) != l.FtmeSet.tz.offsetSeconds();
+    QDateTime clock = QDateTime::fromSecsSinceEpoch(qint64(local.sec), Qt::UTC);
+
+    QJsonObject o;
+    o["serial"] = qint64(l.FSN);
+    o["article"] = qint64(l.FArticle);
+    o["devType"] = ferro::DevTypeName(l.FDevType);
+    o["revision"] = qint64(l.FRev.Rev);
+    o["version"] = QString::fromStdString(l.FRev.VerAsStr());
+    o["plant"] = QString::fromStdString(l.FPlant);
+    o["field"] = QString::fromStdString(l.FField);
+    o["device"] = QString::fromStdString(l.FDevice);
+    o["clock"] = clock.toString("yyyy-MM-ddTHH:mm:ss");
+    o["timeZone"] = zoneText(l.FtmeSet.tz);
+    o["summerTime"] = summer;
+    o["productionDate"] = QDateTime::fromSecsSinceEpoch(qint64(l.FProdDate), Qt::UTC).toString(Qt::ISODate);
+    std::printf("%s\n", QJsonDocument(o).toJson(QJsonDocument::Compact).constData());
+    session.Close();
+    return 0;
+}
+
+int RunCommands(const CliOptions&) {
+    for (const auto& row : ferro::CommandTable())
+        std::printf("%-24s Cmd=%u Priv=%u ExtCmd=0x%X\n", row.Name, row.Cmd, row.Priv, row.ExtCmd);
+    return 0;
+}
+
+} // namespace ferroctl

@@ -1,0 +1,95 @@
+#include "link/LinkSession.h"
+
+#include "foundation/Format.h"
+#include "link/Messages.h"
+#include "link/TCPComUnit.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+namespace ferro {
+
+TLinkSession::TLinkSession(TLinkOptions options) : options_(std::move(options)) {
+    auto tcp = std::make_unique<TTCPComUnit>(options_.Ssh);
+    tcp->FIPVersion = options_.IpVer;
+    tcp->ConnectTimeoutMs = options_.ConnectTimeoutMs;
+    link_ = std::move(tcp);
+    TComUnit& l = *link_;
+    l.FOnLogCallBack = [this](TSender, const std::string& s, bool) {
+        if (options_.Verbose)
+            std::fprintf(stderr, "Ferro: %s\n", s.c_str());
+        else if (log_.size() < 100000)
+            log_.push_back(s);
+    };
+    l.FDisplayConnMessage = [this](const std::string& text, TMsgDlgType type, TThreadedMessageCallBack cb,
+                                   TMsgDlgButtons, TMsgDlgBtn) {
+        messages_.push_back(text);
+        int answer = type == mtConfirmation ? QuestionAnswer : mrOk;
+        if (cb) cb(nullptr, answer);
+    };
+    l.FOnConnDone = [this](TSender, bool ok) { connDone_ = connDone_ || ok; };
+    l.SetSSHUserPass(options_.User, options_.Password);
+    l.FIniFolder = options_.IniDir;
+    l.FTmpDir = options_.TmpDir;
+    l.FDatadir = options_.DataDir;
+    l.FSetFolders = !options_.DataDir.empty();
+    l.FCheckXMLFileVersions = options_.CheckXML;
+}
+
+TLinkSession::~TLinkSession() {
+    if (link_) {
+        link_->FOnLogCallBack = nullptr;
+        link_->FDisplayConnMessage = nullptr;
+    }
+}
+
+bool TLinkSession::WaitFor(const std::function<bool()>& done, int timeoutMs) {
+    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > until) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        if (!link_->IsConnected()) {
+            // Let queued jobs of the fall run, then give up.
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+            return done();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+bool TLinkSession::Open(std::string& error, int timeoutMs) {
+    link_->SetIPAndPort(options_.Host, options_.Port, 0);
+    link_->DoConnect();
+    if (!link_->IsConnected()) {
+        error = Fmt("Keine Verbindung zu %s:%d möglich.", options_.Host.c_str(), options_.Port);
+        for (const auto& l : log_)
+            if (l.rfind("DoConnectExcept: ", 0) == 0) error += " (" + l.substr(17) + ")";
+        return false;
+    }
+    if (!WaitFor([this] { return connDone_; }, timeoutMs)) {
+        if (!messages_.empty())
+            error = messages_.back();
+        else if (!link_->IsConnected())
+            error = _SVerbindungsabbruch;
+        else
+            error = Fmt("Das Gerät %s:%d antwortet nicht.", options_.Host.c_str(), options_.Port);
+        return false;
+    }
+    return true;
+}
+
+void TLinkSession::Close(int timeoutMs) {
+    if (!link_ || !link_->IsConnected()) return;
+    auto closed = std::make_shared<bool>(false);
+    link_->ShutDown(nullptr, [closed](TSender) { *closed = true; });
+    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!*closed && link_->IsConnected() && std::chrono::steady_clock::now() < until)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+} // namespace ferro
