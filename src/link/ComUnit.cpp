@@ -4,6 +4,7 @@
 #include "foundation/Format.h"
 #include "foundation/MainThread.h"
 #include "link/Messages.h"
+#include "link/XmlNames.h"
 
 #include <fstream>
 
@@ -223,14 +224,22 @@ bool TComUnit::SendEntry(const TSendRec& rec) {
         FWaitForAnswer = false;
         WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd, h.Priv,
                      h.ExtCmd, h.FTPNAK, h.SeqCnt));
-        WriteLog("Sending File " + rec.txt);
-        MemStream file;
-        if (!file.loadFromFile(rec.txt)) {
-            WriteLog("File not found: " + rec.txt);
+        std::string file = PrepareSetupUpload(rec.txt);
+        WriteLog("Sending File " + file);
+        if (file.empty()) return false;
+        if (FFTP) {
+            bool put = FFtpPut && FFtpPut(file, "/ramdrive0/ccci");
+            if (!put) WriteLog("FTP: upload failed " + file, true);
+            SendCommand(rec.Info, rec.Cmd, rec.Priv, rec.ExtCmd, ExtractFileName(file), false);
+            return put;
+        }
+        MemStream data;
+        if (!data.loadFromFile(file)) {
+            WriteLog("File not found: " + file);
             return false;
         }
         WriteLog("Before Send");
-        MemStream s = frames::File(h, file.bytes());
+        MemStream s = frames::File(h, data.bytes());
         WorkEvent(wmWrite, s.size(), WorkBegin);
         bool ok = SendCommandStream(s, false);
         WorkEvent(wmWrite, s.size(), WorkEnd);
@@ -324,7 +333,12 @@ bool TComUnit::Evaluate(MemStream& Stream) {
         WriteLog(Fmt("ComUnit BeforeClear Size: %d StreamSize: %d StreamPosition: %d", int(FHead.Size),
                      int(Stream.size()), int(Stream.position())));
         if (Stream.position() >= Stream.size()) {
+            // Lua output before its end frame keeps the list waiting: the device answers one command
+            // at a time, and only the end tells that the next may go.
+            bool luaRunning = FHead.Cmd == CmdLua && FHead.ExtCmd != 3;
+            bool wait = FWaitForAnswer;
             ClearStreamAndBuffer();
+            if (luaRunning) FWaitForAnswer = wait;
             return true;
         }
         WriteLog(Fmt("Data still inside: %d", int(Stream.remaining())));

@@ -115,6 +115,31 @@ public:
     void SetDataFolders();
     tmStamp_t CorrectUTCtoLocal(const tmStamp_t& TimeStamp) const;
     void CheckFileVersions();
+    void CheckXMLVersion(const std::string& Text);
+    void ReadXMLVersion(const std::string& Text, int& ObjPropsVer, int& StrucVer, int& LangVer) const;
+    void GetNewXMLFiles();
+    void NewXMLFilesResult(TSender Sender, int Result);
+    void GetNewXMLFilesFromScratchpad();
+    // "lang/" and the language file of FXMLLang with ".gz", as the version list names it.
+    std::string LanguageGzName() const;
+
+    // ---- Setup files ----
+    // ".tgz", ".gz" or ".xml" as the flags say.
+    std::string SetupExtension() const;
+    bool UnTarFile(const MemStream& Stream, const std::string& Folder, std::string& Setup, std::string& ICD,
+                   std::string& ECDSAKey, std::string& RSAKey);
+    // Packs the setup with the ICD and key files; gives the archive's name ("" on failure).
+    std::string TarFile(const std::string& File);
+    // The file that goes on the wire for a setup write: tar+gzip, gzip or the file itself.
+    std::string PrepareSetupUpload(const std::string& File);
+
+    // ---- FTP road (the client is plugged in by the FTP layer) ----
+    bool GetFTPFile(const std::string& Remote, MemStream& Stream);
+    bool GetFTPFile(const std::string& Remote, const std::string& Local);
+    std::function<bool(const std::string& Remote, MemStream& Stream)> FFtpGet;
+    std::function<bool(const std::string& File, const std::string& RemoteDir)> FFtpPut;
+    // Opens a fetched log with the desktop's viewer; unassigned in programs without a desktop.
+    std::function<void(const std::string& Path)> FOpenWithViewer;
 
     // ---- Lua ----
     void EvalLuaCommand(int Kind, const std::string& Text);
@@ -202,6 +227,8 @@ protected:
     bool SendEntry(const TSendRec& rec);
     void HandleRefusal(MemStream& Stream, bool& result);
     void LogLuaLines(const std::string& text, bool final);
+    void ScratchpadXmlArrived(const MemStream& payload);
+    void ReportUnpackFailure(const std::string& file, const std::string& why);
 
 private:
     void appendRec(TSendRec rec, const char* suffix);

@@ -7,20 +7,6 @@
 
 namespace ferro {
 
-void TComUnit::SetupCommand(MemStream& Stream) {
-    WriteLog(Fmt("Setup=%d", FHead.ExtCmd));
-    if (FHead.ExtCmd == 3) {
-        FRequestClose = nullptr;
-        if (FSendParaDone) FSendParaDone(this);
-    }
-    Stream.setPosition(FHead.Size);
-}
-
-void TComUnit::ScratchPadCommand(MemStream& Stream) {
-    if (FHead.ExtCmd == 2 && FSendCCCIFileNext) FSendCCCIFileNext(this, FNAK);
-    Stream.setPosition(FHead.Size);
-}
-
 void TComUnit::ReadoutCommand(MemStream& Stream) {
     WriteLog(Fmt("%lld: ReadOut=%d", static_cast<long long>(clock().nowMs()), FHead.ExtCmd));
     Stream.setPosition(FHead.Size);
@@ -47,13 +33,6 @@ void TComUnit::NTPCommand(MemStream& Stream) {
     default: break;
     }
     Stream.setPosition(FHead.Size);
-}
-
-void TComUnit::CheckFileVersions() {
-    if (!FFTP) {
-        FCCCISratchpad = spLangTXT;
-        SendCommand("CCC_SCRATCH_PAD_RD", CmdScratchPad, 0, 1, "xml-versions.txt", false);
-    }
 }
 
 } // namespace ferro

@@ -34,6 +34,8 @@ constexpr const char* _SHostKeyFingerprint =
     "\r\n%s\r\n\r\nDieser ist auf dem Prüfzertifikat oder direkt am Gerät hinterlegt. Ohne eine Überprüfung "
     "sollte dem Gerät nicht vertraut werden und die Verbindung abgebrochen werden!\r\n\r\nWollen Sie dem Gerät "
     "vertrauen und eine Verbindung herstellen?";
+// A file from the instrument that does not unpack.
+constexpr const char* _SEntpackenFehler = "Die Datei %s des Gerätes konnte nicht entpackt werden.";
 // The general error title in front of a refusal text.
 constexpr const char* _SError = "Fehler";
 

@@ -1,0 +1,159 @@
+// The Lua channel: output over frames and from the SSH shell, errors, one-shot callbacks, log lines.
+#include "support/LinkFixture.h"
+
+#include <gtest/gtest.h>
+
+using namespace ferro;
+using namespace ferro::test;
+
+namespace {
+std::vector<uint8_t> luaOut(uint16_t kind, const std::string& text) {
+    return Frame(6, 1, kind, std::vector<uint8_t>(text.begin(), text.end()));
+}
+} // namespace
+
+TEST(LuaFrames, LineBrokenAcrossTwoFramesIsLoggedOnceWhole) {
+    LinkFixture t;
+    std::string result;
+    bool called = false;
+    t.link.FTmpLUACallBack = [&](const std::string& s) {
+        result = s;
+        called = true;
+    };
+    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "print(uti.stat())", true);
+    t.feed(luaOut(1, "first line\nsecond "));
+    t.feed(luaOut(1, "half\nthird"));
+    t.feed(luaOut(3, ""));
+    std::vector<std::string> expect = {"first line", "second half", "third"};
+    EXPECT_EQ(t.memoLines, expect);
+    EXPECT_FALSE(called) << "the one-shot callback runs from the main-thread queue";
+    t.processEvents();
+    EXPECT_TRUE(called);
+    EXPECT_EQ(result, "first line\nsecond half\nthird");
+    EXPECT_FALSE(t.link.FTmpLUACallBack) << "cleared as soon as it fired";
+    EXPECT_FALSE(t.link.FWaitForAnswer);
+}
+
+TEST(LuaFrames, NoOutputGivesTheCallbackAnEmptyString) {
+    LinkFixture t;
+    std::string result = "unset";
+    t.link.FTmpLUACallBack = [&](const std::string& s) { result = s; };
+    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "gpio.keyLeft()", true);
+    t.feed(luaOut(3, ""));
+    t.processEvents();
+    EXPECT_EQ(result, "");
+}
+
+TEST(LuaFrames, ErrorOutputClearsSuccessForTheFlashCallback) {
+    LinkFixture t;
+    int calls = 0;
+    bool success = true;
+    t.link.FFlashDone = [&](TSender, bool ok) {
+        ++calls;
+        success = ok;
+    };
+    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "nope()", true);
+    EXPECT_TRUE(t.link.FSuccess);
+    t.feed(luaOut(2, "attempt to call a nil value (global 'nope')\n"));
+    t.feed(luaOut(3, ""));
+    EXPECT_EQ(calls, 1);
+    EXPECT_FALSE(success);
+    EXPECT_TRUE(t.logged("Read Data Before FlashDone"));
+}
+
+TEST(LuaFrames, PieceCallbackTakesPrecedenceAndIsKept) {
+    LinkFixture t;
+    std::vector<std::pair<std::string, bool>> pieces;
+    int flash = 0;
+    t.link.FCCCISratchpadProc = [&](const std::string& s, bool last) { pieces.push_back({s, last}); };
+    t.link.FFlashDone = [&](TSender, bool) { ++flash; };
+    t.feed(luaOut(1, "a"));
+    t.feed(luaOut(3, "b"));
+    ASSERT_EQ(pieces.size(), 2u);
+    EXPECT_EQ(pieces[1], std::make_pair(std::string("b"), true));
+    EXPECT_EQ(flash, 0);
+    EXPECT_TRUE(t.link.FCCCISratchpadProc) << "the caller owns it";
+}
+
+TEST(LuaFrames, SecondLineWaitsForTheFirstToEnd) {
+    LinkFixture t;
+    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "print(1)", true);
+    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "print(2)", true);
+    ASSERT_EQ(t.link.Sent.size(), 1u);
+    t.feed(luaOut(1, "1\n"));
+    t.tick();
+    EXPECT_EQ(t.link.Sent.size(), 1u) << "output alone does not end the command";
+    t.feed(luaOut(3, ""));
+    t.tick();
+    ASSERT_EQ(t.link.Sent.size(), 2u);
+    std::string second(t.link.Sent[1].bytes.begin() + 20, t.link.Sent[1].bytes.end());
+    EXPECT_EQ(second, "print(2)\r\n");
+}
+
+TEST(LuaFrames, SecondLineGoesAfterTenSecondsWithoutEnd) {
+    LinkFixture t;
+    t.link.SetTimerEnabled(true);
+    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "while true do end", true);
+    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "print(2)", true);
+    t.tick(10500);
+    EXPECT_EQ(t.link.Sent.size(), 1u);
+    t.tick(600);
+    EXPECT_EQ(t.link.Sent.size(), 2u);
+}
+
+TEST(LuaFrames, LogFileRoadForOldDevices) {
+    LinkFixture t;
+    t.link.FCCCISratchpad = spFlushLog;
+    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "uti.flushLog()", true);
+    t.feed(luaOut(3, ""));
+    EXPECT_EQ(t.link.FCCCISratchpad, spGetLog);
+    t.tick();
+    ASSERT_EQ(t.link.Sent.size(), 2u);
+    std::string copy(t.link.Sent[1].bytes.begin() + 20, t.link.Sent[1].bytes.end() - 2);
+    EXPECT_EQ(copy, "fs.cp(\"//mnt/flashdrive0/data/logd.log\",\"//mnt/flashdrive0/data/ccci/scratchpad/logd.log\")");
+    t.feed(luaOut(3, ""));
+    t.tick();
+    ASSERT_EQ(t.link.Sent.size(), 3u);
+    EXPECT_EQ(t.sentNames()[2], "CCC_SCRATCH_PAD_RD");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&t.link.Sent[2].bytes[20])), "logd.log");
+    EXPECT_EQ(t.link.FCCCISratchpad, spNone) << "the state falls back right behind the read";
+}
+
+TEST(LuaFrames, SeveralMegabytesArriveWhole) {
+    LinkFixture t;
+    std::string result;
+    t.link.FTmpLUACallBack = [&](const std::string& s) { result = s; };
+    std::string line(99, 'x');
+    line += '\n';
+    std::string chunk;
+    for (int i = 0; i < 10; ++i) chunk += line; // 1000 bytes per frame
+    for (int i = 0; i < 4000; ++i) t.feed(luaOut(1, chunk));
+    t.feed(luaOut(3, ""));
+    t.processEvents();
+    EXPECT_EQ(result.size(), 4000u * 1000u);
+    EXPECT_EQ(t.memoLines.size(), 40000u);
+}
+
+TEST(LuaShell, GreetingChunkIsDroppedWhole) {
+    LinkFixture t;
+    std::string result = "unset";
+    t.link.FTmpLUACallBack = [&](const std::string& s) { result = s; };
+    t.link.LUACommandSSH("Welcome to FerroRecorder\r\n42\r\n");
+    t.processEvents();
+    EXPECT_EQ(result, "unset");
+    EXPECT_TRUE(t.memoLines.empty());
+}
+
+TEST(LuaShell, EscapeEndsTheCommand) {
+    LinkFixture t;
+    std::string result;
+    t.link.FTmpLUACallBack = [&](const std::string& s) { result = s; };
+    t.link.FWaitForAnswer = true;
+    t.link.LUACommandSSH("2\n");
+    EXPECT_TRUE(t.link.FWaitForAnswer);
+    t.link.LUACommandSSH("3\n\x1b[1;32mferro> ");
+    EXPECT_FALSE(t.link.FWaitForAnswer);
+    t.processEvents();
+    EXPECT_EQ(result, "2\n3\n");
+    EXPECT_TRUE(t.logged("done: True"));
+}
