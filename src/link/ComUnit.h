@@ -228,6 +228,7 @@ protected:
     void HandleRefusal(MemStream& Stream, bool& result);
     void LogLuaLines(const std::string& text, bool final);
     void ScratchpadXmlArrived(const MemStream& payload);
+    static bool AppendToFile(const std::string& path, const uint8_t* data, size_t len);
     void ReportUnpackFailure(const std::string& file, const std::string& why);
 
 private:

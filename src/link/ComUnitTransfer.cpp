@@ -4,12 +4,99 @@
 
 #include "foundation/Clock.h"
 #include "foundation/Format.h"
+#include "link/XmlNames.h"
+
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
 
 namespace ferro {
 
+namespace {
+std::string clockText() {
+    int64_t ms = clock().nowMs();
+    std::time_t t = std::time_t(ms / 1000);
+    std::tm tm{};
+    localtime_r(&t, &tm);
+    return Fmt("%02d:%02d:%02d.%03d", tm.tm_hour, tm.tm_min, tm.tm_sec, int(ms % 1000));
+}
+} // namespace
+
 void TComUnit::ReadoutCommand(MemStream& Stream) {
-    WriteLog(Fmt("%lld: ReadOut=%d", static_cast<long long>(clock().nowMs()), FHead.ExtCmd));
-    Stream.setPosition(FHead.Size);
+    WriteLog(Fmt("%s: ReadOut=%d", clockText().c_str(), FHead.ExtCmd));
+    const size_t end = FHead.Size;
+    try {
+        Stream.setPosition(CHeadSize);
+        switch (FHead.ExtCmd) {
+        case 0x00:
+        case 0x10:
+        case 0x21:
+        case 0x22: {
+            MemStream data;
+            if (FFTP) {
+                std::string remote = Stream.readText(end - CHeadSize);
+                if (!GetFTPFile(remote, data)) data.clear();
+            } else {
+                data = MemStream(Stream.data() + CHeadSize, end - CHeadSize);
+            }
+            data.setPosition(0);
+            if (FHead.ExtCmd == 0x00 && FRecOverview) FRecOverview(this, data);
+            if (FHead.ExtCmd == 0x10 && FEvtOverview) FEvtOverview(this, data);
+            if (FHead.ExtCmd == 0x21 && FSetNewDisplayImage) FSetNewDisplayImage(this, data);
+            if (FHead.ExtCmd == 0x22) {
+                std::string path = FTmpDir + "Dlog.log";
+                data.saveToFile(path);
+                if (FOpenWithViewer) FOpenWithViewer(path);
+            }
+            break;
+        }
+        case 0x01:
+        case 0x11: {
+            if (FNAK) break;
+            const bool rec = FHead.ExtCmd == 0x01;
+            // The name the request carried, never a path from the instrument.
+            FFileName = ExtractFileName(FFileName);
+            if (FFileName.empty() || FFileName == "." || FFileName == "..") {
+                WriteLog("Error with Readout no file name", true);
+                break;
+            }
+            std::string folder = rec ? FRecDir : FEvtDir;
+            std::error_code ec;
+            std::filesystem::create_directories(folder, ec);
+            std::string local = folder + FFileName;
+            if (FFTP) {
+                std::string remote = Stream.readText(end - CHeadSize);
+                GetFTPFile(remote, local);
+            } else if (!AppendToFile(local, Stream.data() + CHeadSize, end - CHeadSize)) {
+                WriteLog("Error with Readout cannot write " + local, true);
+                break;
+            }
+            if (FMassDLNext)
+                FMassDLNext(this);
+            else if (rec && FRecToTable)
+                FRecToTable(this, local);
+            else if (!rec && FEvtToTable)
+                FEvtToTable(this, local);
+            break;
+        }
+        default: break;
+        }
+    } catch (const std::exception& e) {
+        WriteLog(std::string("Error with Readout ") + e.what(), true);
+    }
+    Stream.setPosition(end);
+}
+
+bool TComUnit::AppendToFile(const std::string& path, const uint8_t* data, size_t len) {
+    std::FILE* f = std::fopen(path.c_str(), "ab");
+    if (!f) return false;
+    constexpr size_t block = 1u << 20;
+    bool ok = true;
+    for (size_t off = 0; off < len && ok; off += block) {
+        size_t n = len - off < block ? len - off : block;
+        ok = std::fwrite(data + off, 1, n, f) == n;
+    }
+    return std::fclose(f) == 0 && ok;
 }
 
 void TComUnit::FileStream(MemStream& Stream) {

@@ -13,8 +13,9 @@ namespace ferro {
 
 class TFrameAssembler {
 public:
-    // A frame larger than this cannot come from an instrument; its head is taken for garbage.
-    static constexpr uint32_t CMaxFrameSize = 64u * 1024u * 1024u;
+    // A file comes in one frame; a head announcing more than this is taken for garbage. Memory grows
+    // only with the bytes that really arrive, never with the announced size.
+    static constexpr uint32_t CMaxFrameSize = 1024u * 1024u * 1024u;
 
     using LogFn = std::function<void(const std::string& text, bool toMemo)>;
     using FrameFn = std::function<void(const uint8_t* frame, size_t size)>;
