@@ -3,6 +3,7 @@
 #include "foundation/Clock.h"
 #include "foundation/Format.h"
 #include "foundation/MainThread.h"
+#include "link/FtpClient.h"
 #include "link/Messages.h"
 #include "link/XmlNames.h"
 
@@ -20,7 +21,7 @@ int64_t now() { return clock().nowMs(); }
 int64_t wholeSecondsSince(int64_t t) { return (now() - t) / 1000; }
 } // namespace
 
-TComUnit::TComUnit() : FTimer(std::make_unique<QTimer>()) {
+TComUnit::TComUnit() : FFTPClient(std::make_unique<TFtpClient>()), FTimer(std::make_unique<QTimer>()) {
     FTimer->setInterval(CTickMs);
     connect(FTimer.get(), &QTimer::timeout, this, [this] { OnTimer(); });
     FLastCmd = now();
@@ -228,7 +229,7 @@ bool TComUnit::SendEntry(const TSendRec& rec) {
         WriteLog("Sending File " + file);
         if (file.empty()) return false;
         if (FFTP) {
-            bool put = FFtpPut && FFtpPut(file, "/ramdrive0/ccci");
+            bool put = SendFTPFile(file, "/ramdrive0/ccci");
             if (!put) WriteLog("FTP: upload failed " + file, true);
             SendCommand(rec.Info, rec.Cmd, rec.Priv, rec.ExtCmd, ExtractFileName(file), false);
             return put;

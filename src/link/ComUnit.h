@@ -133,9 +133,19 @@ public:
     // The file that goes on the wire for a setup write: tar+gzip, gzip or the file itself.
     std::string PrepareSetupUpload(const std::string& File);
 
-    // ---- FTP road (the client is plugged in by the FTP layer) ----
+    // ---- FTP road ----
+    bool PrepareFTP();
     bool GetFTPFile(const std::string& Remote, MemStream& Stream);
-    bool GetFTPFile(const std::string& Remote, const std::string& Local);
+    bool GetFTPFile(const std::string& Remote, const std::string& Local, bool Overwrite = true, bool Resume = false);
+    bool SendFTPFile(const std::string& File, const std::string& RemoteDir);
+    bool SendFTPFiles(const std::vector<std::string>& Files, const std::string& RemoteDir);
+    void DisconnectFTP();
+    // The instrument's FTP port (21); tests and the simulator use another.
+    int FFtpPort = 21;
+    std::unique_ptr<class TFtpClient> FFTPClient;
+    // Progress of FTP transfers for the view's bars.
+    std::function<void(TWorkStatus Status, TWorkMode Mode, uint64_t Count)> FFtpWork;
+    // Replace the FTP road (tests); unassigned means the FTP client.
     std::function<bool(const std::string& Remote, MemStream& Stream)> FFtpGet;
     std::function<bool(const std::string& File, const std::string& RemoteDir)> FFtpPut;
     // Opens a fetched log with the desktop's viewer; unassigned in programs without a desktop.

@@ -316,17 +316,4 @@ void TComUnit::GetNewXMLFilesFromScratchpad() {
     SendCommand("CCC_SCRATCH_PAD_RD", CmdScratchPad, 0, 1, FScratchpadFleLst.front(), false);
 }
 
-// The FTP road for files; a link without an FTP client reports it and fails.
-bool TComUnit::GetFTPFile(const std::string& Remote, MemStream& Stream) {
-    if (FFtpGet) return FFtpGet(Remote, Stream);
-    WriteLog("FTP: no client for " + Remote, true);
-    return false;
-}
-
-bool TComUnit::GetFTPFile(const std::string& Remote, const std::string& Local) {
-    MemStream s;
-    if (!GetFTPFile(Remote, s)) return false;
-    return s.saveToFile(Local);
-}
-
 } // namespace ferro

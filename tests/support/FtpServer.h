@@ -1,0 +1,49 @@
+#pragma once
+// A real FTP server (pyftpdlib) on a free loopback port, serving one folder, for the duration of a test.
+
+#include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+namespace ferro::test {
+
+class FtpServer {
+public:
+    explicit FtpServer(const std::string& root) {
+        QTcpServer probe;
+        probe.listen(QHostAddress::LocalHost, 0);
+        port_ = probe.serverPort();
+        probe.close();
+        proc_.setProcessChannelMode(QProcess::MergedChannels);
+        proc_.start("/usr/bin/python3", {"-m", "pyftpdlib", "-i", "127.0.0.1", "-p", QString::number(port_), "-w",
+                                         "-d", QString::fromStdString(root)});
+        proc_.waitForStarted(5000);
+        auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (std::chrono::steady_clock::now() < until) {
+            QTcpSocket s;
+            s.connectToHost(QHostAddress::LocalHost, port_);
+            if (s.waitForConnected(200)) {
+                ready_ = true;
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+    }
+    ~FtpServer() {
+        proc_.kill();
+        proc_.waitForFinished(3000);
+    }
+    bool ready() const { return ready_; }
+    int port() const { return port_; }
+
+private:
+    QProcess proc_;
+    int port_ = 0;
+    bool ready_ = false;
+};
+
+} // namespace ferro::test
