@@ -1,0 +1,135 @@
+// Record decoding speed: a 3-second object into the harmonic arrays and a 2048-sample oscilloscope
+// object into curves, each next to a plain memcpy of the same bytes in the same run. Prints the
+// median ns per object and the ratio decode / memcpy at the end.
+#include "foundation/records/FieldTable.h"
+#include "foundation/records/HarmRecord.h"
+#include "foundation/records/OscRecord.h"
+#include "foundation/records/RecordCodec.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+using namespace ferro;
+
+namespace {
+
+constexpr uint8_t kGen = 2;
+constexpr uint32_t kOscSamples = 2048;
+
+// A 3-second object with falling harmonic spectra, built by the simulator's encoder.
+std::vector<uint8_t> make150t() {
+    TRecordValues v(*TFieldTable::Instance().RecordFor(do150T, kGen));
+    for (const char* ch : {"U1E", "U2E", "U3E", "UNE", "U12", "U23", "U31"})
+        for (size_t h = 0; h < 51; ++h)
+            v.Set("u_std_t", std::string("H ") + ch, 5.0 / double(h + 1), h);
+    for (const char* ch : {"I1", "I2", "I3", "IN"})
+        for (size_t h = 0; h < 51; ++h)
+            v.Set("i_std_t_V2_2", std::string("H ") + ch, 20.0 / double(h + 1), h);
+    return TRecordCodec::Encode(v);
+}
+
+// 2048 samples of a 50 Hz three-phase supply at 10240 samples per second.
+std::vector<uint8_t> makeOsc() {
+    TRecordValues v(*TFieldTable::Instance().RecordFor(doOsc, kGen));
+    v.Set("osc_t_V2_0", "smplrte", 10240);
+    v.SetTailCount(kOscSamples);
+    const char* names[] = {"u1", "u2", "u3", "uN", "u12", "u23", "u31", "i1", "i2", "i3", "iN", "iR"};
+    for (uint32_t k = 0; k < kOscSamples; ++k)
+        for (int c = 0; c < 12; ++c)
+            v.TailSet(k, names[c], 325.0 * std::sin(2 * M_PI * 50.0 * k / 10240.0 - c * 2.0944));
+    return TRecordCodec::Encode(v);
+}
+
+const std::vector<uint8_t>& obj150t() {
+    static const std::vector<uint8_t> b = make150t();
+    return b;
+}
+const std::vector<uint8_t>& objOsc() {
+    static const std::vector<uint8_t> b = makeOsc();
+    return b;
+}
+
+void memcpyObject(benchmark::State& state, const std::vector<uint8_t>& src) {
+    std::vector<uint8_t> dst(src.size());
+    for (auto _ : state) {
+        std::memcpy(dst.data(), src.data(), src.size());
+        benchmark::DoNotOptimize(dst.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations() * src.size()));
+}
+
+void BM_Memcpy_150t(benchmark::State& state) {
+    memcpyObject(state, obj150t());
+}
+
+void BM_Decode_150t(benchmark::State& state) {
+    const auto& b = obj150t();
+    THarmValues v;
+    for (auto _ : state) {
+        bool ok = THarmRecord::DecodeInto(b.data(), b.size(), kGen, v);
+        benchmark::DoNotOptimize(ok);
+        benchmark::DoNotOptimize(v.HrmIL[3][50]);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations() * b.size()));
+}
+
+void BM_Memcpy_Osc2048(benchmark::State& state) {
+    memcpyObject(state, objOsc());
+}
+
+void BM_Decode_Osc2048(benchmark::State& state) {
+    const auto& b = objOsc();
+    TOscCurves c;
+    for (auto _ : state) {
+        bool ok = TOscRecord::DecodeInto(b.data(), b.size(), kGen, 1700000000ull * 1000000000ull, c);
+        benchmark::DoNotOptimize(ok);
+        benchmark::DoNotOptimize(c.Ch[11][kOscSamples - 1]);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations() * b.size()));
+}
+
+// Keeps the median of every benchmark for the ratio lines.
+class MedianReporter : public benchmark::ConsoleReporter {
+public:
+    // Plain text: the figures end up in logs more often than on a terminal.
+    MedianReporter() : ConsoleReporter(OO_Tabular) {}
+    std::map<std::string, double> median;
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const auto& r : runs)
+            if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median")
+                median[r.run_name.function_name] = r.GetAdjustedRealTime();
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+} // namespace
+
+BENCHMARK(BM_Memcpy_150t)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_Decode_150t)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_Memcpy_Osc2048)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_Decode_Osc2048)->Repetitions(5)->ReportAggregatesOnly(true);
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    MedianReporter rep;
+    benchmark::RunSpecifiedBenchmarks(&rep);
+    benchmark::Shutdown();
+    auto line = [&rep](const char* what, const char* dec, const char* cpy, size_t bytes) {
+        if (!rep.median.count(dec) || !rep.median.count(cpy)) return;
+        const double d = rep.median[dec], c = rep.median[cpy];
+        std::printf("%-28s %7zu bytes  decode %9.1f ns/object  memcpy %8.1f ns/object  ratio %.1f\n", what,
+                    bytes, d, c, c > 0 ? d / c : 0.0);
+    };
+    line("c_150t_t -> harmonic arrays", "BM_Decode_150t", "BM_Memcpy_150t", obj150t().size());
+    line("osc 2048 samples -> curves", "BM_Decode_Osc2048", "BM_Memcpy_Osc2048", objOsc().size());
+    return 0;
+}
