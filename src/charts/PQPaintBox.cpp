@@ -1,0 +1,121 @@
+#include "charts/PQPaintBox.h"
+
+#include "charts/DateText.h"
+#include "foundation/Format.h"
+
+namespace ferro {
+
+TPQPaintBox::TPQPaintBox() = default;
+TPQPaintBox::~TPQPaintBox() = default;
+
+void TPQPaintBox::SetSize(double Width, double Height) {
+    FWidth = Width;
+    FHeight = Height;
+}
+
+void TPQPaintBox::Repaint() {
+    if (FRepaintRequest) FRepaintRequest();
+}
+
+void TPQPaintBox::MouseDown(TMouseButton, TShiftState, double, double) {}
+void TPQPaintBox::MouseMove(TShiftState, double, double) {}
+void TPQPaintBox::MouseUp(TMouseButton, TShiftState, double, double) {}
+void TPQPaintBox::MouseWheel(TShiftState, int, bool&) {}
+
+std::string TPQPaintBox::GetCaption() const {
+    return Fmt("%s [%s]", chartdefs::DispCaption(FFerroDisp).c_str(), StampToText(FTSStart).c_str());
+}
+
+void TPQPaintBox::PaintCaption(TCanvas& Canvas) {
+    FGraphRect = TRectF(0, 0, FWidth, FHeight);
+    FCapRect = FGraphRect;
+    Canvas.Font.Size += 2;
+    const double h = Canvas.TextHeight("H");
+    FGraphRect.Top += h;
+    FCapRect.Bottom = FGraphRect.Top;
+    FGraphRect.Bottom = FHeight - h;
+    Canvas.Fill.Color = 0xFF0000FF;
+    Canvas.FillText(FCapRect, GetCaption(), false, 1, 0, taCenter, taCenter);
+    Canvas.Font.Size -= 2;
+    FLabDispLst.clear();
+    FTxtW = Canvas.TextWidth("H");
+    FTxtH = Canvas.TextHeight("H");
+}
+
+bool TPQPaintBox::ChkInterSect(const TRectF& R) const {
+    for (const auto& l : FLabDispLst)
+        if (l.RR.IntersectsWith(R)) return false;
+    return true;
+}
+
+void TPQPaintBox::PlaceText(TCanvas& Canvas, const TRectF& R, const std::string& Text, TTextAlign HAlign,
+                            TAlphaColor Colour, bool Deferred) {
+    if (Text.empty()) return;
+    if (Deferred) {
+        // Only queued labels block; one that would overlap them is dropped without trace.
+        if (ChkInterSect(R)) FLabDispLst.push_back(TLabDisp{R, Text, Colour});
+        return;
+    }
+    Canvas.Fill.Color = Colour;
+    Canvas.FillText(R, Text, false, 1, 0, HAlign, taCenter);
+}
+
+void TPQPaintBox::TextOutC(TCanvas& Canvas, const std::string& Text, const TPointF& P, double /*Offset*/,
+                           TAlphaColor Colour, bool Deferred) {
+    const double w = Canvas.TextWidth(Text);
+    PlaceText(Canvas, TRectF(P.X - w / 2, P.Y, P.X + w / 2, P.Y + FTxtH), Text, taCenter, Colour, Deferred);
+}
+
+void TPQPaintBox::TextOutL(TCanvas& Canvas, const std::string& Text, const TPointF& P, double Offset,
+                           TAlphaColor Colour, bool Deferred) {
+    const double left = P.X + FTxtW;
+    const double top = P.Y - Offset;
+    const TRectF r(left, top, left + Canvas.TextWidth(Text), top + Canvas.TextHeight(Text));
+    PlaceText(Canvas, r, Text, taLeading, Colour, Deferred);
+}
+
+void TPQPaintBox::TextOutR(TCanvas& Canvas, const std::string& Text, const TPointF& P, double Offset,
+                           TAlphaColor Colour, bool Deferred) {
+    const double right = P.X - FTxtW;
+    const double top = P.Y + Offset;
+    const TRectF r(right - Canvas.TextWidth(Text), top, right, top + Canvas.TextHeight(Text));
+    PlaceText(Canvas, r, Text, taTrailing, Colour, Deferred);
+}
+
+void TPQPaintBox::TextOutLR(TCanvas& Canvas, const std::string& Text, const TPointF& P1, const TPointF& P2,
+                            TAlphaColor Colour, bool Deferred) {
+    const bool otherEndLower = P2.Y > P1.Y;
+    if (P2.X > P1.X)
+        TextOutR(Canvas, Text, P1, otherEndLower ? -FTxtH : 0, Colour, Deferred);
+    else
+        TextOutL(Canvas, Text, P1, otherEndLower ? FTxtH : 0, Colour, Deferred);
+}
+
+void TPQPaintBox::TextOutInvers(TCanvas& Canvas, const std::string& Text, const TPointF& P, double /*Offset*/,
+                                TAlphaColor Colour) {
+    if (Text.empty()) return;
+    const double w = Canvas.TextWidth(Text);
+    const TRectF r(P.X - w / 2, P.Y, P.X + w / 2, P.Y + FTxtH);
+    FBrush.Color = Colour;
+    Canvas.FillRect(r, 1, FBrush);
+    Canvas.Fill.Color = 0xFFFFFFFF;
+    Canvas.FillText(r, Text, false, 1, 0, taCenter, taCenter);
+}
+
+void TPQPaintBox::TextFromLst(TCanvas& Canvas) {
+    for (const auto& l : FLabDispLst) {
+        Canvas.Fill.Color = l.Col;
+        Canvas.FillText(l.RR, l.SS, false, 1, 0, taCenter, taCenter);
+    }
+}
+
+TCanvasBitmap& TPQPaintBox::MainBitmap(const TCanvas& Like) {
+    if (!FBMPMain) FBMPMain = Like.CreateBitmap();
+    return *FBMPMain;
+}
+
+void TPQPaintBox::NotifyPaint() {
+    if (FPaintNotify) FPaintNotify(this, uint32_t(FPaintCnt));
+}
+
+} // namespace ferro

@@ -1,0 +1,239 @@
+#include "charts/PainterCanvas.h"
+
+#include "charts/ImageBitmap.h"
+
+#include <QFontMetricsF>
+#include <QPaintDevice>
+#include <QPainterPath>
+
+namespace ferro {
+
+namespace {
+
+QColor ToQColor(TAlphaColor c) {
+    return QColor::fromRgba(QRgb(c));
+}
+
+QRectF ToQRect(const TRectF& r) {
+    return QRectF(QPointF(r.Left, r.Top), QPointF(r.Right, r.Bottom));
+}
+
+QString ToQText(const std::string& s) {
+    QString t = QString::fromStdString(s);
+    t.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    return t;
+}
+
+Qt::PenStyle ToPenStyle(TStrokeDash d) {
+    switch (d) {
+    case TStrokeDash::Dash:
+        return Qt::DashLine;
+    case TStrokeDash::Dot:
+        return Qt::DotLine;
+    case TStrokeDash::DashDot:
+        return Qt::DashDotLine;
+    case TStrokeDash::DashDotDot:
+        return Qt::DashDotDotLine;
+    case TStrokeDash::Solid:
+        break;
+    }
+    return Qt::SolidLine;
+}
+
+Qt::PenCapStyle ToCap(TStrokeCap c) {
+    return c == TStrokeCap::Round ? Qt::RoundCap : Qt::FlatCap;
+}
+
+Qt::PenJoinStyle ToJoin(TStrokeJoin j) {
+    switch (j) {
+    case TStrokeJoin::Round:
+        return Qt::RoundJoin;
+    case TStrokeJoin::Bevel:
+        return Qt::BevelJoin;
+    case TStrokeJoin::Miter:
+        break;
+    }
+    return Qt::MiterJoin;
+}
+
+int AlignFlags(TTextAlign h, TTextAlign v) {
+    int f = 0;
+    f |= h == taLeading ? Qt::AlignLeft : h == taTrailing ? Qt::AlignRight : Qt::AlignHCenter;
+    f |= v == taLeading ? Qt::AlignTop : v == taTrailing ? Qt::AlignBottom : Qt::AlignVCenter;
+    return f;
+}
+
+QTransform ToQTransform(const TMatrix& m) {
+    return QTransform(m.m11, m.m12, m.m21, m.m22, m.m31, m.m32);
+}
+
+} // namespace
+
+TPainterCanvas::TPainterCanvas(QPaintDevice& Device)
+    : FDevice(&Device), FOwnPainter(std::make_unique<QPainter>()), FPainter(FOwnPainter.get()) {}
+
+TPainterCanvas::TPainterCanvas(QPainter& Painter, const QRectF& Surface)
+    : FPainter(&Painter), FSurface(Surface) {}
+
+TPainterCanvas::~TPainterCanvas() {
+    if (FOwnPainter && FOwnPainter->isActive()) FOwnPainter->end();
+}
+
+QPaintDevice* TPainterCanvas::Device() const {
+    return FDevice ? FDevice : FPainter->device();
+}
+
+bool TPainterCanvas::BeginScene() {
+    if (FOwnPainter) {
+        if (!FOwnPainter->isActive() && !FOwnPainter->begin(FDevice)) return false;
+    } else if (!FPainter->isActive()) {
+        return false;
+    }
+    FPainter->setRenderHint(QPainter::Antialiasing, true);
+    FPainter->setRenderHint(QPainter::TextAntialiasing, true);
+    FBaseTransform = FOwnPainter ? QTransform() : FPainter->transform();
+    ApplyTransform();
+    return true;
+}
+
+void TPainterCanvas::EndScene() {
+    if (FOwnPainter && FOwnPainter->isActive()) FOwnPainter->end();
+}
+
+void TPainterCanvas::Clear(TAlphaColor Color) {
+    if (!FPainter->isActive()) return;
+    FPainter->save();
+    FPainter->setOpacity(1.0);
+    FPainter->setCompositionMode(QPainter::CompositionMode_Source);
+    if (FSurface.isNull()) {
+        QPaintDevice* dev = Device();
+        FPainter->resetTransform();
+        FPainter->fillRect(QRectF(0, 0, dev->width(), dev->height()), ToQColor(Color));
+    } else {
+        FPainter->setTransform(FBaseTransform);
+        FPainter->fillRect(FSurface, ToQColor(Color));
+    }
+    FPainter->restore();
+}
+
+QFont TPainterCanvas::MakeFont() const {
+    QFont f(QString::fromStdString(Font.Family));
+    const QPaintDevice* dev = Device();
+    const int dpi = dev && dev->logicalDpiY() > 0 ? dev->logicalDpiY() : 96;
+    // Sizes are pixels of the device; QFont wants points.
+    f.setPointSizeF(Font.Size > 0 ? Font.Size * 72.0 / dpi : 1.0);
+    f.setBold(Font.Style & fsBold);
+    f.setItalic(Font.Style & fsItalic);
+    f.setUnderline(Font.Style & fsUnderline);
+    return f;
+}
+
+double TPainterCanvas::TextWidth(const std::string& Text) {
+    QFontMetricsF fm(MakeFont(), Device());
+    return fm.boundingRect(QRectF(0, 0, 1e6, 1e6), Qt::AlignLeft | Qt::AlignTop, ToQText(Text)).width();
+}
+
+double TPainterCanvas::TextHeight(const std::string& Text) {
+    QFontMetricsF fm(MakeFont(), Device());
+    const QString t = ToQText(Text);
+    if (t.isEmpty()) return fm.height();
+    return fm.boundingRect(QRectF(0, 0, 1e6, 1e6), Qt::AlignLeft | Qt::AlignTop, t).height();
+}
+
+void TPainterCanvas::FillText(const TRectF& Rect, const std::string& Text, bool WordWrap, double Opacity,
+                              TFillTextFlags Flags, TTextAlign HAlign, TTextAlign VAlign) {
+    if (!FPainter->isActive()) return;
+    FPainter->setOpacity(Opacity);
+    FPainter->setPen(ToQColor(Fill.Color));
+    FPainter->setFont(MakeFont());
+    FPainter->setLayoutDirection((Flags & ftRightToLeft) ? Qt::RightToLeft : Qt::LeftToRight);
+    int flags = AlignFlags(HAlign, VAlign) | Qt::TextDontClip;
+    if (WordWrap) flags |= Qt::TextWordWrap;
+    FPainter->drawText(ToQRect(Rect), flags, ToQText(Text));
+}
+
+void TPainterCanvas::ApplyPen() {
+    QPen pen(ToQColor(Stroke.Color), Stroke.Thickness, ToPenStyle(Stroke.Dash), ToCap(Stroke.Cap),
+             ToJoin(Stroke.Join));
+    FPainter->setPen(pen);
+    FPainter->setBrush(Qt::NoBrush);
+}
+
+void TPainterCanvas::ApplyNoPen() {
+    FPainter->setPen(Qt::NoPen);
+}
+
+void TPainterCanvas::DrawLine(const TPointF& P1, const TPointF& P2, double Opacity) {
+    if (!FPainter->isActive()) return;
+    FPainter->setOpacity(Opacity);
+    ApplyPen();
+    FPainter->drawLine(QPointF(P1.X, P1.Y), QPointF(P2.X, P2.Y));
+}
+
+void TPainterCanvas::DrawRect(const TRectF& Rect, double Opacity) {
+    if (!FPainter->isActive()) return;
+    FPainter->setOpacity(Opacity);
+    ApplyPen();
+    FPainter->drawRect(ToQRect(Rect));
+}
+
+void TPainterCanvas::FillRect(const TRectF& Rect, double Opacity) {
+    FillRect(Rect, Opacity, TBrush{Fill.Color});
+}
+
+void TPainterCanvas::FillRect(const TRectF& Rect, double Opacity, const TBrush& Brush) {
+    if (!FPainter->isActive()) return;
+    FPainter->setOpacity(Opacity);
+    ApplyNoPen();
+    FPainter->fillRect(ToQRect(Rect), ToQColor(Brush.Color));
+}
+
+void TPainterCanvas::DrawEllipse(const TRectF& Rect, double Opacity) {
+    if (!FPainter->isActive()) return;
+    FPainter->setOpacity(Opacity);
+    ApplyPen();
+    FPainter->drawEllipse(ToQRect(Rect));
+}
+
+void TPainterCanvas::DrawPath(const TPathData& Path, double Opacity) {
+    if (!FPainter->isActive() || Path.Empty()) return;
+    FPainter->setOpacity(Opacity);
+    ApplyPen();
+    // The scratch path keeps its storage between curves.
+    FPathScratch.clear();
+    for (const auto& s : Path.Steps()) {
+        if (s.Move)
+            FPathScratch.moveTo(s.Point.X, s.Point.Y);
+        else
+            FPathScratch.lineTo(s.Point.X, s.Point.Y);
+    }
+    FPainter->drawPath(FPathScratch);
+}
+
+void TPainterCanvas::ApplyTransform() {
+    // The chart's matrix acts first, then whatever placed the chart.
+    if (FPainter->isActive()) FPainter->setTransform(ToQTransform(FMatrix) * FBaseTransform);
+}
+
+void TPainterCanvas::SetMatrix(const TMatrix& M) {
+    FMatrix = M;
+    ApplyTransform();
+}
+
+void TPainterCanvas::MultiplyMatrix(const TMatrix& M) {
+    SetMatrix(M * FMatrix);
+}
+
+std::unique_ptr<TCanvasBitmap> TPainterCanvas::CreateBitmap() const {
+    return std::make_unique<TImageBitmap>();
+}
+
+void TPainterCanvas::DrawBitmap(TCanvasBitmap& Bitmap, const TRectF& Src, const TRectF& Dst, double Opacity) {
+    if (!FPainter->isActive()) return;
+    auto* img = dynamic_cast<TImageBitmap*>(&Bitmap);
+    if (!img) return; // a bitmap of another toolkit cannot be copied here
+    FPainter->setOpacity(Opacity);
+    FPainter->drawImage(ToQRect(Dst), img->Image(), ToQRect(Src));
+}
+
+} // namespace ferro

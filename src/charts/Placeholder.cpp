@@ -1,2 +1,0 @@
-// Keeps the charts library non-empty until its first sources land.
-namespace ferro { int ChartsLibraryMarker = 0; }
