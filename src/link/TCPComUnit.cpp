@@ -3,7 +3,15 @@
 #include "foundation/Format.h"
 #include "foundation/MainThread.h"
 #include "link/Messages.h"
+#include "link/ReadThreadTCPSSH.h"
 #include "link/ReadThreadTCPTCP.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 
 namespace ferro {
 
@@ -31,7 +39,7 @@ void TTCPComUnit::logFromAnyThread(const std::string& text, bool memo) {
 void TTCPComUnit::CreateThread(bool IsSSH) {
     WriteLog("Create Thread");
     if (IsSSH) {
-        WriteLog("Create Thread: the SSH link is not available in this build");
+        createSshThread();
         return;
     }
     auto t = std::make_unique<TIdReadThreadTCPTCP>(this);
@@ -41,6 +49,96 @@ void TTCPComUnit::CreateThread(bool IsSSH) {
     FReadThread->FOnException = [this](const std::string& msg) {
         Postpone(this, [this, msg] { ThreadException(msg); });
     };
+}
+
+void TTCPComUnit::createSshThread() {
+    auto t = std::make_unique<TIdReadThreadTCPSSH>(this);
+    t->Flog = [this](const std::string& s, bool memo) { logFromAnyThread(s, memo); };
+    t->FOnException = [this](const std::string& msg) { Postpone(this, [this, msg] { ThreadException(msg); }); };
+    // Shell text arrives on the link thread; the Lua state belongs to the main thread.
+    t->FLuaCB = [this](const std::string& text) { Postpone(this, [this, text] { LUACommandSSH(text); }); };
+    t->FOnConnected = [this](bool ok) { sshConnected(ok); };
+    t->FOnLineLost = [this] {
+        logFromAnyThread("Status: Disconnected", false);
+        Postpone(this, [this] { onDisconnected(); });
+    };
+    t->SSH().FOnFingerprint = [this](TSSHUnit*, const std::string& fp, TFingerprintState st,
+                                     TConnectHashAction& action) {
+        std::string q = std::string(st == fsNew ? _SHostKeyNeu : _SHostKeyGeaendert) +
+                        Fmt(_SHostKeyFingerprint, fp.c_str());
+        action = askHostKey(q) ? chaSave : chaCancel;
+    };
+    FReadThread = std::move(t);
+}
+
+bool TTCPComUnit::askHostKey(const std::string& question) {
+    struct Answer {
+        std::mutex m;
+        std::condition_variable cv;
+        bool done = false;
+        bool yes = false;
+    };
+    auto answer = std::make_shared<Answer>();
+    auto ask = [this, question, answer] {
+        if (!FDisplayConnMessage) {
+            std::lock_guard<std::mutex> lk(answer->m);
+            answer->done = true;
+            return;
+        }
+        FDisplayConnMessage(question, mtConfirmation,
+                            [answer](TSender, int r) {
+                                std::lock_guard<std::mutex> lk(answer->m);
+                                answer->yes = r == mrYes;
+                                answer->done = true;
+                                answer->cv.notify_all();
+                            },
+                            Buttons({mbYes, mbNo}), mbNo);
+    };
+    // A question nobody answers within ten minutes counts as No.
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(10);
+    if (IsMainThread()) {
+        ask();
+        while (true) {
+            {
+                std::lock_guard<std::mutex> lk(answer->m);
+                if (answer->done || std::chrono::steady_clock::now() > limit) break;
+            }
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        }
+    } else {
+        Postpone(this, ask);
+        std::unique_lock<std::mutex> lk(answer->m);
+        answer->cv.wait_until(lk, limit, [&] { return answer->done; });
+    }
+    std::lock_guard<std::mutex> lk(answer->m);
+    return answer->yes;
+}
+
+void TTCPComUnit::sshConnected(bool ok) {
+    auto* ssh = static_cast<TIdReadThreadTCPSSH*>(FReadThread.get());
+    FInvalidAuth = ssh->FInvalidAuth;
+    FAuthError = FInvalidAuth;
+    if (!ok) {
+        if (FInvalidAuth)
+            Postpone(this, [this] {
+                if (FStopWork) FStopWork();
+                Postpone(
+                    this,
+                    [this] {
+                        if (FDisplayConnMessage)
+                            FDisplayConnMessage(_SAuthFehlgeschlagen, mtError, nullptr, Buttons({mbOK}), mbOK);
+                        if (FClearWork) FClearWork();
+                    },
+                    500);
+            });
+        return;
+    }
+    logFromAnyThread("Status: Connected", false);
+    Postpone(this, [this] {
+        FHardDisconnect = false;
+        WriteLog(Fmt("Connected: %s:%d", FIP.c_str(), int(FPort)), true);
+        SendStartCommand(0, FSSHUser, FSSHPassword);
+    });
 }
 
 void TTCPComUnit::SetIPAndPort(const std::string& IP, int Port, int BoundPort) {
@@ -58,6 +156,13 @@ void TTCPComUnit::DoConnect() {
     if (auto* tcp = dynamic_cast<TIdReadThreadTCPTCP*>(FReadThread.get())) {
         tcp->FIPVersion = FIPVersion;
         tcp->ConnectTimeoutMs = ConnectTimeoutMs;
+    }
+    if (auto* ssh = dynamic_cast<TIdReadThreadTCPSSH*>(FReadThread.get())) {
+        ssh->FUser = FSSHUser;
+        ssh->FPassword = FSSHPassword;
+        ssh->FPublicKey = FSSHPublicKey;
+        ssh->FPrivateKey = FSSHPrivateKey;
+        ssh->FHashFile = FIniFolder.empty() ? std::string() : FIniFolder + "Hash";
     }
     FReadThread->DoConnect();
 }
@@ -120,7 +225,8 @@ void TTCPComUnit::onDisconnected() {
                 if (FNAK) return; // the refusal has already told the user
                 FWantedDisco = false;
                 if (FDisplayConnMessage)
-                    FDisplayConnMessage(_SVerbindungsabbruch, mtError, nullptr, Buttons({mbOK}), mbOK);
+                    FDisplayConnMessage(FInvalidAuth ? _SAuthFehlgeschlagen : _SVerbindungsabbruch, mtError,
+                                        nullptr, Buttons({mbOK}), mbOK);
                 if (FClearWork) FClearWork();
             },
             500);

@@ -37,12 +37,19 @@ public:
     bool FAuthError = false;
     // Milliseconds the connect may take before it counts as failed.
     int ConnectTimeoutMs = 10000;
+    // Key login over SSH (OpenSSH texts); empty means password login.
+    std::string FSSHPublicKey, FSSHPrivateKey;
+    bool FInvalidAuth = false;
 
 private:
     void onStatus(TcpStatus status, const std::string& text);
     void afterConnected();
     void onDisconnected();
     void logFromAnyThread(const std::string& text, bool memo);
+    void createSshThread();
+    void sshConnected(bool ok);
+    // Asks the user about a host key on the main thread; the calling thread waits for the answer.
+    bool askHostKey(const std::string& question);
 
     std::unique_ptr<TIdReadThreadTCP> FReadThread;
 };

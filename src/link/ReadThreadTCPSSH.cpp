@@ -1,0 +1,136 @@
+#include "link/ReadThreadTCPSSH.h"
+
+#include "foundation/Format.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+namespace ferro {
+
+TIdReadThreadTCPSSH::TIdReadThreadTCPSSH(TTCPComUnit* client)
+    : TIdReadThreadTCP(client), FSSHClient(std::make_unique<TSSHUnit>()) {
+    wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    FSSHClient->FLogCB = [this](TSSHUnit*, const std::string& s) { log(s); };
+    FSSHClient->FSSHErrorCB = [this](TSSHUnit*, const std::string& s) { log(Fmt("SSH Error: %s [%s]", s.c_str(), FHost.c_str())); };
+    FSSHClient->FOnAuthFail = [this](TSSHUnit*, bool& cont) {
+        log("SSH Auth Error");
+        cont = false;
+        FInvalidAuth = true;
+    };
+    FSSHClient->FOnWorkWrite = [this](uint64_t n) {
+        if (FOnWork) FOnWork(wmWrite, n);
+    };
+}
+
+TIdReadThreadTCPSSH::~TIdReadThreadTCPSSH() {
+    StopAndWait(5000);
+    FSSHClient.reset();
+    log("FSSHClient Free");
+    if (wakeFd_ >= 0) ::close(wakeFd_);
+}
+
+void TIdReadThreadTCPSSH::Wake() {
+    uint64_t one = 1;
+    ssize_t r = ::write(wakeFd_, &one, sizeof one);
+    (void)r;
+}
+
+void TIdReadThreadTCPSSH::DoConnect() {
+    log("DoConnectSSH as " + FUser);
+    FSSHClient->SetHost(FHost);
+    FSSHClient->SetPort(FPortNo);
+    FSSHClient->SetUsername(FUser);
+    FSSHClient->SetPassword(FPassword);
+    if (!FPrivateKey.empty()) FSSHClient->SetKeyAuth(FPublicKey, FPrivateKey);
+    FSSHClient->SetHashFile(FHashFile);
+    FInvalidAuth = false;
+    FCanceled = false;
+    bool ok = false;
+    try {
+        ok = FSSHClient->Connect();
+    } catch (const std::exception& e) {
+        log(std::string("DoConnectExcept: ") + e.what());
+    }
+    FIsconnected = ok;
+    if (ok) Start();
+    if (FOnConnected) FOnConnected(ok);
+}
+
+bool TIdReadThreadTCPSSH::waitData(int timeoutMs) {
+    // A closed session gives fd -1, which poll skips: then only the wake-up counts.
+    pollfd p[2] = {{FSSHClient->SocketFd(), POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+    int n = ::poll(p, 2, timeoutMs);
+    if (n > 0 && (p[1].revents & POLLIN)) {
+        uint64_t v;
+        ssize_t r = ::read(wakeFd_, &v, sizeof v);
+        (void)r;
+    }
+    return n > 0;
+}
+
+void TIdReadThreadTCPSSH::ThreadRun() {
+    bool connected = FSSHClient->isConnected();
+    bool was = FIsconnected.exchange(connected);
+    if (!connected) {
+        if (was && FOnLineLost) FOnLineLost(); // the line fell under us
+        log("Thread not Connected", true);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return;
+    }
+    if (FDoClearBuffer) {
+        Clearbuffer();
+        return;
+    }
+    if (FSSHClient->CheckShellNewData()) {
+        std::string text;
+        if (FSSHClient->ReadTerminal(text) > 0 && FLuaCB) FLuaCB(text);
+    }
+    if (FreadStream.Buffered() > 0 || FSSHClient->CheckChannelNewData()) ReadData();
+    if (QueueLength() == 0) {
+        // Idle: wait on the socket, but wake at once when a frame is queued.
+        if (FreadStream.Buffered() == 0 || MainThreadBusy()) waitData(10);
+    } else {
+        SendCommandStream();
+    }
+}
+
+void TIdReadThreadTCPSSH::ReadData() {
+    FIntransfer = true;
+    try {
+        std::vector<uint8_t> chunk;
+        for (int rounds = 0; rounds < 256 && !FCanceled && !MainThreadBusy(); ++rounds) {
+            bool haveFrame = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+            if (haveFrame) break;
+            if (!FSSHClient->ReadCCCI(chunk)) break;
+            FreadStream.Append(chunk.data(), chunk.size());
+            if (FOnWork) FOnWork(wmRead, FreadStream.Buffered());
+        }
+    } catch (const std::exception& e) {
+        log(std::string("SSH Read Exception: ") + e.what());
+    }
+    FIntransfer = false;
+    TIdReadThreadTCP::ReadData();
+}
+
+bool TIdReadThreadTCPSSH::WriteData(MemStream& Stream, bool IsLua) {
+    size_t written = 0;
+    return FSSHClient->SendData(Stream, IsLua, written);
+}
+
+void TIdReadThreadTCPSSH::DoDisconnect(bool Notify) {
+    TIdReadThreadTCP::DoDisconnect(Notify);
+    log("SSH DoDisconnect");
+    FCanceled = true;
+    // A read under way ends before the session goes.
+    for (int i = 0; i < 1000 && FIntransfer; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    StopAndWait(5000);
+    FIsconnected = false;
+    FSSHClient->Disconnect();
+    log("SSH DoDisconnect 2");
+}
+
+} // namespace ferro

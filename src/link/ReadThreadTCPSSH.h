@@ -1,0 +1,48 @@
+#pragma once
+// The link thread through SSH: frames over the direct channel, Lua over the shell.
+
+#include "link/ReadThreadTCP.h"
+#include "link/SSHUnit.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace ferro {
+
+class TIdReadThreadTCPSSH : public TIdReadThreadTCP {
+public:
+    explicit TIdReadThreadTCPSSH(TTCPComUnit* client);
+    ~TIdReadThreadTCPSSH() override;
+
+    void ThreadRun() override;
+    bool WriteData(MemStream& Stream, bool IsLua) override;
+    void ReadData() override;
+    // Requests over SSH are served on the main thread only.
+    void HandleNTPSendAnswer(MemStream&) override {}
+    void DoConnect() override;
+    void DoDisconnect(bool Notify) override;
+
+    TSSHUnit& SSH() { return *FSSHClient; }
+    std::string FUser, FPassword;
+    std::string FPublicKey, FPrivateKey; // key login when both are set
+    std::string FHashFile;
+    std::atomic<bool> FCanceled{false};
+    std::atomic<bool> FIntransfer{false};
+    std::atomic<bool> FInvalidAuth{false};
+    std::function<void(const std::string&)> FLuaCB;
+    // Called on the connecting thread once the channel and shell stand, or when connecting failed.
+    std::function<void(bool connected)> FOnConnected;
+    // Called on the link thread when a standing line falls.
+    std::function<void()> FOnLineLost;
+
+protected:
+    void Wake() override;
+
+private:
+    bool waitData(int timeoutMs);
+    std::unique_ptr<TSSHUnit> FSSHClient;
+    int wakeFd_ = -1;
+};
+
+} // namespace ferro

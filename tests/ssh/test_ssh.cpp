@@ -1,0 +1,202 @@
+// The SSH link against the simulator's SSH service: login, channel, shell, host keys.
+#include "SshServer.h"
+#include "foundation/Format.h"
+#include "link/HashManager.h"
+#include "link/TCPComUnit.h"
+#include "support/FakeInstrument.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+using namespace ferro;
+using namespace ferro::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct SshRig {
+    QTemporaryDir dir;
+    std::string root;
+    FakeInstrument dev;
+    std::unique_ptr<ferrosim::SshServer> server;
+    std::vector<std::string> luaLines;
+
+    SshRig() {
+        root = dir.path().toStdString() + "/";
+        start();
+    }
+    void start() {
+        ferrosim::SshServer::Config cfg;
+        cfg.hostKeyFile = root + "ssh_host_ecdsa_key";
+        cfg.framePort = dev.port();
+        server = std::make_unique<ferrosim::SshServer>(
+            cfg, [](const std::string& u, const std::string& p) { return u == "admin" && p == "admin"; },
+            [this](const std::string&, const std::string& line) {
+                luaLines.push_back(line);
+                return line == "print(1+1)" ? std::string("2\n") : std::string();
+            });
+        std::string error;
+        EXPECT_TRUE(server->Start(error)) << error;
+    }
+};
+
+struct Client {
+    TTCPComUnit link{true};
+    std::vector<std::string> log, shown, asked;
+    bool done = false;
+    int answer = mrYes;
+    Client(const std::string& iniDir, int port, const std::string& user, const std::string& pass) {
+        link.FOnLogCallBack = [this](TSender, const std::string& s, bool) { log.push_back(s); };
+        link.FDisplayConnMessage = [this](const std::string& t, TMsgDlgType type, TThreadedMessageCallBack cb,
+                                          TMsgDlgButtons, TMsgDlgBtn) {
+            if (type == mtConfirmation) {
+                asked.push_back(t);
+                if (cb) cb(nullptr, answer);
+            } else {
+                shown.push_back(t);
+            }
+        };
+        link.FOnConnDone = [this](TSender, bool ok) { done = ok; };
+        link.FIniFolder = iniDir;
+        link.SetSSHUserPass(user, pass);
+        link.SetIPAndPort("127.0.0.1", port, 0);
+    }
+    bool logged(const std::string& part) const {
+        for (const auto& l : log)
+            if (l.find(part) != std::string::npos) return true;
+        return false;
+    }
+};
+
+} // namespace
+
+TEST(SshLink, SessionReachesTheFullIdentityAndOpensWithTheLongStart) {
+    SshRig rig;
+    Client c(rig.root, rig.server->Port(), "admin", "admin");
+    c.link.DoConnect();
+    ASSERT_TRUE(c.link.IsConnected());
+    ASSERT_TRUE(WaitFor([&] { return c.done; }));
+    EXPECT_EQ(c.link.FSN, 777u);
+    EXPECT_EQ(c.link.FDevice, "PQ1");
+    auto frames = rig.dev.received();
+    ASSERT_GE(frames.size(), 2u);
+    ASSERT_EQ(frames[0].size(), 160u);
+    EXPECT_EQ(frames[0][4], 5) << "SSH keeps protocol 5";
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&frames[0][24])), "admin");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&frames[0][88])), "admin");
+    ASSERT_EQ(c.asked.size(), 1u) << "a new instrument asks once";
+    EXPECT_EQ(c.asked[0].rfind("Dieses Gerät ist nicht bekannt", 0), 0u);
+    EXPECT_NE(c.asked[0].find(rig.server->Fingerprint()), std::string::npos);
+}
+
+TEST(SshLink, LuaGoesToTheShellAndTheAnswerComesBack) {
+    SshRig rig;
+    Client c(rig.root, rig.server->Port(), "admin", "admin");
+    c.link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return c.done; }));
+    std::string result;
+    bool got = false;
+    c.link.FTmpLUACallBack = [&](const std::string& s) {
+        result = s;
+        got = true;
+    };
+    c.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "print(1+1)", true);
+    ASSERT_TRUE(WaitFor([&] { return got; }));
+    EXPECT_EQ(result, "2\n");
+    ASSERT_FALSE(rig.luaLines.empty());
+    EXPECT_EQ(rig.luaLines.back(), "print(1+1)");
+    for (const auto& f : rig.dev.received()) EXPECT_NE(f[0], 6) << "Lua never travels in a frame over SSH";
+}
+
+TEST(SshLink, WrongPasswordSaysAuthenticationFailed) {
+    SshRig rig;
+    Client c(rig.root, rig.server->Port(), "admin", "wrong");
+    c.link.DoConnect();
+    EXPECT_FALSE(c.link.IsConnected());
+    ASSERT_TRUE(WaitFor([&] { return !c.shown.empty(); }, 3000));
+    EXPECT_EQ(c.shown[0], "Authentifizierung fehlgeschlagen");
+    EXPECT_TRUE(c.link.FAuthError);
+    WaitFor([] { return false; }, 700);
+    for (const auto& s : c.shown) EXPECT_NE(s, "Verbindungsabbruch");
+    EXPECT_EQ(rig.dev.framesReceived(), 0u);
+}
+
+TEST(SshHostKey, RefusingANewKeySendsNoFrameAndAcceptingStoresIt) {
+    SshRig rig;
+    {
+        Client c(rig.root, rig.server->Port(), "admin", "admin");
+        c.answer = mrNo;
+        c.link.DoConnect();
+        EXPECT_FALSE(c.link.IsConnected());
+        EXPECT_EQ(c.asked.size(), 1u);
+        WaitFor([] { return false; }, 200);
+        EXPECT_EQ(rig.dev.framesReceived(), 0u) << "nothing goes out to an untrusted instrument";
+        EXPECT_FALSE(fs::exists(rig.root + "Hash"));
+    }
+    {
+        Client c(rig.root, rig.server->Port(), "admin", "admin");
+        c.link.DoConnect();
+        ASSERT_TRUE(WaitFor([&] { return c.done; }));
+        EXPECT_EQ(c.asked.size(), 1u);
+        c.link.DoDisconnect(false);
+    }
+    std::ifstream store(rig.root + "Hash");
+    std::string line;
+    std::getline(store, line);
+    EXPECT_EQ(line, Fmt("127.0.0.1:%d=%s", rig.server->Port(), rig.server->Fingerprint().c_str()));
+    {
+        Client c(rig.root, rig.server->Port(), "admin", "admin");
+        c.link.DoConnect();
+        ASSERT_TRUE(WaitFor([&] { return c.done; }));
+        EXPECT_TRUE(c.asked.empty()) << "a known key is not asked about again";
+    }
+}
+
+TEST(SshHostKey, ChangedKeyAsksWithTheChangedText) {
+    SshRig rig;
+    THashManager store;
+    store.SetHashStore(rig.root + "Hash");
+    store.StoreFingerprint("127.0.0.1", rig.server->Port(), "00:11:22:33:44:55:66:77:88:99:AA:BB:CC:DD:EE:FF");
+    Client c(rig.root, rig.server->Port(), "admin", "admin");
+    c.answer = mrNo;
+    c.link.DoConnect();
+    ASSERT_EQ(c.asked.size(), 1u);
+    EXPECT_EQ(c.asked[0].rfind("Der RSA Schlüssel dieses Gerätes hat sich geändert", 0), 0u);
+    EXPECT_FALSE(c.link.IsConnected());
+}
+
+TEST(HashStore, FingerprintsCompareByValueAndKeysByHostAndPort) {
+    EXPECT_TRUE(compareHash("aa:BB", "AA:bb"));
+    EXPECT_FALSE(compareHash("AA:BB", "AA:BB:CC"));
+    EXPECT_FALSE(compareHash("zz:BB", "zz:BB")) << "two bad parts never match";
+    EXPECT_TRUE(compareHash("0a:b", "A:0B"));
+    QTemporaryDir dir;
+    std::string file = dir.path().toStdString() + "/Hash";
+    THashManager m;
+    m.SetHashStore(file);
+    m.StoreFingerprint("10.0.0.5", 22, "AA:BB");
+    EXPECT_EQ(m.GetFingerprint("10.0.0.5", 22), "AA:BB");
+    EXPECT_EQ(m.GetFingerprint("10.0.0.5", 2222), "") << "another port is another device";
+    m.StoreFingerprint("10.0.0.5", 22, "CC:DD");
+    THashManager reread;
+    reread.SetHashStore(file);
+    EXPECT_EQ(reread.GetFingerprint("10.0.0.5", 22), "CC:DD");
+    EXPECT_FALSE(reread.RemoveFingerprint("10.0.0.5", 22, "AA:BB"));
+    EXPECT_TRUE(reread.RemoveFingerprint("10.0.0.5", 22, "cc:dd"));
+    EXPECT_EQ(reread.GetFingerprint("10.0.0.5", 22), "");
+}
+
+TEST(HashStore, EmptyStoreNameNeverWritesAFile) {
+    QTemporaryDir dir;
+    fs::current_path(dir.path().toStdString());
+    THashManager m;
+    m.SetHashStore("");
+    m.StoreFingerprint("h", 1, "AA");
+    EXPECT_EQ(m.GetFingerprint("h", 1), "AA") << "kept for the run";
+    EXPECT_FALSE(m.SaveHashStore());
+    EXPECT_TRUE(fs::is_empty(dir.path().toStdString()));
+}
