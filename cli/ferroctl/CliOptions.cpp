@@ -37,9 +37,16 @@ void PrintUsage() {
                  "  --timeout MS      connect time-out\n"
                  "  --yes             accept questions (a new host key, new language files)\n"
                  "  -v                log every step to stderr\n"
+                 "  --ftp, --ftp-port N  files by FTP (instrument's port 21 by default)\n"
                  "commands:\n"
-                 "  identify          print the instrument's identity as JSON\n"
-                 "  commands          list the protocol's command table\n");
+                 "  identify                      the instrument's identity as JSON\n"
+                 "  lua LINE                      run a Lua line on the instrument, print its output\n"
+                 "  setup-get FILE                write the instrument's setup XML to FILE\n"
+                 "  setup-put FILE                send a setup and wait for the acknowledgement\n"
+                 "  ls rec|evt                    list recordings or events: name, size, start, end\n"
+                 "  get rec|evt NAME              download into --data-dir/<serial>/Recorder|Event, resuming\n"
+                 "  stream CLASS --count N --csv  decoded live blocks, one CSV line per block\n"
+                 "  commands                      the protocol's command table\n");
 }
 
 bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
@@ -58,7 +65,8 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
             dst = argv[++i];
             return true;
         };
-        if (!out.command.empty()) {
+        // Options may also follow the command; what is not an option is an argument.
+        if (!out.command.empty() && (a.rfind("--", 0) != 0 || a == "--count" || a == "--csv")) {
             out.args.push_back(a);
             continue;
         }
@@ -92,6 +100,13 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
             out.yes = true;
         } else if (a == "--ftp") {
             out.ftp = true;
+            out.link.Ftp = true;
+        } else if (a == "--ftp-port") {
+            if (!value(v)) return false;
+            if (!toPort(v, out.link.FtpPort)) {
+                error = "Ungültiger Port: " + v;
+                return false;
+            }
         } else if (a == "-v") {
             out.link.Verbose = true;
         } else if (!a.empty() && a[0] == '-') {

@@ -3,9 +3,21 @@
 
 #include "CliOptions.h"
 
+#include <memory>
+
 namespace ferroctl {
+
+// Opens a session as the options say, with the terminal answering questions. Null on failure
+// (the German message is printed).
+std::unique_ptr<ferro::TLinkSession> OpenSession(const CliOptions& opt, bool makeFolders);
 
 int RunIdentify(const CliOptions& opt);
 int RunCommands(const CliOptions& opt);
+int RunLua(const CliOptions& opt);
+int RunSetupGet(const CliOptions& opt);
+int RunSetupPut(const CliOptions& opt);
+int RunList(const CliOptions& opt);
+int RunGet(const CliOptions& opt);
+int RunStream(const CliOptions& opt);
 
 } // namespace ferroctl

@@ -21,15 +21,9 @@ QString zoneText(const ferro::time_tz_t& tz) {
 } // namespace
 
 int RunIdentify(const CliOptions& opt) {
-    ferro::TLinkOptions lo = opt.link;
-    lo.DataDir.clear(); // identifying makes no folders
-    ferro::TLinkSession session(lo);
-    std::string error;
-    if (!session.Open(error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
-        return 1;
-    }
-    ferro::TComUnit& l = session.Link();
+    auto session = OpenSession(opt, false); // identifying makes no folders
+    if (!session) return 1;
+    ferro::TComUnit& l = session->Link();
     ferro::tmStamp_t local = l.CorrectUTCtoLocal({l.FConTime, 0});
     // The rules moved the clock by more than the zone: summer time applies now.
     bool summer = int64_t(local.sec) - int64_t(l.FConTime) != l.FtmeSet.tz.offsetSeconds();
@@ -49,7 +43,7 @@ int RunIdentify(const CliOptions& opt) {
     o["summerTime"] = summer;
     o["productionDate"] = QDateTime::fromSecsSinceEpoch(qint64(l.FProdDate), Qt::UTC).toString(Qt::ISODate);
     std::printf("%s\n", QJsonDocument(o).toJson(QJsonDocument::Compact).constData());
-    session.Close();
+    session->Close();
     return 0;
 }
 

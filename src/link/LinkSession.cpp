@@ -28,7 +28,8 @@ TLinkSession::TLinkSession(TLinkOptions options) : options_(std::move(options)) 
     l.FDisplayConnMessage = [this](const std::string& text, TMsgDlgType type, TThreadedMessageCallBack cb,
                                    TMsgDlgButtons, TMsgDlgBtn) {
         messages_.push_back(text);
-        int answer = type == mtConfirmation ? QuestionAnswer : mrOk;
+        int answer = mrOk;
+        if (type == mtConfirmation) answer = Ask ? Ask(text) : QuestionAnswer;
         if (cb) cb(nullptr, answer);
     };
     l.FOnConnDone = [this](TSender, bool ok) { connDone_ = connDone_ || ok; };
@@ -38,6 +39,8 @@ TLinkSession::TLinkSession(TLinkOptions options) : options_(std::move(options)) 
     l.FDatadir = options_.DataDir;
     l.FSetFolders = !options_.DataDir.empty();
     l.FCheckXMLFileVersions = options_.CheckXML;
+    l.FFtpPort = options_.FtpPort;
+    l.FFTP = options_.Ftp;
 }
 
 TLinkSession::~TLinkSession() {

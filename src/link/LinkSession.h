@@ -23,6 +23,8 @@ struct TLinkOptions {
     bool CheckXML = false;
     int ConnectTimeoutMs = 10000;
     bool Verbose = false;
+    int FtpPort = 21;
+    bool Ftp = false;
 };
 
 class TLinkSession {
@@ -44,7 +46,8 @@ public:
     const std::vector<std::string>& Messages() const { return messages_; }
     // Log lines (only kept with Verbose off; with Verbose they go to stderr).
     const std::vector<std::string>& Log() const { return log_; }
-    // Answer given to questions (new XML files, host keys ...): Yes or No.
+    // Answers questions (new XML files, host keys ...) with mrYes or mrNo; unassigned: QuestionAnswer.
+    std::function<int(const std::string& question)> Ask;
     int QuestionAnswer = mrNo;
 
 private:

@@ -1,0 +1,121 @@
+// ferroctl ls and get: listings of recordings and events, and downloads that resume.
+#include "Commands.h"
+
+#include "data/RecordingList.h"
+#include "foundation/Format.h"
+
+#include <QDateTime>
+
+#include <cstdio>
+#include <filesystem>
+
+namespace ferroctl {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool kindArg(const CliOptions& opt, size_t want, bool& events) {
+    if (opt.args.size() != want || (opt.args[0] != "rec" && opt.args[0] != "evt")) return false;
+    events = opt.args[0] == "evt";
+    return true;
+}
+
+std::string timeText(uint64_t secs) {
+    if (secs == 0) return "-";
+    return QDateTime::fromSecsSinceEpoch(qint64(secs), Qt::UTC).toString("yyyy-MM-ddTHH:mm:ssZ").toStdString();
+}
+
+bool fetchListing(ferro::TLinkSession& session, bool events, std::vector<ferro::TListingEntry>& out) {
+    ferro::TComUnit& l = session.Link();
+    bool done = false;
+    auto take = [&](ferro::TSender, ferro::MemStream& s) {
+        out = ferro::TRecordingList::Parse(std::string(s.bytes().begin(), s.bytes().end()), events);
+        done = true;
+    };
+    if (events) {
+        l.FEvtOverview = take;
+        l.SendNamed("CCC_READOUT_EVT_LS");
+    } else {
+        l.FRecOverview = take;
+        l.SendNamed("CCC_READOUT_REC_LS");
+    }
+    return session.WaitFor([&] { return done; }, 30000);
+}
+
+} // namespace
+
+int RunList(const CliOptions& opt) {
+    bool events = false;
+    if (!kindArg(opt, 1, events)) {
+        std::fprintf(stderr, "ls erwartet rec oder evt.\n");
+        return 2;
+    }
+    auto session = OpenSession(opt, false);
+    if (!session) return 1;
+    std::vector<ferro::TListingEntry> list;
+    if (!fetchListing(*session, events, list)) {
+        std::fprintf(stderr, "Die Liste ist nicht angekommen.\n");
+        return 1;
+    }
+    for (const auto& e : list)
+        std::printf("%s\t%llu\t%s\t%s\n", e.Name.c_str(), static_cast<unsigned long long>(e.Size),
+                    timeText(e.Start).c_str(), timeText(e.End).c_str());
+    session->Close();
+    return 0;
+}
+
+int RunGet(const CliOptions& opt) {
+    bool events = false;
+    if (!kindArg(opt, 2, events)) {
+        std::fprintf(stderr, "get erwartet rec oder evt und den Namen der Datei.\n");
+        return 2;
+    }
+    const std::string name = opt.args[1];
+    auto session = OpenSession(opt, true);
+    if (!session) return 1;
+    ferro::TComUnit& l = session->Link();
+    std::vector<ferro::TListingEntry> list;
+    if (!fetchListing(*session, events, list)) {
+        std::fprintf(stderr, "Die Liste ist nicht angekommen.\n");
+        return 1;
+    }
+    const ferro::TListingEntry* entry = nullptr;
+    for (const auto& e : list)
+        if (e.Name == name) entry = &e;
+    if (!entry) {
+        std::fprintf(stderr, "Die Datei %s ist auf dem Gerät nicht vorhanden.\n", name.c_str());
+        return 1;
+    }
+    const std::string local = (events ? l.FEvtDir : l.FRecDir) + ferro::TRecordingList::LocalName(name);
+    std::error_code ec;
+    uint64_t have = fs::exists(local, ec) ? fs::file_size(local, ec) : 0;
+    if (have >= entry->Size && fs::exists(local, ec)) {
+        std::printf("%s\n", local.c_str());
+        session->Close();
+        return 0;
+    }
+    if (opt.ftp) have = 0, fs::remove(local, ec); // FTP brings the whole file again
+    bool done = false;
+    auto arrived = [&](ferro::TSender, const std::string&) { done = true; };
+    l.FRecToTable = arrived;
+    l.FEvtToTable = arrived;
+    l.SendCommand(events ? "CCC_READOUT_EVT_RD" : "CCC_READOUT_REC_RD", ferro::CmdReadout, 0, events ? 0x11 : 0x01,
+                  name, uint32_t(have), false);
+    l.ManualTimer(nullptr);
+    if (!session->WaitFor([&] { return done; }, 600000)) {
+        std::fprintf(stderr, "Die Übertragung von %s ist abgebrochen.\n", name.c_str());
+        return 1;
+    }
+    uint64_t now = fs::file_size(local, ec);
+    if (now != entry->Size) {
+        std::fprintf(stderr, "%s: %llu von %llu Bytes angekommen.\n", local.c_str(), static_cast<unsigned long long>(now),
+                     static_cast<unsigned long long>(entry->Size));
+        return 1;
+    }
+    std::printf("%s\n", local.c_str());
+    session->Close();
+    return 0;
+}
+
+} // namespace ferroctl

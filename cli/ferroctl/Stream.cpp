@@ -1,0 +1,122 @@
+// ferroctl stream: live blocks of one data class, decoded field by field, one CSV line per block.
+#include "Commands.h"
+
+#include "foundation/Format.h"
+#include "foundation/records/FerroTypes.h"
+#include "foundation/records/FieldTable.h"
+#include "foundation/records/RecordCodec.h"
+
+#include <QDateTime>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace ferroctl {
+
+namespace {
+
+bool dataObjFromArg(const std::string& arg, ferro::TDataObj& out) {
+    for (int i = 0; i < ferro::CDataObjCount - 1; ++i) {
+        auto d = ferro::TDataObj(i);
+        std::string label = ferro::DataObjLabel(d);
+        if ((!label.empty() && ferro::EqualsNoCase(label, arg)) || ferro::Fmt("%d", i) == arg) {
+            out = d;
+            return true;
+        }
+    }
+    if (ferro::EqualsNoCase(arg, "osc")) {
+        out = ferro::doOsc;
+        return true;
+    }
+    return false;
+}
+
+std::string csvEscape(const std::string& s) {
+    if (s.find_first_of(",\"") == std::string::npos) return s;
+    std::string q = "\"";
+    for (char c : s) q += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return q + "\"";
+}
+
+void printHeader(const ferro::TRecordDef& def) {
+    std::string line = "time";
+    for (const auto& m : def.Members)
+        for (const auto& f : m.Type->Fields)
+            for (uint32_t i = 0; i < f.Count; ++i)
+                line += "," + csvEscape(f.Count > 1 ? ferro::Fmt("%s[%u]", f.Name.c_str(), i) : f.Name);
+    std::printf("%s\n", line.c_str());
+}
+
+void printValues(const ferro::TRecordValues& v, const ferro::tmStamp_t& ts) {
+    std::string line = QDateTime::fromMSecsSinceEpoch(qint64(ts.sec) * 1000 + ts.frac / 1000000, Qt::UTC)
+                           .toString("yyyy-MM-ddTHH:mm:ss.zzz")
+                           .toStdString();
+    const auto& def = v.Def();
+    for (size_t m = 0; m < def.Members.size(); ++m)
+        for (size_t f = 0; f < def.Members[m].Type->Fields.size(); ++f)
+            for (const auto& e : v.FieldAt(m, f)) line += ferro::Fmt(",%.6g", e.val);
+    std::printf("%s\n", line.c_str());
+}
+
+} // namespace
+
+int RunStream(const CliOptions& opt) {
+    if (opt.args.empty()) {
+        std::fprintf(stderr, "stream erwartet eine Datenklasse (10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc).\n");
+        return 2;
+    }
+    ferro::TDataObj obj;
+    if (!dataObjFromArg(opt.args[0], obj)) {
+        std::fprintf(stderr, "Unbekannte Datenklasse: %s\n", opt.args[0].c_str());
+        return 2;
+    }
+    int count = 10;
+    for (size_t i = 1; i < opt.args.size(); ++i) {
+        if (opt.args[i] == "--count" && i + 1 < opt.args.size()) count = std::atoi(opt.args[++i].c_str());
+        else if (opt.args[i] != "--csv") {
+            std::fprintf(stderr, "Unbekannte Angabe: %s\n", opt.args[i].c_str());
+            return 2;
+        }
+    }
+    auto session = OpenSession(opt, false);
+    if (!session) return 1;
+    ferro::TComUnit& l = session->Link();
+    const ferro::TRecordDef* def = ferro::TFieldTable::Instance().RecordFor(obj, l.FRev.Gen);
+    if (!def) {
+        std::fprintf(stderr, "Für diese Datenklasse gibt es keine Feldtabelle.\n");
+        return 1;
+    }
+    int blocks = 0, skipped = 0;
+    bool header = false;
+    l.FUpdateGrid = [&](ferro::TSender) {
+        const auto& bytes = l.FBytes.FBytes;
+        auto values = ferro::TRecordCodec::Decode(bytes, *def);
+        if (!values) {
+            ++skipped; // a block of the wrong length is not decoded
+            return;
+        }
+        if (!header) {
+            printHeader(*def);
+            header = true;
+        }
+        printValues(*values, l.FBytes.TS_Mess);
+        std::fflush(stdout);
+        ++blocks;
+    };
+    l.SendCommand("CCC_STREAM_START", ferro::CmdStream, 0, 1, ferro::CDataObj[obj]);
+    l.ManualTimer(nullptr);
+    // A block comes about once a second; give each a generous allowance.
+    bool ok = session->WaitFor([&] { return blocks >= count; }, 5000 + count * 3000);
+    l.FUpdateGrid = nullptr;
+    if (l.FStreamRec.ObjHdl > 1) l.SendCommand("CCC_STREAM_STOP", ferro::CmdStream, 0, 0xFFFF, l.FStreamRec.ObjHdl);
+    session->Close();
+    if (!ok) {
+        std::fprintf(stderr, "Nur %d von %d Blöcken angekommen (%d nicht lesbar).%s%s\n", blocks, count, skipped,
+                     session->Messages().empty() ? "" : " ",
+                     session->Messages().empty() ? "" : session->Messages().back().c_str());
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace ferroctl
