@@ -1,10 +1,89 @@
-// ferrosim: the simulated instrument (grows with the simulator's own sources).
-#include <QCoreApplication>
+// ferrosim: the simulated instrument. Serves the binary protocol on 127.0.0.1 until SIGTERM/SIGINT.
+#include "ferrosim/FaultPlan.h"
+#include "ferrosim/Instrument.h"
+#include "ferrosim/InstrumentTree.h"
+#include "ferrosim/Profile.h"
+#include "ferrosim/SimOptions.h"
+#include "ferrosim/SimServer.h"
 
+#include <QGuiApplication>
+#include <QSocketNotifier>
+
+#include <csignal>
 #include <cstdio>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace ferro::sim;
+
+namespace {
+
+int gSignalFd[2] = {-1, -1};
+
+// Only a write to the socket pair here; the event loop does the real work.
+void onSignal(int) {
+    char c = 1;
+    ssize_t r = ::write(gSignalFd[0], &c, 1);
+    (void)r;
+}
+
+int fail(const std::string& text) {
+    std::fprintf(stderr, "ferrosim: %s\n", text.c_str());
+    return 2;
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    std::fprintf(stderr, "ferrosim: not yet serving\n");
-    return 0;
+    // The display image is drawn without a screen.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+
+    SimOptions options;
+    std::string error;
+    if (!options.parse(argc, argv, error)) return fail(error);
+    if (options.help) {
+        std::printf("%s\n", SimOptions::usage());
+        return 0;
+    }
+
+    InstrumentTree tree(options.root);
+    if (!tree.prepare(InstrumentTree::fixtureCandidates(QCoreApplication::applicationDirPath().toStdString()),
+                      error))
+        return fail(error);
+    tree.packScratchpadXml();
+    Profile profile;
+    std::string profilePath = options.profile.empty() ? tree.profilePath() : options.profile;
+    if (!profile.load(profilePath, error)) return fail(error);
+    FaultPlan faults;
+    if (!faults.parse(options.faults, error)) return fail(error);
+
+    Instrument instrument(std::move(profile), std::move(tree), std::move(faults));
+    SimServer server(instrument);
+    if (!server.listen(options.port, error)) return fail("cannot listen: " + error);
+
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, gSignalFd) != 0) return fail("socketpair failed");
+    QSocketNotifier notifier(gSignalFd[1], QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, [&] {
+        char c;
+        ssize_t r = ::read(gSignalFd[1], &c, 1);
+        (void)r;
+        instrument.log("signal received, stopping");
+        app.quit();
+    });
+    struct sigaction sa = {};
+    sa.sa_handler = onSignal;
+    sigemptyset(&sa.sa_mask);
+    sa.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &sa, nullptr);
+    sigaction(SIGINT, &sa, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    std::printf("listening on 127.0.0.1:%u\n", unsigned(server.port()));
+    std::fflush(stdout);
+    instrument.log("serving " + instrument.tree().root());
+    int rc = app.exec();
+    ::close(gSignalFd[0]);
+    ::close(gSignalFd[1]);
+    return rc;
 }

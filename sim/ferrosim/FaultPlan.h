@@ -1,0 +1,52 @@
+#pragma once
+// Faults injected on demand (--faults), so that clients can be tested against a misbehaving device.
+//
+//   refuse:CMD:EXT:CODE:TEXT  refuse that request with CODE and TEXT (EXT may be *)
+//   drop:CMD:EXT              swallow that request: no reply at all
+//   delay:MS                  hold every reply back by MS milliseconds
+//   cut:BYTES                 close the connection after BYTES payload bytes of a file transfer
+//   garbage                   send garbage bytes right after the session reply
+//   badsize                   send a head announcing an absurd Size right after the session reply
+//   limit:N                   allow N simultaneous connections instead of the profile's limit
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ferro::sim {
+
+class FaultPlan {
+public:
+    struct Refusal {
+        uint8_t cmd = 0;
+        int ext = -1; // -1: any sub-command
+        uint32_t code = 0;
+        std::string text;
+    };
+
+    // Parses a comma separated list; false with `error` naming the bad item.
+    bool parse(const std::string& list, std::string& error);
+
+    const Refusal* refusalFor(uint8_t cmd, uint16_t ext) const;
+    bool drops(uint8_t cmd, uint16_t ext) const;
+    int delayMs() const { return delayMs_; }
+    int64_t cutBytes() const { return cutBytes_; }
+    bool garbage() const { return garbage_; }
+    bool badSize() const { return badSize_; }
+    int connectionLimit() const { return limit_; }
+
+private:
+    struct Match {
+        uint8_t cmd;
+        int ext;
+    };
+    std::vector<Refusal> refusals_;
+    std::vector<Match> drops_;
+    int delayMs_ = 0;
+    int64_t cutBytes_ = -1;
+    bool garbage_ = false;
+    bool badSize_ = false;
+    int limit_ = -1;
+};
+
+} // namespace ferro::sim

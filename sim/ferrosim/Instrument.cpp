@@ -1,0 +1,120 @@
+#include "ferrosim/Instrument.h"
+
+#include <QDateTime>
+
+#include <cstdio>
+#include <fstream>
+
+namespace ferro::sim {
+
+namespace {
+const char* const kCalWords[] = {"No Error",
+                                 "Calibration todo",
+                                 "Frequency tolerance violation",
+                                 "Frequency fluctuation",
+                                 "Magnitude out of range",
+                                 "Distortion",
+                                 "Calibration tolerance violation",
+                                 "Calibration quantity fluctuation",
+                                 "Permission denied",
+                                 "Device or resource busy",
+                                 "No such device",
+                                 "Invalid argument",
+                                 "Timer expired"};
+constexpr int kCalWordCount = int(sizeof(kCalWords) / sizeof(kCalWords[0]));
+constexpr int kCalTodo = 1, kCalBusy = 9, kCalNoDevice = 10, kCalInvalid = 11;
+} // namespace
+
+const char* CalibrationWord(int code) {
+    if (code < 0) code = -code;
+    return code < kCalWordCount ? kCalWords[code] : "Unknown error";
+}
+
+int CalibrationCode(const std::string& word) {
+    for (int i = 0; i < kCalWordCount; ++i)
+        if (word == kCalWords[i]) return i;
+    return -1;
+}
+
+Instrument::Instrument(Profile profile, InstrumentTree tree, FaultPlan faults)
+    : profile_(std::move(profile)), tree_(std::move(tree)), faults_(std::move(faults)),
+      calFault_(profile_.calibrationFault) {}
+
+int Instrument::connectionLimit() const {
+    return faults_.connectionLimit() >= 0 ? faults_.connectionLimit() : profile_.connectionLimit;
+}
+
+uint32_t Instrument::now() const {
+    return uint32_t(QDateTime::currentSecsSinceEpoch() + clockOffset_);
+}
+
+void Instrument::setNow(uint32_t utcSeconds) {
+    clockOffset_ = int64_t(utcSeconds) - QDateTime::currentSecsSinceEpoch();
+}
+
+void Instrument::log(const std::string& line) {
+    std::fprintf(stderr, "ferrosim: %s\n", line.c_str());
+    std::ofstream out(tree_.logFile(), std::ios::app);
+    if (out) {
+        QString stamp = QDateTime::fromSecsSinceEpoch(now(), Qt::UTC).toString("yyyy-MM-dd hh:mm:ss");
+        out << stamp.toStdString() << ' ' << line << "\n";
+    }
+}
+
+void Instrument::pressKey(const std::string& key) {
+    lastKey_ = key;
+    if (key == "right" || key == "down") displayPage_ = (displayPage_ + 1) % 4;
+    if (key == "left" || key == "up") displayPage_ = (displayPage_ + 3) % 4;
+    if (key == "enter") displayPage_ = 0;
+}
+
+int Instrument::faultCode() const {
+    int code = CalibrationCode(calFault_);
+    return code > 0 ? code : 0;
+}
+
+int Instrument::calOpen(double frequency) {
+    if (calOpen_) return kCalBusy;
+    if (frequency != 50.0 && frequency != 60.0) return kCalInvalid;
+    calOpen_ = true;
+    calSteps_ = 0;
+    return 0;
+}
+
+int Instrument::calStep(char quantity, double reference) {
+    if (!calOpen_) return kCalTodo;
+    if ((quantity != 'U' && quantity != 'I') || reference < 0) return kCalInvalid;
+    ++calSteps_;
+    return faultCode();
+}
+
+int Instrument::calState(int channel, int kind) {
+    if (channel < 1 || channel > 8 || kind < 0 || kind > 1) return kCalNoDevice;
+    if (calSteps_ < 4) return kCalTodo;
+    return faultCode();
+}
+
+int Instrument::calClose(int store) {
+    if (!calOpen_ && store) return kCalTodo;
+    calOpen_ = false;
+    calSteps_ = 0;
+    return 0;
+}
+
+std::string Instrument::triggerRecording() {
+    ++oscHpCount_;
+    std::string name = "rec/Hp-1-" + std::to_string(oscHpCount_) + "-" + std::to_string(now()) + ".rec";
+    std::vector<uint8_t> body;
+    std::string text = "manual trigger " + std::to_string(now()) + "\n";
+    body.assign(text.begin(), text.end());
+    InstrumentTree::writeFile(tree_.recDir() + "/" + name, body);
+    log("recording triggered: " + name);
+    return name;
+}
+
+void Instrument::requestRestart() {
+    log("restart");
+    if (onRestart) onRestart();
+}
+
+} // namespace ferro::sim

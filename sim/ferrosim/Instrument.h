@@ -1,0 +1,72 @@
+#pragma once
+// The simulated instrument as all sessions share it: profile, disk, clock, log, calibration and the
+// few values that Lua commands change.
+
+#include "ferrosim/FaultPlan.h"
+#include "ferrosim/InstrumentTree.h"
+#include "ferrosim/Profile.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace ferro::sim {
+
+// Error words of the calibration, indexed by the code that pq.cal* return.
+const char* CalibrationWord(int code);
+int CalibrationCode(const std::string& word);
+
+class Instrument {
+public:
+    Instrument(Profile profile, InstrumentTree tree, FaultPlan faults);
+
+    Profile& profile() { return profile_; }
+    const Profile& profile() const { return profile_; }
+    const InstrumentTree& tree() const { return tree_; }
+    const FaultPlan& faults() const { return faults_; }
+    int connectionLimit() const;
+
+    // Device clock, UTC seconds; Lua may set it, the offset to the host clock is kept.
+    uint32_t now() const;
+    void setNow(uint32_t utcSeconds);
+
+    // One line into the device log (logd.log in the tree) and to stderr.
+    void log(const std::string& line);
+
+    // Screen page shown on the display, moved by the keys.
+    int displayPage() const { return displayPage_; }
+    void pressKey(const std::string& key);
+    const std::string& lastKey() const { return lastKey_; }
+
+    // Calibration state machine: the answers are codes of CalibrationWord().
+    int calOpen(double frequency);
+    int calStep(char quantity, double reference);
+    int calState(int channel, int kind);
+    int calClose(int store);
+    // A word that the next calibration steps answer with instead of "No Error" (empty: none).
+    void setCalibrationFault(const std::string& word) { calFault_ = word; }
+
+    // Starts a manual recording: a small file below rec/rec.
+    std::string triggerRecording();
+    uint32_t oscHpCount() const { return oscHpCount_; }
+
+    // Asks every session to drop its connection (soft reset, firmware update).
+    void requestRestart();
+    std::function<void()> onRestart;
+
+private:
+    int faultCode() const;
+
+    Profile profile_;
+    InstrumentTree tree_;
+    FaultPlan faults_;
+    int64_t clockOffset_ = 0;
+    int displayPage_ = 0;
+    std::string lastKey_;
+    bool calOpen_ = false;
+    int calSteps_ = 0;
+    std::string calFault_;
+    uint32_t oscHpCount_ = 0;
+};
+
+} // namespace ferro::sim

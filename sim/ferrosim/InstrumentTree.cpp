@@ -1,0 +1,227 @@
+#include "ferrosim/InstrumentTree.h"
+
+#include "ferrosim/Compression.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace ferro::sim {
+
+namespace {
+
+std::vector<std::string> splitPath(const std::string& p) {
+    std::vector<std::string> parts;
+    std::string cur;
+    for (char c : p) {
+        if (c == '/') {
+            if (!cur.empty()) parts.push_back(cur);
+            cur.clear();
+        } else {
+            cur += c;
+        }
+    }
+    if (!cur.empty()) parts.push_back(cur);
+    return parts;
+}
+
+uint32_t modifiedUnix(const fs::path& p) {
+    std::error_code ec;
+    auto t = fs::last_write_time(p, ec);
+    if (ec) return 0;
+    auto sys = std::chrono::time_point_cast<std::chrono::seconds>(t - fs::file_time_type::clock::now() +
+                                                                  std::chrono::system_clock::now());
+    return uint32_t(sys.time_since_epoch().count());
+}
+
+} // namespace
+
+InstrumentTree::InstrumentTree(std::string root) {
+    std::error_code ec;
+    fs::path p = fs::absolute(root, ec);
+    root_ = p.lexically_normal().string();
+    while (root_.size() > 1 && root_.back() == '/')
+        root_.pop_back();
+}
+
+std::vector<std::string> InstrumentTree::fixtureCandidates(const std::string& binaryDir) {
+    std::vector<std::string> dirs;
+    if (!binaryDir.empty()) {
+        dirs.push_back(binaryDir + "/fixtures/instrument");
+        dirs.push_back(binaryDir + "/../share/ferrosim/instrument");
+    }
+    dirs.push_back(FERROSIM_FIXTURE_DIR);
+    return dirs;
+}
+
+bool InstrumentTree::prepare(const std::vector<std::string>& fixtureDirs, std::string& error) {
+    std::error_code ec;
+    fs::create_directories(root_, ec);
+    if (!fs::is_directory(root_)) {
+        error = "cannot create root " + root_;
+        return false;
+    }
+    if (fs::directory_iterator(root_, ec) != fs::directory_iterator()) return true;
+    for (const std::string& dir : fixtureDirs) {
+        if (dir.empty() || !fs::is_directory(dir)) continue;
+        fs::copy(dir, root_, fs::copy_options::recursive, ec);
+        if (ec) {
+            error = "cannot fill root from " + dir + ": " + ec.message();
+            return false;
+        }
+        return true;
+    }
+    error = "root is empty and no fixture folder was found";
+    return false;
+}
+
+void InstrumentTree::packScratchpadXml() const {
+    std::error_code ec;
+    std::vector<fs::path> sources;
+    for (auto it = fs::recursive_directory_iterator(scratchpadDir(), ec);
+         !ec && it != fs::recursive_directory_iterator(); it.increment(ec))
+        if (it->is_regular_file(ec) && it->path().extension() == ".xml") sources.push_back(it->path());
+    for (const fs::path& xml : sources) {
+        fs::path gz = xml;
+        gz.replace_extension(".gz");
+        if (fs::exists(gz, ec) && fs::last_write_time(gz, ec) >= fs::last_write_time(xml, ec)) continue;
+        std::vector<uint8_t> plain;
+        if (readFile(xml.string(), plain, 64u << 20)) writeFile(gz.string(), Compression::gzip(plain));
+    }
+}
+
+std::string InstrumentTree::profilePath() const {
+    return root_ + "/profile.json";
+}
+std::string InstrumentTree::setupDir() const {
+    return root_ + "/flashdrive0/data/setup";
+}
+std::string InstrumentTree::setupFile() const {
+    return setupDir() + "/setup.xml";
+}
+std::string InstrumentTree::scratchpadDir() const {
+    return root_ + "/flashdrive0/data/ccci/scratchpad";
+}
+std::string InstrumentTree::recDir() const {
+    return root_ + "/flashdrive0/data/rec";
+}
+std::string InstrumentTree::evtDir() const {
+    return root_ + "/flashdrive0/data/evt";
+}
+std::string InstrumentTree::logFile() const {
+    return root_ + "/flashdrive0/data/logd.log";
+}
+
+bool InstrumentTree::insideRoot(const std::string& path) const {
+    std::error_code ec;
+    fs::path real = fs::weakly_canonical(path, ec);
+    if (ec) return false;
+    fs::path realRoot = fs::weakly_canonical(root_, ec);
+    if (ec) return false;
+    std::string r = realRoot.string(), p = real.string();
+    return p == r || (p.size() > r.size() && p.compare(0, r.size(), r) == 0 && p[r.size()] == '/');
+}
+
+std::optional<std::string> InstrumentTree::resolve(const std::string& baseDir,
+                                                   const std::string& name) const {
+    if (name.empty() || name.size() > 1024) return std::nullopt;
+    if (name[0] == '/' || name.find('\\') != std::string::npos || name.find(':') != std::string::npos ||
+        name.find('\0') != std::string::npos)
+        return std::nullopt;
+    std::vector<std::string> parts = splitPath(name);
+    if (parts.empty()) return std::nullopt;
+    for (const std::string& part : parts)
+        if (part == ".." || part == ".") return std::nullopt;
+    std::string out = baseDir;
+    for (const std::string& part : parts)
+        out += "/" + part;
+    if (!insideRoot(out)) return std::nullopt;
+    return out;
+}
+
+std::optional<std::string> InstrumentTree::resolveInstrumentPath(const std::string& path,
+                                                                 const std::string& cwd) const {
+    if (path.size() > 1024 || path.find('\0') != std::string::npos || path.find('\\') != std::string::npos)
+        return std::nullopt;
+    std::vector<std::string> parts;
+    if (path.rfind("~", 0) == 0) {
+        parts = splitPath(instrumentPathOf(scratchpadDir()));
+        for (const std::string& p : splitPath(path.substr(1)))
+            parts.push_back(p);
+    } else if (!path.empty() && path[0] == '/') {
+        parts = splitPath(path);
+    } else {
+        parts = splitPath(cwd);
+        for (const std::string& p : splitPath(path))
+            parts.push_back(p);
+    }
+    // The instrument's file systems hang below /mnt; the root folder stands for it.
+    if (!parts.empty() && parts[0] == "mnt") parts.erase(parts.begin());
+    std::vector<std::string> clean;
+    for (const std::string& p : parts) {
+        if (p == ".") continue;
+        if (p == "..") {
+            if (clean.empty()) return std::nullopt;
+            clean.pop_back();
+            continue;
+        }
+        clean.push_back(p);
+    }
+    std::string out = root_;
+    for (const std::string& p : clean)
+        out += "/" + p;
+    if (!insideRoot(out)) return std::nullopt;
+    return out;
+}
+
+std::string InstrumentTree::instrumentPathOf(const std::string& hostPath) const {
+    if (hostPath.compare(0, root_.size(), root_) != 0) return "/mnt";
+    std::string rest = hostPath.substr(root_.size());
+    return "/mnt" + rest;
+}
+
+std::string InstrumentTree::listing(const std::string& dir) const {
+    std::vector<std::string> lines;
+    std::error_code ec;
+    if (!fs::is_directory(dir, ec)) return std::string();
+    for (auto it = fs::recursive_directory_iterator(dir, ec); !ec && it != fs::recursive_directory_iterator();
+         it.increment(ec)) {
+        if (!it->is_regular_file(ec)) continue;
+        std::string rel = fs::relative(it->path(), dir, ec).generic_string();
+        std::ostringstream line;
+        line << rel << ';' << modifiedUnix(it->path()) << ';' << it->file_size(ec);
+        lines.push_back(line.str());
+    }
+    std::sort(lines.begin(), lines.end());
+    std::string out;
+    for (const std::string& l : lines)
+        out += l + "\r\n";
+    return out;
+}
+
+bool InstrumentTree::readFile(const std::string& path, std::vector<uint8_t>& out, uint64_t maxBytes) {
+    std::error_code ec;
+    if (!fs::is_regular_file(path, ec)) return false;
+    uint64_t size = fs::file_size(path, ec);
+    if (ec || size > maxBytes) return false;
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return false;
+    out.resize(size_t(size));
+    in.read(reinterpret_cast<char*>(out.data()), std::streamsize(size));
+    return bool(in) || size == 0;
+}
+
+bool InstrumentTree::writeFile(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::error_code ec;
+    fs::create_directories(fs::path(path).parent_path(), ec);
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out) return false;
+    out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+    return bool(out);
+}
+
+} // namespace ferro::sim

@@ -1,0 +1,50 @@
+#pragma once
+// The instrument's identity, clock settings, users and limits, as read from profile.json in the root.
+
+#include "foundation/TimeRecords.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace ferro::sim {
+
+struct SimUser {
+    std::string name;
+    std::string password;
+    std::vector<std::string> rights;
+    bool has(const std::string& right) const;
+};
+
+struct Profile {
+    uint32_t serial = 0;
+    uint32_t article = 2400512;
+    uint32_t productionDate = 0;
+    uint32_t firmware = 0;
+    std::string plant;
+    std::string bay;
+    std::string device;
+    time_set_t timeSet;
+    std::vector<SimUser> users;
+    // Every right the instrument knows; user.authorized() answers each of them.
+    std::vector<std::string> allRights;
+    uint16_t protocolVersion = 5;
+    int connectionLimit = 2;
+    // Milliseconds between the device's NTP requests while the tunnel is open.
+    int ntpRequestMs = 1000;
+    // A calibration fault word ('Frequency fluctuation' ...) that the calibration steps answer with.
+    std::string calibrationFault;
+
+    // Loads the JSON file; fields that are missing keep their defaults. False with `error` on a
+    // document that does not parse.
+    bool load(const std::string& path, std::string& error);
+    const SimUser* findUser(const std::string& name) const;
+    // The account a plain TCP session reports back (the first user).
+    const SimUser* sessionUser() const;
+};
+
+// "2.2.1.5" packs into one byte per part; a plain number is a build revision.
+uint32_t ParseFirmwareWord(const std::string& text);
+
+} // namespace ferro::sim

@@ -1,0 +1,362 @@
+#include "ferrosim/Session.h"
+
+#include "ferrosim/Instrument.h"
+#include "ferrosim/LuaEngine.h"
+#include "ferrosim/NtpTunnel.h"
+#include "foundation/Format.h"
+#include "foundation/MemStream.h"
+#include "link/CommandTable.h"
+
+#include <QTimer>
+
+#include <cstring>
+
+namespace ferro::sim {
+
+namespace {
+constexpr size_t kIdentityBasicSize = 32;
+constexpr size_t kIdentityAllSize = 1592;
+constexpr size_t kPlantAt = 476, kBayAt = 1044, kDeviceAt = 1380, kNameWidth = 128;
+// Output waiting in the socket beyond this holds the next file frame back.
+constexpr qint64 kSendWindow = 1 << 20;
+// A connection over the limit that never says anything is closed after this.
+constexpr int kOverLimitGraceMs = 5000;
+} // namespace
+
+Session::Session(Instrument& instrument, QTcpSocket* socket, bool overLimit, int id)
+    : instrument_(instrument), socket_(socket), overLimit_(overLimit), id_(id),
+      cutLeft_(instrument.faults().cutBytes()), transfers_(instrument) {
+    socket_->setParent(this);
+    connect(socket_, &QTcpSocket::readyRead, this, &Session::onReadyRead);
+    connect(socket_, &QTcpSocket::bytesWritten, this, &Session::onBytesWritten);
+    connect(socket_, &QTcpSocket::disconnected, this, &Session::onDisconnected);
+    log(Fmt("connected from %s%s", socket_->peerAddress().toString().toStdString().c_str(),
+            overLimit_ ? " (over the connection limit)" : ""));
+    if (overLimit_) QTimer::singleShot(kOverLimitGraceMs, this, [this] { closeAfterFlush(); });
+}
+
+Session::~Session() = default;
+
+void Session::log(const std::string& text) const {
+    instrument_.log(Fmt("[%d] ", id_) + text);
+}
+
+void Session::closeAfterFlush() {
+    if (closing_) return;
+    closing_ = true;
+    if (ntp_) ntp_->close();
+    socket_->disconnectFromHost();
+    if (socket_->state() == QAbstractSocket::UnconnectedState) onDisconnected();
+}
+
+void Session::onDisconnected() {
+    closing_ = true;
+    if (ntp_) ntp_->close();
+    if (closedSignalled_) return;
+    closedSignalled_ = true;
+    log("disconnected");
+    emit closed(this);
+}
+
+void Session::onReadyRead() {
+    inbuf_.append(socket_->readAll());
+    // Frames are cut by the announced Size alone; bytes only accumulate as they arrive, so a
+    // lying Size never makes us allocate anything.
+    while (!closing_ && inbuf_.size() >= int(CHeadSize)) {
+        const uint8_t* p = reinterpret_cast<const uint8_t*>(inbuf_.constData());
+        uint32_t size = MemStream::peekU32(p + 12);
+        if (size < CHeadSize || size > CMaxFrame) {
+            log(Fmt("bad frame size %u, closing", size));
+            socket_->abort();
+            return;
+        }
+        if (uint32_t(inbuf_.size()) < size) break;
+        inbox_.emplace_back(p, p + size);
+        inbuf_.remove(0, int(size));
+    }
+    pump();
+}
+
+void Session::onBytesWritten() {
+    if (out_) sendFileFrames();
+}
+
+void Session::pump() {
+    while (!closing_ && !out_ && !waitingDelay_ && !inbox_.empty()) {
+        int delay = instrument_.faults().delayMs();
+        if (delay > 0) {
+            waitingDelay_ = true;
+            QTimer::singleShot(delay, this, [this] {
+                waitingDelay_ = false;
+                processOne();
+                pump();
+            });
+            return;
+        }
+        processOne();
+    }
+}
+
+void Session::processOne() {
+    if (closing_ || inbox_.empty()) return;
+    std::vector<uint8_t> frame = std::move(inbox_.front());
+    inbox_.pop_front();
+    handle(frame);
+}
+
+ccc_head_t Session::replyHead(const ccc_head_t& req) const {
+    ccc_head_t h = req;
+    h.Ver = ver_;
+    h.FTPNAK = uint16_t(req.FTPNAK & ~CFlagNAK);
+    h.SN = instrument_.profile().serial;
+    return h;
+}
+
+void Session::write(const uint8_t* data, size_t len) {
+    if (socket_->state() == QAbstractSocket::ConnectedState)
+        socket_->write(reinterpret_cast<const char*>(data), qint64(len));
+}
+
+void Session::reply(const ccc_head_t& req, const void* payload, size_t len) {
+    MemStream f = frames::WithPayload(replyHead(req), payload, len);
+    write(f.data(), f.size());
+}
+
+void Session::refuse(const ccc_head_t& req, uint32_t code, const std::string& text) {
+    log(Fmt("refused Cmd %u ExtCmd 0x%x: %u %s", req.Cmd, req.ExtCmd, code, text.c_str()));
+    MemStream f = frames::Refusal(replyHead(req), code, text);
+    write(f.data(), f.size());
+}
+
+void Session::answer(const ccc_head_t& req, Answer a) {
+    if (a.refused) return refuse(req, a.code, a.text);
+    if (!a.isFile) return reply(req, a.payload.data(), a.payload.size());
+    Outgoing o;
+    o.head = replyHead(req);
+    o.bytes = std::move(a.payload);
+    o.chunk = a.chunk ? a.chunk : o.bytes.size();
+    out_ = std::move(o);
+    sendFileFrames();
+}
+
+void Session::sendFileFrames() {
+    while (out_ && !closing_ && socket_->bytesToWrite() < kSendWindow) {
+        Outgoing& o = *out_;
+        if (o.sentAny && o.pos >= o.bytes.size()) break;
+        size_t n = std::min(o.chunk ? o.chunk : size_t(1), o.bytes.size() - o.pos);
+        ccc_head_t h = o.head;
+        h.Size = uint32_t(CHeadSize + n);
+        uint8_t head[CHeadSize];
+        h.encode(head);
+        if (cutLeft_ >= 0 && int64_t(n) > cutLeft_) {
+            // The cut fault: part of a frame, then the line drops.
+            write(head, CHeadSize);
+            write(o.bytes.data() + o.pos, size_t(cutLeft_));
+            log(Fmt("fault: cutting the connection after the file bytes allowed"));
+            out_.reset();
+            socket_->flush();
+            closeAfterFlush();
+            return;
+        }
+        if (cutLeft_ >= 0) cutLeft_ -= int64_t(n);
+        write(head, CHeadSize);
+        write(o.bytes.data() + o.pos, n);
+        o.pos += n;
+        o.sentAny = true;
+    }
+    if (out_ && out_->sentAny && out_->pos >= out_->bytes.size()) {
+        out_.reset();
+        QTimer::singleShot(0, this, [this] { pump(); });
+    }
+}
+
+void Session::handle(const std::vector<uint8_t>& frame) {
+    ccc_head_t req = ccc_head_t::decode(frame.data());
+    const FaultPlan& faults = instrument_.faults();
+    if (overLimit_) {
+        refuse(req, CodeTooMany, "too many connections");
+        closeAfterFlush();
+        return;
+    }
+    if (faults.drops(req.Cmd, req.ExtCmd)) {
+        log(Fmt("fault: dropping Cmd %u ExtCmd 0x%x", req.Cmd, req.ExtCmd));
+        return;
+    }
+    if (const FaultPlan::Refusal* r = faults.refusalFor(req.Cmd, req.ExtCmd))
+        return refuse(req, r->code, r->text);
+    if (req.Cmd == CmdSession) return openSession(req, frame);
+    if (!open_) return refuse(req, CodeNoAccess, "no session");
+    switch (req.Cmd) {
+    case CmdIdentify:
+        return identity(req);
+    case CmdSetup:
+        return answer(req, transfers_.setup(req, frame));
+    case CmdStream:
+        return refuse(req, CodeStream, "stream not available");
+    case CmdReadout:
+        return answer(req, transfers_.readout(req, frame));
+    case CmdLua:
+        return lua(req, frame);
+    case CmdScratchPad:
+        return answer(req, transfers_.scratchpad(req, frame));
+    case CmdNTP:
+        return ntp(req, frame);
+    default:
+        return refuse(req, CodeUnknownCommand, "unknown command");
+    }
+}
+
+void Session::openSession(const ccc_head_t& req, const std::vector<uint8_t>& frame) {
+    const Profile& prof = instrument_.profile();
+    uint16_t deviceVer = prof.protocolVersion;
+    if (req.ExtCmd == CExtStop) {
+        reply(req, nullptr, 0);
+        log("session stopped");
+        open_ = false;
+        closeAfterFlush();
+        return;
+    }
+    std::string user, password;
+    if (req.ExtCmd == 0) {
+        if (frame.size() < frames::CStartSize) return refuse(req, CodeBadFrame, "start frame too short");
+        if (deviceVer < 5) return refuse(req, CodeVersion, "protocol version 5 not supported");
+        uint32_t method = MemStream::peekU32(frame.data() + 20);
+        const char* u = reinterpret_cast<const char*>(frame.data() + 24);
+        const char* pw = reinterpret_cast<const char*>(frame.data() + 88);
+        user.assign(u, strnlen(u, 64));
+        password.assign(pw, strnlen(pw, 72));
+        if (method <= 1) {
+            const SimUser* known = prof.findUser(user);
+            if (!known || known->password != password) return refuse(req, CodeNoAccess, "login failed");
+        }
+    } else if (req.ExtCmd == 2 || req.ExtCmd == 3) {
+        if (const SimUser* su = prof.sessionUser()) {
+            user = su->name;
+            password = su->password;
+        }
+    } else {
+        return refuse(req, CodeUnknownCommand, "unknown session command");
+    }
+    ver_ = (req.Ver >= 1 && req.Ver < deviceVer) ? req.Ver : deviceVer;
+    open_ = true;
+    user_ = user;
+    lua_ = std::make_unique<LuaEngine>(instrument_, user_);
+    log(Fmt("session open, version %u, user %s", ver_, user_.c_str()));
+    if (ver_ < 5) {
+        uint8_t payload[128] = {};
+        std::memcpy(payload, user.data(), std::min<size_t>(user.size(), 63));
+        std::memcpy(payload + 64, password.data(), std::min<size_t>(password.size(), 63));
+        reply(req, payload, sizeof(payload));
+    } else {
+        reply(req, nullptr, 0);
+    }
+    injectAfterSessionReply();
+}
+
+void Session::injectAfterSessionReply() {
+    const FaultPlan& faults = instrument_.faults();
+    if (faults.garbage()) {
+        uint8_t junk[61];
+        uint32_t x = 0x9E3779B9u;
+        for (uint8_t& b : junk) {
+            x ^= x << 13;
+            x ^= x >> 17;
+            x ^= x << 5;
+            b = uint8_t(x);
+        }
+        log("fault: sending garbage");
+        write(junk, sizeof(junk));
+    }
+    if (faults.badSize()) {
+        ccc_head_t h;
+        h.Cmd = CmdIdentify;
+        h.Ver = ver_;
+        h.FTPNAK = CFlagGZ;
+        h.SN = instrument_.profile().serial;
+        uint8_t head[CHeadSize];
+        h.encode(head);
+        MemStream::pokeU32(head + 12, 0x7FFFFFF0u);
+        log("fault: sending a head with an absurd size");
+        write(head, sizeof(head));
+    }
+}
+
+void Session::identity(const ccc_head_t& req) {
+    const Profile& prof = instrument_.profile();
+    if (req.ExtCmd > 1) return refuse(req, CodeUnknownCommand, "unknown identity command");
+    std::vector<uint8_t> frame(req.ExtCmd == 0 ? kIdentityBasicSize : kIdentityAllSize, 0);
+    uint8_t* p = frame.data();
+    MemStream::pokeU32(p + 20, prof.serial);
+    MemStream::pokeU32(p + 24, prof.article);
+    MemStream::pokeU32(p + 28, prof.productionDate);
+    if (req.ExtCmd == 1) {
+        MemStream::pokeU32(p + 32, instrument_.now());
+        prof.timeSet.encode(p + 36);
+        MemStream::pokeU32(p + 216, prof.firmware);
+        auto name = [p](size_t at, const std::string& text) {
+            std::memcpy(p + at, text.data(), std::min(text.size(), kNameWidth - 1));
+        };
+        name(kPlantAt, prof.plant);
+        name(kBayAt, prof.bay);
+        name(kDeviceAt, prof.device);
+    }
+    reply(req, p + CHeadSize, frame.size() - CHeadSize);
+}
+
+void Session::lua(const ccc_head_t& req, const std::vector<uint8_t>& frame) {
+    std::string text(frame.begin() + CHeadSize, frame.end());
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == '\0'))
+        text.pop_back();
+    LuaEngine::Result r = lua_->run(text);
+    ccc_head_t h = req;
+    auto send = [&](uint16_t kind, const std::string& s) {
+        h.ExtCmd = kind;
+        reply(h, s.data(), s.size());
+    };
+    for (size_t at = 0; at < r.output.size(); at += CLuaChunk)
+        send(1, r.output.substr(at, CLuaChunk));
+    for (size_t at = 0; at < r.error.size(); at += CLuaChunk)
+        send(2, r.error.substr(at, CLuaChunk));
+    send(3, std::string());
+}
+
+void Session::ntp(const ccc_head_t& req, const std::vector<uint8_t>& frame) {
+    if (!ntp_) {
+        ntp_ = std::make_unique<NtpTunnel>(instrument_.profile().ntpRequestMs,
+                                           [this](const std::vector<uint8_t>& pk) {
+                                               ccc_head_t h;
+                                               h.Cmd = CmdNTP;
+                                               h.Priv = 1;
+                                               h.ExtCmd = 2;
+                                               h.Ver = ver_;
+                                               h.FTPNAK = CFlagGZ;
+                                               h.SN = instrument_.profile().serial;
+                                               MemStream f = frames::WithPayload(h, pk.data(), pk.size());
+                                               write(f.data(), f.size());
+                                           });
+    }
+    switch (req.ExtCmd) {
+    case 0:
+        reply(req, nullptr, 0);
+        ntp_->open();
+        log("ntp tunnel open");
+        return;
+    case 1:
+        ntp_->close();
+        reply(req, nullptr, 0);
+        log("ntp tunnel closed");
+        return;
+    case 3:
+        // The client's answer to our request: no reply of ours follows.
+        if (frame.size() < CHeadSize + frames::CNtpPacketSize) return log("ntp reply too short");
+        if (ntp_->acceptReply(frame.data() + CHeadSize))
+            log(Fmt("ntp reply, offset %lld ms", (long long)ntp_->lastOffsetMs()));
+        else
+            log(Fmt("ntp reply rejected, offset %lld ms", (long long)ntp_->lastOffsetMs()));
+        return;
+    default:
+        return refuse(req, CodeUnknownCommand, "unknown tunnel command");
+    }
+}
+
+} // namespace ferro::sim

@@ -1,0 +1,55 @@
+#include "ferrosim/SimOptions.h"
+
+#include <cstdlib>
+
+namespace ferro::sim {
+
+const char* SimOptions::usage() {
+    return "usage: ferrosim --root DIR [--port N] [--faults LIST] [--profile FILE]";
+}
+
+bool SimOptions::parse(int argc, char** argv, std::string& error) {
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--help" || arg == "-h") {
+            help = true;
+            return true;
+        }
+        std::string value;
+        size_t eq = arg.find('=');
+        if (arg.rfind("--", 0) == 0 && eq != std::string::npos) {
+            value = arg.substr(eq + 1);
+            arg = arg.substr(0, eq);
+        } else if (i + 1 < argc) {
+            value = argv[++i];
+        } else {
+            error = "missing value for " + arg + "\n" + usage();
+            return false;
+        }
+        if (arg == "--root") {
+            root = value;
+        } else if (arg == "--port") {
+            char* end = nullptr;
+            long p = std::strtol(value.c_str(), &end, 10);
+            if (value.empty() || *end || p < 0 || p > 65535) {
+                error = "bad port " + value;
+                return false;
+            }
+            port = uint16_t(p);
+        } else if (arg == "--faults") {
+            faults = value;
+        } else if (arg == "--profile") {
+            profile = value;
+        } else {
+            error = "unknown option " + arg + "\n" + usage();
+            return false;
+        }
+    }
+    if (root.empty()) {
+        error = std::string("--root is required\n") + usage();
+        return false;
+    }
+    return true;
+}
+
+} // namespace ferro::sim

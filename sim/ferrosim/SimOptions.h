@@ -1,0 +1,21 @@
+#pragma once
+// Command line of ferrosim.
+
+#include <cstdint>
+#include <string>
+
+namespace ferro::sim {
+
+struct SimOptions {
+    std::string root;
+    uint16_t port = 0;
+    std::string faults;
+    std::string profile; // empty: profile.json in the root
+    bool help = false;
+
+    // False with `error` (usage text included) on a bad command line.
+    bool parse(int argc, char** argv, std::string& error);
+    static const char* usage();
+};
+
+} // namespace ferro::sim

@@ -1,0 +1,40 @@
+#pragma once
+// The TCP side of the instrument: one server on 127.0.0.1, one Session per connection.
+
+#include <QObject>
+#include <QTcpServer>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ferro::sim {
+
+class Instrument;
+class Session;
+
+class SimServer : public QObject {
+    Q_OBJECT
+public:
+    explicit SimServer(Instrument& instrument, QObject* parent = nullptr);
+    ~SimServer() override;
+
+    // Port 0 picks a free port. Binds loopback only.
+    bool listen(quint16 port, std::string& error);
+    quint16 port() const;
+    int activeSessions() const;
+    // Drops every connection after what is queued has gone out (restart of the instrument).
+    void dropAll();
+
+private slots:
+    void onNewConnection();
+    void onSessionClosed(Session* session);
+
+private:
+    Instrument& instrument_;
+    QTcpServer server_;
+    std::vector<std::unique_ptr<Session>> sessions_;
+    int nextId_ = 1;
+};
+
+} // namespace ferro::sim
