@@ -1,0 +1,108 @@
+#include "link/RSComUnit.h"
+
+#include "foundation/Format.h"
+#include "foundation/MainThread.h"
+#include "link/Messages.h"
+#include "link/ReadThreadRS.h"
+
+namespace ferro {
+
+TRSComUnit::TRSComUnit() { CreateThread(false); }
+
+TRSComUnit::~TRSComUnit() {
+    SetTimerEnabled(false);
+    if (FReadThread) {
+        FReadThread->Flog = nullptr;
+        FReadThread->DoDisconnect();
+    }
+}
+
+void TRSComUnit::CreateThread(bool) {
+    WriteLog("Create Thread");
+    FReadThread = std::make_unique<TIdReadThreadRS>(this);
+    FReadThread->Flog = [this](const std::string& s, bool memo) {
+        if (IsMainThread())
+            WriteLog(s, memo);
+        else
+            Postpone(this, [this, s, memo] { WriteLog(s, memo); });
+    };
+    FReadThread->FOnPortLost = [this](const std::string&) {
+        Postpone(this, [this] {
+            OnError(_SVerbindungsabbruch);
+            if (FClearWork) FClearWork();
+        });
+    };
+}
+
+void TRSComUnit::SetIPAndPort(const std::string& IP, int Port, int) {
+    FIP = IP;
+    FPort = uint16_t(Port < 1 ? 1 : (Port > 65535 ? 65535 : Port));
+}
+
+void TRSComUnit::DoConnect() {
+    if (!FReadThread) return;
+    FReadThread->SetPort(FRSPort);
+    FReadThread->Start();
+}
+
+bool TRSComUnit::IsConnected() const { return FReadThread && FReadThread->FConnected; }
+
+void TRSComUnit::WorkEvent(TWorkMode Mode, uint64_t Count, TWorkStatus Status) {
+    if (FOnWork) FOnWork(Status, Mode, Count);
+}
+
+void TRSComUnit::ReadData(MemStream& Stream) {
+    if (Stream.size() < CHeadSize) return;
+    WorkEvent(wmRead, Stream.size(), WorkWorking);
+    bool ok = Evaluate(Stream);
+    WorkEvent(wmRead, Stream.size(), WorkEnd);
+    if (!ok && FReadThread) FReadThread->FDoClearBuffer = true;
+}
+
+bool TRSComUnit::SendCommandStream(MemStream& Stream, bool) {
+    if (!FReadThread) {
+        WriteLog("Reathread not assigned");
+        return false;
+    }
+    WriteLog("Check Before Send");
+    FReadThread->Enqueue(std::make_unique<MemStream>(Stream.bytes()));
+    SendQueueActive = FReadThread->QueueLength() > 0;
+    WriteLog("After Send");
+    return true;
+}
+
+void TRSComUnit::CloseConnection(bool) {
+    // The instrument gets two seconds to finish before the line closes.
+    Postpone(this, [this] { DoDisconnect(false); }, 2000);
+}
+
+void TRSComUnit::DoDisconnect(bool) {
+    WriteLog("Do Disconnect");
+    if (FReadThread) FReadThread->DoDisconnect();
+    if (FShutDownComplete) {
+        TShutDownComplete cb = std::move(FShutDownComplete);
+        FShutDownComplete = nullptr;
+        FOnLogCallBack = nullptr;
+        cb(this);
+    }
+}
+
+void TRSComUnit::OnError(const std::string& Message) {
+    WriteLog("RSUnit Error: " + Message);
+    if (FDisplayConnMessage) FDisplayConnMessage(_SUSBGetrennt, mtError, nullptr, Buttons({mbOK}), mbOK);
+    if (FReadThread) FReadThread->DoDisconnect();
+    SetTimerEnabled(false);
+    if (FRequestClose) FRequestClose(this);
+}
+
+void TRSComUnit::ReConnect() {
+    // There is no reconnect on this line; the bell is the only sign.
+    WriteLog("\a");
+}
+
+void TRSComUnit::StreamErrorsSearch() {
+    Postpone(this, [this] { SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl); });
+    Postpone(this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);
+}
+
+} // namespace ferro

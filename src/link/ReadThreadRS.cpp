@@ -1,0 +1,144 @@
+#include "link/ReadThreadRS.h"
+
+#include "foundation/Format.h"
+#include "foundation/MainThread.h"
+#include "link/RSComUnit.h"
+
+#include <chrono>
+
+namespace ferro {
+
+TIdReadThreadRS::TIdReadThreadRS(TRSComUnit* client)
+    : FClient(client), FRSClient(std::make_unique<TRS232Unit>()), readBuf_(TRS232Unit::CBufferSize) {
+    FreadStream.Flog = [this](const std::string& s, bool memo) { log(s, memo); };
+    FreadStream.FOnFrame = [this](const uint8_t* f, size_t n) {
+        auto copy = std::make_shared<MemStream>(f, n);
+        TRSComUnit* client = FClient;
+        Postpone(client, [client, copy] {
+            client->ReadData(*copy);
+            client->WriteLog("EvalEnd");
+        });
+    };
+}
+
+TIdReadThreadRS::~TIdReadThreadRS() { DoDisconnect(); }
+
+void TIdReadThreadRS::SetPort(const std::string& port) {
+    FRSClient->SetPort(port);
+    if (!FRSClient->OpenPort()) log("RSUnit open failed: " + port + " " + FRSClient->LastError());
+}
+
+void TIdReadThreadRS::Start() {
+    if (thread_.joinable()) return;
+    stop_ = false;
+    thread_ = std::thread([this] { run(); });
+}
+
+void TIdReadThreadRS::run() {
+    bool wasConnected = false;
+    while (!stop_) turn(wasConnected);
+    FConnected = false;
+    log("Thread stopped");
+}
+
+void TIdReadThreadRS::turn(bool& wasConnected) {
+    FConnected = FRSClient->CheckConnection();
+    if (FDoClearBuffer) {
+        // Once an evaluation failed the line is purged on every turn: it stays silent until closed.
+        FRSClient->ClearBuffer();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return;
+    }
+    if (FConnected) {
+        wasConnected = true;
+        if (QueueLength() > 0) {
+            SendCommandStream();
+            return;
+        }
+        long n = FRSClient->Read(readBuf_.data(), readBuf_.size(), 10);
+        bool frameWaiting = FreadStream.HeadRead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+        if (n > 0 || frameWaiting) {
+            log(Fmt("ReadCnt: %ld", n > 0 ? n : 0));
+            ReadData(readBuf_.data(), n > 0 ? size_t(n) : 0);
+        }
+        return;
+    }
+    if (wasConnected) {
+        wasConnected = false;
+        std::string sys = FRSClient->LastError().empty() ? "the line hung up" : FRSClient->LastError();
+        log(sys);
+        if (FOnPortLost) FOnPortLost(sys);
+        stop_ = true;
+        return;
+    }
+    log("Thread not Connected", true);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+}
+
+void TIdReadThreadRS::ReadData(const uint8_t* data, size_t len) {
+    FreadStream.Append(data, len);
+    // Read on while more is coming, so a large frame is joined in one go.
+    for (int i = 0; i < 4096; ++i) {
+        bool complete = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+        if (complete) break;
+        long n = FRSClient->Read(readBuf_.data(), readBuf_.size(), 5);
+        log(Fmt("Read ReadHead: %s sz: %d ssz: %d return: %ld", BoolStr(FreadStream.HeadRead()),
+                int(FreadStream.Head().Size), int(FreadStream.Buffered()), n));
+        if (n <= 0) break;
+        FreadStream.Append(readBuf_.data(), size_t(n));
+    }
+    bool more = FreadStream.ReadData() && FreadStream.Buffered() > 0;
+    if (more) log("MoreStreamData");
+}
+
+void TIdReadThreadRS::Enqueue(std::unique_ptr<MemStream> frame) {
+    std::lock_guard<std::mutex> lk(queueMutex_);
+    FSendQueue.push_back(std::move(frame));
+}
+
+size_t TIdReadThreadRS::QueueLength() const {
+    std::lock_guard<std::mutex> lk(queueMutex_);
+    return FSendQueue.size();
+}
+
+void TIdReadThreadRS::SendCommandStream() {
+    log("Thread Before Send");
+    std::unique_ptr<MemStream> frame;
+    {
+        std::lock_guard<std::mutex> lk(queueMutex_);
+        if (FSendQueue.empty()) return;
+        frame = std::move(FSendQueue.front());
+        FSendQueue.pop_front();
+    }
+    size_t written = 0;
+    bool ok = FRSClient->CheckConnection() && FRSClient->WriteData(*frame, written);
+    log(Fmt("Sending %d / %d Bytes - success: %s", int(written), int(frame->size()), BoolStr(ok)));
+    if (!ok && FOnPortLost) {
+        log("Error While Sending " + FRSClient->LastError());
+        FOnPortLost(FRSClient->LastError());
+        stop_ = true;
+    }
+    log("Thread After Send");
+    if (FClient) FClient->SendQueueActive = QueueLength() > 0;
+}
+
+void TIdReadThreadRS::DoDisconnect() {
+    {
+        std::lock_guard<std::mutex> lk(queueMutex_);
+        FSendQueue.clear();
+    }
+    stop_ = true;
+    if (thread_.joinable()) {
+        if (thread_.get_id() == std::this_thread::get_id())
+            thread_.detach();
+        else
+            thread_.join();
+    }
+    FRSClient->ClearBuffer();
+    std::string err;
+    FRSClient->Disconnect(err);
+    FConnected = false;
+    log(Fmt("Thread Disconnect success: %s Err: %s", BoolStr(err.empty()), err.c_str()));
+}
+
+} // namespace ferro
