@@ -24,29 +24,30 @@ std::string withSeparator(std::string dir) {
 } // namespace
 
 void PrintUsage() {
-    std::fprintf(stderr,
-                 "usage: ferroctl [options] COMMAND [ARGS]\n"
-                 "options:\n"
-                 "  --host H          instrument address (default 127.0.0.1)\n"
-                 "  --port P          CCCI port (default 5040)\n"
-                 "  --ipv6            connect over IPv6\n"
-                 "  --ssh             connect through SSH (with --user and --password)\n"
-                 "  --user U, --password W\n"
-                 "  --ini-dir DIR     folder of the host-key store and language files\n"
-                 "  --data-dir DIR    data folder (recordings land in <serial>/Recorder/)\n"
-                 "  --timeout MS      connect time-out\n"
-                 "  --yes             accept questions (a new host key, new language files)\n"
-                 "  -v                log every step to stderr\n"
-                 "  --ftp, --ftp-port N  files by FTP (instrument's port 21 by default)\n"
-                 "commands:\n"
-                 "  identify                      the instrument's identity as JSON\n"
-                 "  lua LINE                      run a Lua line on the instrument, print its output\n"
-                 "  setup-get FILE                write the instrument's setup XML to FILE\n"
-                 "  setup-put FILE                send a setup and wait for the acknowledgement\n"
-                 "  ls rec|evt                    list recordings or events: name, size, start, end\n"
-                 "  get rec|evt NAME              download into --data-dir/<serial>/Recorder|Event, resuming\n"
-                 "  stream CLASS --count N --csv  decoded live blocks, one CSV line per block\n"
-                 "  commands                      the protocol's command table\n");
+    std::fprintf(
+        stderr, "usage: ferroctl [options] COMMAND [ARGS]\n"
+                "options:\n"
+                "  --host H          instrument address (default 127.0.0.1)\n"
+                "  --port P          CCCI port (default 5040)\n"
+                "  --ipv6            connect over IPv6\n"
+                "  --ssh             connect through SSH (with --user and --password)\n"
+                "  --serial DEV      the instrument hangs on this serial line (/dev/ttyUSB0, /dev/pts/N)\n"
+                "  --user U, --password W\n"
+                "  --ini-dir DIR     folder of the host-key store and language files\n"
+                "  --data-dir DIR    data folder (recordings land in <serial>/Recorder/)\n"
+                "  --timeout MS      connect time-out\n"
+                "  --yes             accept questions (a new host key, new language files)\n"
+                "  -v                log every step to stderr\n"
+                "  --ftp, --ftp-port N  files by FTP (instrument's port 21 by default)\n"
+                "commands:\n"
+                "  identify                      the instrument's identity as JSON\n"
+                "  lua LINE                      run a Lua line on the instrument, print its output\n"
+                "  setup-get FILE                write the instrument's setup XML to FILE\n"
+                "  setup-put FILE                send a setup and wait for the acknowledgement\n"
+                "  ls rec|evt                    list recordings or events: name, size, start, end\n"
+                "  get rec|evt NAME              download into --data-dir/<serial>/Recorder|Event, resuming\n"
+                "  stream CLASS --count N --csv  decoded live blocks, one CSV line per block\n"
+                "  commands                      the protocol's command table\n");
 }
 
 bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
@@ -81,6 +82,8 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
             }
         } else if (a == "--ipv6") {
             out.link.IpVer = ferro::ipverV6;
+        } else if (a == "--serial") {
+            if (!value(out.link.SerialDevice)) return false;
         } else if (a == "--ssh") {
             out.link.Ssh = true;
         } else if (a == "--user") {

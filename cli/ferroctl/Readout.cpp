@@ -23,7 +23,9 @@ bool kindArg(const CliOptions& opt, size_t want, bool& events) {
 
 std::string timeText(uint64_t secs) {
     if (secs == 0) return "-";
-    return QDateTime::fromSecsSinceEpoch(qint64(secs), Qt::UTC).toString("yyyy-MM-ddTHH:mm:ssZ").toStdString();
+    return QDateTime::fromSecsSinceEpoch(qint64(secs), Qt::UTC)
+        .toString("yyyy-MM-ddTHH:mm:ssZ")
+        .toStdString();
 }
 
 bool fetchListing(ferro::TLinkSession& session, bool events, std::vector<ferro::TListingEntry>& out) {
@@ -100,8 +102,8 @@ int RunGet(const CliOptions& opt) {
     auto arrived = [&](ferro::TSender, const std::string&) { done = true; };
     l.FRecToTable = arrived;
     l.FEvtToTable = arrived;
-    l.SendCommand(events ? "CCC_READOUT_EVT_RD" : "CCC_READOUT_REC_RD", ferro::CmdReadout, 0, events ? 0x11 : 0x01,
-                  name, uint32_t(have), false);
+    l.SendCommand(events ? "CCC_READOUT_EVT_RD" : "CCC_READOUT_REC_RD", ferro::CmdReadout, 0,
+                  events ? 0x11 : 0x01, name, uint32_t(have), false);
     l.ManualTimer(nullptr);
     if (!session->WaitFor([&] { return done; }, 600000)) {
         std::fprintf(stderr, "Die Übertragung von %s ist abgebrochen.\n", name.c_str());
@@ -109,8 +111,8 @@ int RunGet(const CliOptions& opt) {
     }
     uint64_t now = fs::file_size(local, ec);
     if (now != entry->Size) {
-        std::fprintf(stderr, "%s: %llu von %llu Bytes angekommen.\n", local.c_str(), static_cast<unsigned long long>(now),
-                     static_cast<unsigned long long>(entry->Size));
+        std::fprintf(stderr, "%s: %llu von %llu Bytes angekommen.\n", local.c_str(),
+                     static_cast<unsigned long long>(now), static_cast<unsigned long long>(entry->Size));
         return 1;
     }
     std::printf("%s\n", local.c_str());

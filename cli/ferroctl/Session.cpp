@@ -31,7 +31,8 @@ std::unique_ptr<ferro::TLinkSession> OpenSession(const CliOptions& opt, bool mak
         if (yes && !changedKey) return int(ferro::mrYes);
         if (isatty(STDIN_FILENO)) return askTerminal(question) ? int(ferro::mrYes) : int(ferro::mrNo);
         std::fprintf(stderr, "%s\n", question.c_str());
-        if (newKey || changedKey) std::fprintf(stderr, "Abgelehnt: ohne Terminal und ohne --yes wird dem Gerät nicht vertraut.\n");
+        if (newKey || changedKey)
+            std::fprintf(stderr, "Abgelehnt: ohne Terminal und ohne --yes wird dem Gerät nicht vertraut.\n");
         return int(ferro::mrNo);
     };
     std::string error;

@@ -34,7 +34,8 @@ bool dataObjFromArg(const std::string& arg, ferro::TDataObj& out) {
 std::string csvEscape(const std::string& s) {
     if (s.find_first_of(",\"") == std::string::npos) return s;
     std::string q = "\"";
-    for (char c : s) q += c == '"' ? std::string("\"\"") : std::string(1, c);
+    for (char c : s)
+        q += c == '"' ? std::string("\"\"") : std::string(1, c);
     return q + "\"";
 }
 
@@ -54,7 +55,8 @@ void printValues(const ferro::TRecordValues& v, const ferro::tmStamp_t& ts) {
     const auto& def = v.Def();
     for (size_t m = 0; m < def.Members.size(); ++m)
         for (size_t f = 0; f < def.Members[m].Type->Fields.size(); ++f)
-            for (const auto& e : v.FieldAt(m, f)) line += ferro::Fmt(",%.6g", e.val);
+            for (const auto& e : v.FieldAt(m, f))
+                line += ferro::Fmt(",%.6g", e.val);
     std::printf("%s\n", line.c_str());
 }
 
@@ -62,7 +64,8 @@ void printValues(const ferro::TRecordValues& v, const ferro::tmStamp_t& ts) {
 
 int RunStream(const CliOptions& opt) {
     if (opt.args.empty()) {
-        std::fprintf(stderr, "stream erwartet eine Datenklasse (10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc).\n");
+        std::fprintf(stderr,
+                     "stream erwartet eine Datenklasse (10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc).\n");
         return 2;
     }
     ferro::TDataObj obj;
@@ -72,7 +75,8 @@ int RunStream(const CliOptions& opt) {
     }
     int count = 10;
     for (size_t i = 1; i < opt.args.size(); ++i) {
-        if (opt.args[i] == "--count" && i + 1 < opt.args.size()) count = std::atoi(opt.args[++i].c_str());
+        if (opt.args[i] == "--count" && i + 1 < opt.args.size())
+            count = std::atoi(opt.args[++i].c_str());
         else if (opt.args[i] != "--csv") {
             std::fprintf(stderr, "Unbekannte Angabe: %s\n", opt.args[i].c_str());
             return 2;
@@ -108,11 +112,12 @@ int RunStream(const CliOptions& opt) {
     // A block comes about once a second; give each a generous allowance.
     bool ok = session->WaitFor([&] { return blocks >= count; }, 5000 + count * 3000);
     l.FUpdateGrid = nullptr;
-    if (l.FStreamRec.ObjHdl > 1) l.SendCommand("CCC_STREAM_STOP", ferro::CmdStream, 0, 0xFFFF, l.FStreamRec.ObjHdl);
+    if (l.FStreamRec.ObjHdl > 1)
+        l.SendCommand("CCC_STREAM_STOP", ferro::CmdStream, 0, 0xFFFF, l.FStreamRec.ObjHdl);
     session->Close();
     if (!ok) {
-        std::fprintf(stderr, "Nur %d von %d Blöcken angekommen (%d nicht lesbar).%s%s\n", blocks, count, skipped,
-                     session->Messages().empty() ? "" : " ",
+        std::fprintf(stderr, "Nur %d von %d Blöcken angekommen (%d nicht lesbar).%s%s\n", blocks, count,
+                     skipped, session->Messages().empty() ? "" : " ",
                      session->Messages().empty() ? "" : session->Messages().back().c_str());
         return 1;
     }

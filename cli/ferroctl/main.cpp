@@ -18,10 +18,14 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::map<std::string, int (*)(const ferroctl::CliOptions&)> commands = {
-        {"identify", ferroctl::RunIdentify},   {"commands", ferroctl::RunCommands},
-        {"lua", ferroctl::RunLua},             {"setup-get", ferroctl::RunSetupGet},
-        {"setup-put", ferroctl::RunSetupPut},  {"ls", ferroctl::RunList},
-        {"get", ferroctl::RunGet},             {"stream", ferroctl::RunStream},
+        {"identify", ferroctl::RunIdentify},
+        {"commands", ferroctl::RunCommands},
+        {"lua", ferroctl::RunLua},
+        {"setup-get", ferroctl::RunSetupGet},
+        {"setup-put", ferroctl::RunSetupPut},
+        {"ls", ferroctl::RunList},
+        {"get", ferroctl::RunGet},
+        {"stream", ferroctl::RunStream},
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {

@@ -5,7 +5,7 @@
 namespace ferro::sim {
 
 const char* SimOptions::usage() {
-    return "usage: ferrosim --root DIR [--port N] [--faults LIST] [--profile FILE]";
+    return "usage: ferrosim --root DIR [--port N] [--ssh-port N] [--serial] [--faults LIST] [--profile FILE]";
 }
 
 bool SimOptions::parse(int argc, char** argv, std::string& error) {
@@ -14,6 +14,10 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
         if (arg == "--help" || arg == "-h") {
             help = true;
             return true;
+        }
+        if (arg == "--serial") {
+            serial = true;
+            continue;
         }
         std::string value;
         size_t eq = arg.find('=');
@@ -36,6 +40,14 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
                 return false;
             }
             port = uint16_t(p);
+        } else if (arg == "--ssh-port") {
+            char* end = nullptr;
+            long p = std::strtol(value.c_str(), &end, 10);
+            if (value.empty() || *end || p < 0 || p > 65535) {
+                error = "bad port " + value;
+                return false;
+            }
+            sshPort = int(p);
         } else if (arg == "--faults") {
             faults = value;
         } else if (arg == "--profile") {

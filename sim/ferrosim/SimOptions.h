@@ -12,6 +12,8 @@ struct SimOptions {
     std::string faults;
     std::string profile; // empty: profile.json in the root
     bool help = false;
+    int sshPort = -1; // -1: no SSH service; 0: a free port
+    bool serial = false;
 
     // False with `error` (usage text included) on a bad command line.
     bool parse(int argc, char** argv, std::string& error);

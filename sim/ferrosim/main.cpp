@@ -4,7 +4,9 @@
 #include "ferrosim/InstrumentTree.h"
 #include "ferrosim/Profile.h"
 #include "ferrosim/SimOptions.h"
+#include "ferrosim/SerialBridge.h"
 #include "ferrosim/SimServer.h"
+#include "ferrosim/SshService.h"
 
 #include <QGuiApplication>
 #include <QSocketNotifier>
@@ -80,9 +82,22 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
 
     std::printf("listening on 127.0.0.1:%u\n", unsigned(server.port()));
+    std::unique_ptr<SshService> ssh;
+    if (options.sshPort >= 0) {
+        ssh = std::make_unique<SshService>(instrument, server.port());
+        if (!ssh->start(options.sshPort, error)) return fail("cannot start SSH: " + error);
+        std::printf("ssh on 127.0.0.1:%d\n", ssh->port());
+    }
+    std::unique_ptr<SerialBridge> serial;
+    if (options.serial) {
+        serial = std::make_unique<SerialBridge>(server.port());
+        if (!serial->open(error)) return fail("cannot open the serial line: " + error);
+        std::printf("serial on %s\n", serial->devicePath().c_str());
+    }
     std::fflush(stdout);
     instrument.log("serving " + instrument.tree().root());
     int rc = app.exec();
+    if (ssh) ssh->stop(); // before the instrument goes: SSH threads may wait for the main thread
     ::close(gSignalFd[0]);
     ::close(gSignalFd[1]);
     return rc;

@@ -22,7 +22,8 @@ std::vector<std::string> split(const std::string& s, char c) {
     std::vector<std::string> out;
     std::string piece;
     std::istringstream in(s);
-    while (std::getline(in, piece, c)) out.push_back(piece);
+    while (std::getline(in, piece, c))
+        out.push_back(piece);
     return out;
 }
 

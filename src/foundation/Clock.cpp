@@ -20,8 +20,12 @@ SystemClock g_system;
 std::atomic<Clock*> g_clock{&g_system};
 } // namespace
 
-Clock& clock() { return *g_clock.load(); }
+Clock& clock() {
+    return *g_clock.load();
+}
 
-void setClock(Clock* c) { g_clock.store(c ? c : &g_system); }
+void setClock(Clock* c) {
+    g_clock.store(c ? c : &g_system);
+}
 
 } // namespace ferro

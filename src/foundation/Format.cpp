@@ -44,8 +44,10 @@ std::string ToUpper(std::string s) {
 
 std::string Trim(const std::string& s) {
     size_t b = 0, e = s.size();
-    while (b < e && static_cast<unsigned char>(s[b]) <= ' ') ++b;
-    while (e > b && static_cast<unsigned char>(s[e - 1]) <= ' ') --e;
+    while (b < e && static_cast<unsigned char>(s[b]) <= ' ')
+        ++b;
+    while (e > b && static_cast<unsigned char>(s[e - 1]) <= ' ')
+        --e;
     return s.substr(b, e - b);
 }
 
@@ -53,6 +55,8 @@ bool ContainsNoCase(const std::string& haystack, const std::string& needle) {
     return ToLower(haystack).find(ToLower(needle)) != std::string::npos;
 }
 
-bool EqualsNoCase(const std::string& a, const std::string& b) { return ToLower(a) == ToLower(b); }
+bool EqualsNoCase(const std::string& a, const std::string& b) {
+    return ToLower(a) == ToLower(b);
+}
 
 } // namespace ferro

@@ -8,7 +8,9 @@ namespace ferro {
 std::string Fmt(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 
 // Boolean as the log writes it: "True" or "False".
-inline const char* BoolStr(bool b) { return b ? "True" : "False"; }
+inline const char* BoolStr(bool b) {
+    return b ? "True" : "False";
+}
 
 std::string ToLower(std::string s);
 std::string ToUpper(std::string s);

@@ -14,9 +14,9 @@ void Postpone(std::function<void()> proc, int delayMs = 0);
 void Postpone(QObject* context, std::function<void()> proc, int delayMs = 0);
 
 // Method form: Postpone(obj, &T::Method, delay).
-template <class T>
-void Postpone(T* obj, void (T::*method)(), int delayMs = 0) {
-    Postpone(obj, [obj, method] { (obj->*method)(); }, delayMs);
+template <class T> void Postpone(T* obj, void (T::*method)(), int delayMs = 0) {
+    Postpone(
+        obj, [obj, method] { (obj->*method)(); }, delayMs);
 }
 
 // Runs `proc` on the main thread and waits for it; runs at once when already there.

@@ -75,7 +75,8 @@ public:
         p[1] = uint8_t(v >> 8);
     }
     static void pokeU32(uint8_t* p, uint32_t v) {
-        for (int i = 0; i < 4; ++i) p[i] = uint8_t(v >> (8 * i));
+        for (int i = 0; i < 4; ++i)
+            p[i] = uint8_t(v >> (8 * i));
     }
     static void pokeF32(uint8_t* p, float f) {
         uint32_t u;

@@ -8,24 +8,32 @@
 namespace ferro {
 
 namespace {
-const char* const kDirectKindNames[] = {"dkpara",   "dkparaRefresh", "dkvisu",      "dkdata",    "dkoffline",
-                                        "dkflash",  "dkmassflash",   "dkstatus",    "dkInitSSH", "dkUserSetup"};
+const char* const kDirectKindNames[] = {"dkpara",  "dkparaRefresh", "dkvisu",   "dkdata",    "dkoffline",
+                                        "dkflash", "dkmassflash",   "dkstatus", "dkInitSSH", "dkUserSetup"};
 const char* const kDevTypeNames[] = {"devtypNone", "devtypFerro", "devtypFerroDE", "devtypQuartz",
                                      "devtypFerroNimbus"};
 
 // Round to nearest, halves to even (the default floating-point rounding mode).
-long roundEven(double v) { return std::lrint(v); }
+long roundEven(double v) {
+    return std::lrint(v);
+}
 
-uint8_t clampByte(long v) { return uint8_t(v < 0 ? 0 : (v > 255 ? 255 : v)); }
+uint8_t clampByte(long v) {
+    return uint8_t(v < 0 ? 0 : (v > 255 ? 255 : v));
+}
 
 TAlphaColor rgb(uint8_t r, uint8_t g, uint8_t b) {
     return 0xFF000000u | (uint32_t(r) << 16) | (uint32_t(g) << 8) | uint32_t(b);
 }
 } // namespace
 
-const char* DirectKindName(TDirectKind k) { return k <= dkUserSetup ? kDirectKindNames[k] : "dkpara"; }
+const char* DirectKindName(TDirectKind k) {
+    return k <= dkUserSetup ? kDirectKindNames[k] : "dkpara";
+}
 
-const char* DevTypeName(TDevType t) { return t <= devtypFerroNimbus ? kDevTypeNames[t] : "devtypNone"; }
+const char* DevTypeName(TDevType t) {
+    return t <= devtypFerroNimbus ? kDevTypeNames[t] : "devtypNone";
+}
 
 void TXMLRec::AddListe(std::string Text) {
     while (!Text.empty()) {

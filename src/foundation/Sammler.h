@@ -54,11 +54,21 @@ enum TMsgDlgBtn : uint8_t { mbYes, mbNo, mbOK, mbCancel, mbAbort, mbRetry, mbIgn
 using TMsgDlgButtons = uint32_t; // bit set of TMsgDlgBtn
 constexpr TMsgDlgButtons Buttons(std::initializer_list<TMsgDlgBtn> l) {
     TMsgDlgButtons r = 0;
-    for (auto b : l) r |= 1u << b;
+    for (auto b : l)
+        r |= 1u << b;
     return r;
 }
 // Dialog results, numbered as the answers are compared (Yes is 6).
-enum TModalResult : int { mrNone = 0, mrOk = 1, mrCancel = 2, mrAbort = 3, mrRetry = 4, mrIgnore = 5, mrYes = 6, mrNo = 7 };
+enum TModalResult : int {
+    mrNone = 0,
+    mrOk = 1,
+    mrCancel = 2,
+    mrAbort = 3,
+    mrRetry = 4,
+    mrIgnore = 5,
+    mrYes = 6,
+    mrNo = 7
+};
 
 // ---- Records ----
 
@@ -207,12 +217,13 @@ using TProgressCallBack = std::function<void(TSender, const TProgressRecord& rec
 using TGlobalProgressCallBack = std::function<void(TSender, bool Enabled, const std::string& Text)>;
 using TChangeLoadText = std::function<void(TSender, const std::string& Text)>;
 using TThreadedMessageCallBack = std::function<void(TSender, int AResult)>;
-using TDisplayConnMessage = std::function<void(const std::string& Text, TMsgDlgType MsgType,
-                                               TThreadedMessageCallBack CB, TMsgDlgButtons Buttons,
-                                               TMsgDlgBtn DefButton)>;
+using TDisplayConnMessage =
+    std::function<void(const std::string& Text, TMsgDlgType MsgType, TThreadedMessageCallBack CB,
+                       TMsgDlgButtons Buttons, TMsgDlgBtn DefButton)>;
 using TThreadExceptCallBack = std::function<void(TSender)>;
-using TFerroSerNumCallBack = std::function<void(TSender, uint32_t NewSN, TDevType DevTyp, const std::string& Anlage,
-                                                const std::string& Feld, const std::string& Geraet)>;
+using TFerroSerNumCallBack =
+    std::function<void(TSender, uint32_t NewSN, TDevType DevTyp, const std::string& Anlage,
+                       const std::string& Feld, const std::string& Geraet)>;
 using TBinaryStreamCB = std::function<void(TSender, uint32_t BinCnt, const std::vector<uint8_t>& BinStatus)>;
 using TProc = std::function<void()>;
 using TStringProc = std::function<void(const std::string&)>;

@@ -111,7 +111,9 @@ std::string TFerroFW::VerAsStr() const {
     return Fmt("Rev %u (%s)", Rev, layout);
 }
 
-bool TFerroFW::HasBinaryInputs() const { return Rev >= 0x02010200u; }
+bool TFerroFW::HasBinaryInputs() const {
+    return Rev >= 0x02010200u;
+}
 
 void UTCtoLocal(const tmStamp_t& stamp, const time_tz_t& tz, tmStamp_t& out) {
     int64_t sec = int64_t(stamp.sec) + tz.offsetSeconds();

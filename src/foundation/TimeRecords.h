@@ -73,8 +73,12 @@ struct TFerroFW {
 using TDateTime = double;
 constexpr double CUnixDateDelta = 25569.0; // 1970-01-01 as TDateTime
 
-inline TDateTime UnixToDateTime(double secs) { return CUnixDateDelta + secs / 86400.0; }
-inline double DateTimeToUnix(TDateTime d) { return (d - CUnixDateDelta) * 86400.0; }
+inline TDateTime UnixToDateTime(double secs) {
+    return CUnixDateDelta + secs / 86400.0;
+}
+inline double DateTimeToUnix(TDateTime d) {
+    return (d - CUnixDateDelta) * 86400.0;
+}
 
 // Shifts a stamp by the zone into local time. A set high bit of `frac` adds the summer hour and is
 // cleared; nothing else about daylight saving is looked at here.

@@ -17,7 +17,8 @@ namespace fs = std::filesystem;
 bool ZipFile(const MemStream& Source, MemStream& Target) {
     z_stream z{};
     // windowBits 15 + 16: a gzip wrapper, so that the instrument's gunzip reads it.
-    if (deflateInit2(&z, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK) return false;
+    if (deflateInit2(&z, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        return false;
     std::vector<uint8_t> out(deflateBound(&z, uLong(Source.size())) + 64);
     z.next_in = const_cast<Bytef*>(Source.data());
     z.avail_in = uInt(Source.size());
@@ -96,14 +97,16 @@ bool WriteTarGz(const std::string& target, const std::vector<TTarEntry>& entries
             if (error) *error = "cannot read " + e.FilePath;
             return false;
         }
-        std::unique_ptr<archive_entry, decltype(&archive_entry_free)> entry(archive_entry_new(), archive_entry_free);
+        std::unique_ptr<archive_entry, decltype(&archive_entry_free)> entry(archive_entry_new(),
+                                                                            archive_entry_free);
         archive_entry_set_pathname(entry.get(), e.Name.c_str());
         archive_entry_set_size(entry.get(), la_int64_t(data.size()));
         archive_entry_set_filetype(entry.get(), AE_IFREG);
         archive_entry_set_perm(entry.get(), 0644);
         if (archive_write_header(a.get(), entry.get()) != ARCHIVE_OK ||
             (data.size() && archive_write_data(a.get(), data.data(), data.size()) < 0)) {
-            if (error) *error = archive_error_string(a.get()) ? archive_error_string(a.get()) : "write failed";
+            if (error)
+                *error = archive_error_string(a.get()) ? archive_error_string(a.get()) : "write failed";
             return false;
         }
     }
@@ -113,7 +116,8 @@ bool WriteTarGz(const std::string& target, const std::vector<TTarEntry>& entries
 namespace {
 // A name is safe when it is relative and none of its parts climbs out.
 bool safeName(const std::string& name) {
-    if (name.empty() || name[0] == '/' || name[0] == '\\' || name.find(':') != std::string::npos) return false;
+    if (name.empty() || name[0] == '/' || name[0] == '\\' || name.find(':') != std::string::npos)
+        return false;
     fs::path p(name);
     for (const auto& part : p)
         if (part == "..") return false;
@@ -134,7 +138,8 @@ bool ExtractTar(const MemStream& archiveBytes, const std::string& folder, TUntar
     archive_read_support_filter_none(a.get());
     archive_read_support_format_tar(a.get());
     if (archive_read_open_memory(a.get(), archiveBytes.data(), archiveBytes.size()) != ARCHIVE_OK) {
-        say(std::string("Untar: ") + (archive_error_string(a.get()) ? archive_error_string(a.get()) : "bad archive"));
+        say(std::string("Untar: ") +
+            (archive_error_string(a.get()) ? archive_error_string(a.get()) : "bad archive"));
         return false;
     }
     size_t total = 0;
@@ -158,7 +163,8 @@ bool ExtractTar(const MemStream& archiveBytes, const std::string& folder, TUntar
             archive_read_data_skip(a.get());
             continue;
         }
-        if (archive_entry_filetype(entry) != AE_IFREG || archive_entry_hardlink(entry) || archive_entry_symlink(entry)) {
+        if (archive_entry_filetype(entry) != AE_IFREG || archive_entry_hardlink(entry) ||
+            archive_entry_symlink(entry)) {
             refuse("not a plain file");
             continue;
         }
@@ -174,7 +180,8 @@ bool ExtractTar(const MemStream& archiveBytes, const std::string& folder, TUntar
             continue;
         }
         la_int64_t announced = archive_entry_size(entry);
-        if (announced < 0 || size_t(announced) > CMaxUnpackedSize || total + size_t(announced) > CMaxUnpackedSize) {
+        if (announced < 0 || size_t(announced) > CMaxUnpackedSize ||
+            total + size_t(announced) > CMaxUnpackedSize) {
             refuse("size beyond the limit");
             continue;
         }

@@ -26,7 +26,8 @@ struct TTarEntry {
 };
 
 // Writes a gzip-compressed tar archive of `entries` to `target`.
-bool WriteTarGz(const std::string& target, const std::vector<TTarEntry>& entries, std::string* error = nullptr);
+bool WriteTarGz(const std::string& target, const std::vector<TTarEntry>& entries,
+                std::string* error = nullptr);
 
 struct TUntarResult {
     std::vector<std::string> Written; // full paths, in archive order

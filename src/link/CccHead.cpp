@@ -30,7 +30,9 @@ uint16_t GenHeaderFTPNAK(bool FFTP, bool FGZ, bool FTGZ) {
     return uint16_t((FFTP ? CFlagFTP : 0) + 2 * 0 + (FGZ ? CFlagGZ : 0) + (FTGZ ? CFlagTGZ : 0));
 }
 
-bool CheckNAK(uint16_t Flags) { return (Flags & CFlagNAK) != 0 && Flags < 16; }
+bool CheckNAK(uint16_t Flags) {
+    return (Flags & CFlagNAK) != 0 && Flags < 16;
+}
 
 namespace frames {
 
@@ -50,7 +52,9 @@ MemStream finish(MemStream s) {
 }
 } // namespace
 
-MemStream Plain(ccc_head_t h) { return finish(begin(h, CHeadSize)); }
+MemStream Plain(ccc_head_t h) {
+    return finish(begin(h, CHeadSize));
+}
 
 MemStream WithId(ccc_head_t h, uint32_t id) {
     MemStream s = begin(h, CHeadSize + 4);

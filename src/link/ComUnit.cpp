@@ -17,8 +17,12 @@ constexpr int64_t CAnswerWaitSec = 10;
 constexpr int64_t CHeartbeatSec = 22;
 constexpr int64_t CShutdownLimitMs = 5000;
 
-int64_t now() { return clock().nowMs(); }
-int64_t wholeSecondsSince(int64_t t) { return (now() - t) / 1000; }
+int64_t now() {
+    return clock().nowMs();
+}
+int64_t wholeSecondsSince(int64_t t) {
+    return (now() - t) / 1000;
+}
 } // namespace
 
 TComUnit::TComUnit() : FFTPClient(std::make_unique<TFtpClient>()), FTimer(std::make_unique<QTimer>()) {
@@ -27,7 +31,9 @@ TComUnit::TComUnit() : FFTPClient(std::make_unique<TFtpClient>()), FTimer(std::m
     FLastCmd = now();
 }
 
-TComUnit::~TComUnit() { FTimer->stop(); }
+TComUnit::~TComUnit() {
+    FTimer->stop();
+}
 
 void TComUnit::SetTimerEnabled(bool on) {
     FTimerEnabled = on;
@@ -186,8 +192,8 @@ bool TComUnit::SendEntry(const TSendRec& rec) {
     case scDefault: {
         FWaitForAnswer = true;
         MemStream s = frames::Plain(h);
-        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd, h.Priv,
-                     h.ExtCmd, h.FTPNAK, h.SeqCnt));
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd,
+                     h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt));
         bool ok = SendCommandStream(s, false);
         if (rec.ExtCmd == CExtStop) {
             // The session stop drops whatever was appended before it went out.
@@ -204,27 +210,27 @@ bool TComUnit::SendEntry(const TSendRec& rec) {
         if (rec.LUA) {
             FSuccess = true;
             s = frames::Lua(h, rec.txt);
-            WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x FTPNACK: %x Seq: %u AddData: %s", rec.Info.c_str(),
-                         h.Cmd, h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, "###"));
+            WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x FTPNACK: %x Seq: %u AddData: %s",
+                         rec.Info.c_str(), h.Cmd, h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, "###"));
         } else {
             FFileName = rec.txt;
             s = frames::WithName(h, rec.txt, rec.Typ == scWithTxt ? 0 : rec.Pos);
-            WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x FTPNACK: %x Seq: %u AddData: %s", rec.Info.c_str(),
-                         h.Cmd, h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, rec.txt.c_str()));
+            WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x FTPNACK: %x Seq: %u AddData: %s",
+                         rec.Info.c_str(), h.Cmd, h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, rec.txt.c_str()));
         }
         return SendCommandStream(s, rec.LUA);
     }
     case scStream: {
         if (rec.ExtCmd == CExtStop) FWaitForAnswer = true;
         MemStream s = frames::WithId(h, rec.ID);
-        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u AddData: %x", rec.Info.c_str(), h.Cmd,
-                     h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, rec.ID));
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u AddData: %x", rec.Info.c_str(),
+                     h.Cmd, h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt, rec.ID));
         return SendCommandStream(s, false);
     }
     case scFile: {
         FWaitForAnswer = false;
-        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd, h.Priv,
-                     h.ExtCmd, h.FTPNAK, h.SeqCnt));
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd,
+                     h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt));
         std::string file = PrepareSetupUpload(rec.txt);
         WriteLog("Sending File " + file);
         if (file.empty()) return false;
@@ -249,8 +255,8 @@ bool TComUnit::SendEntry(const TSendRec& rec) {
     }
     case scCCCIFile: {
         FWaitForAnswer = false;
-        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd, h.Priv,
-                     h.ExtCmd, h.FTPNAK, h.SeqCnt));
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd,
+                     h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt));
         MemStream file;
         if (!file.loadFromFile(rec.txt)) {
             WriteLog("File not found: " + rec.txt);
@@ -269,9 +275,10 @@ bool TComUnit::SendEntry(const TSendRec& rec) {
 void TComUnit::SendStartCommand(uint32_t Method, const std::string& User, const std::string& Password) {
     ccc_head_t h = MakeHead(CmdSession, 0, 0);
     MemStream s = frames::Start(h, Method, User, Password);
-    WriteLog(Fmt("Sending ccc_start_s CMD: %x | Priv: %x | ExtCmd: %x | Method: %d | NAK: %x | Ver: %d | Seq: %u | "
-                 "Size: %d",
-                 h.Cmd, h.Priv, h.ExtCmd, int(Method), h.FTPNAK, h.Ver, h.SeqCnt, int(frames::CStartSize)));
+    WriteLog(Fmt(
+        "Sending ccc_start_s CMD: %x | Priv: %x | ExtCmd: %x | Method: %d | NAK: %x | Ver: %d | Seq: %u | "
+        "Size: %d",
+        h.Cmd, h.Priv, h.ExtCmd, int(Method), h.FTPNAK, h.Ver, h.SeqCnt, int(frames::CStartSize)));
     SendCommandStream(s, false);
 }
 
@@ -291,9 +298,10 @@ bool TComUnit::Evaluate(MemStream& Stream) {
             if (Stream.size() >= CHeadSize) FHead = ccc_head_t::decode(Stream.data());
             FNAK = CheckNAK(FHead.FTPNAK);
             FSeqCnt = FHead.SeqCnt;
-            WriteLog(Fmt("ComUnit: CMD=%x Priv=%x ExtCmd=%x ver=%d FTPNAK=%d SN=%d Size=%d SeqCnt=%d StreamSize=%d",
-                         FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, int(FHead.SN), int(FHead.Size),
-                         int(FHead.SeqCnt), int(Stream.size())));
+            WriteLog(Fmt(
+                "ComUnit: CMD=%x Priv=%x ExtCmd=%x ver=%d FTPNAK=%d SN=%d Size=%d SeqCnt=%d StreamSize=%d",
+                FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, int(FHead.SN), int(FHead.Size),
+                int(FHead.SeqCnt), int(Stream.size())));
             ++FSeqCnt;
         }
         if (FNAK) {
@@ -312,19 +320,38 @@ bool TComUnit::Evaluate(MemStream& Stream) {
         FTransferInProgress = false;
         WorkEvent(wmRead, FHead.Size, WorkEnd);
         WriteLog(Fmt("ComUnit: EndWork %d/%d", int(Stream.size()), int(FHead.Size)));
-        WriteLog(Fmt("ComUnit Accept Cmd=%d Priv=%d ExtCmd=%d ver=%d FTPNAK=%d SN=%d Size=%d SeqCnt=%d StreamSize=%d",
-                     FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, int(FHead.SN), int(FHead.Size),
-                     int(FHead.SeqCnt), int(Stream.size())));
+        WriteLog(Fmt(
+            "ComUnit Accept Cmd=%d Priv=%d ExtCmd=%d ver=%d FTPNAK=%d SN=%d Size=%d SeqCnt=%d StreamSize=%d",
+            FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, int(FHead.SN), int(FHead.Size),
+            int(FHead.SeqCnt), int(Stream.size())));
         switch (FHead.Cmd) {
-        case CmdSession: SessionCommand(Stream); break;
-        case CmdIdentify: IdentityCommand(Stream); break;
-        case CmdSetup: SetupCommand(Stream); break;
-        case CmdStream: StreamCommand(Stream); break;
-        case CmdReadout: ReadoutCommand(Stream); break;
-        case CmdLua: LUACommand(Stream); break;
-        case CmdScratchPad: ScratchPadCommand(Stream); break;
-        case CmdNTP: NTPCommand(Stream); break;
-        case CmdFileStream: FileStream(Stream); break;
+        case CmdSession:
+            SessionCommand(Stream);
+            break;
+        case CmdIdentify:
+            IdentityCommand(Stream);
+            break;
+        case CmdSetup:
+            SetupCommand(Stream);
+            break;
+        case CmdStream:
+            StreamCommand(Stream);
+            break;
+        case CmdReadout:
+            ReadoutCommand(Stream);
+            break;
+        case CmdLua:
+            LUACommand(Stream);
+            break;
+        case CmdScratchPad:
+            ScratchPadCommand(Stream);
+            break;
+        case CmdNTP:
+            NTPCommand(Stream);
+            break;
+        case CmdFileStream:
+            FileStream(Stream);
+            break;
         default:
             // An unknown frame drops all waiting commands.
             ClearStreamAndBuffer();
@@ -354,8 +381,9 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
     uint32_t code = Stream.readU32();
     if (code == 120) {
         if (FDisplayConnMessage)
-            FDisplayConnMessage(_SZweiVerbindungen, mtError,
-                                [this](TSender s, int r) { NAKerrorCB(s, r); }, Buttons({mbOK}), mbOK);
+            FDisplayConnMessage(
+                _SZweiVerbindungen, mtError, [this](TSender s, int r) { NAKerrorCB(s, r); }, Buttons({mbOK}),
+                mbOK);
         else if (FNAKCB)
             FNAKCB(this, code);
         result = true;
@@ -370,17 +398,19 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
     }
     size_t end = FHead.Size <= Stream.size() ? FHead.Size : Stream.size();
     std::string text = Stream.position() < end ? Stream.readText(end - Stream.position()) : std::string();
-    WriteLog(Fmt("ComUnit NAK Cmd=%u Priv=%u ExtCmd=%u Ver=%u FTPNAK=%u SN=%u Size=%u SeqCnt=%u StreamSize=%d "
-                 "ErrorCode:%u ErrorMessage:%s",
-                 FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, FHead.SN, FHead.Size, FHead.SeqCnt,
-                 int(Stream.size()), code, text.c_str()));
+    WriteLog(
+        Fmt("ComUnit NAK Cmd=%u Priv=%u ExtCmd=%u Ver=%u FTPNAK=%u SN=%u Size=%u SeqCnt=%u StreamSize=%d "
+            "ErrorCode:%u ErrorMessage:%s",
+            FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, FHead.SN, FHead.Size, FHead.SeqCnt,
+            int(Stream.size()), code, text.c_str()));
     if (!FDisplayConnMessage) {
         if (FNAKCB) FNAKCB(this, code);
     } else if (code == 13) {
         FDisplayConnMessage(Fmt(_SKeinZugriff, FSSHUser.c_str()), mtError, nullptr, Buttons({mbOK}), mbOK);
     } else if (code == 107) {
-        FDisplayConnMessage(_SZweiVerbindungen, mtError, [this](TSender s, int r) { NAKerrorCB(s, r); },
-                            Buttons({mbOK}), mbOK);
+        FDisplayConnMessage(
+            _SZweiVerbindungen, mtError, [this](TSender s, int r) { NAKerrorCB(s, r); }, Buttons({mbOK}),
+            mbOK);
     } else {
         FDisplayConnMessage(std::string(_SError) + " NAK: " + text, mtError, nullptr, Buttons({mbOK}), mbOK);
     }
@@ -410,7 +440,9 @@ void TComUnit::ClearStreamAndBuffer() {
     FWaitForAnswer = false;
 }
 
-bool TComUnit::CheckTransferTimeout() const { return FTransferInProgressTime < now(); }
+bool TComUnit::CheckTransferTimeout() const {
+    return FTransferInProgressTime < now();
+}
 
 void TComUnit::ManualTimer(TSender) {
     if (FTimerEnabled) OnTimer();
@@ -494,8 +526,8 @@ void TComUnit::ThreadException(const std::string& Message) {
     DoDisconnect(false);
     SetTimerEnabled(false);
     if (FDisplayConnMessage) {
-        FDisplayConnMessage(_SVerbindungsabbruch, mtError, [this](TSender, int) { AfterConDisp(); },
-                            Buttons({mbOK}), mbOK);
+        FDisplayConnMessage(
+            _SVerbindungsabbruch, mtError, [this](TSender, int) { AfterConDisp(); }, Buttons({mbOK}), mbOK);
         if (FClearWork) FClearWork();
     } else {
         AfterConDisp();

@@ -34,7 +34,16 @@ struct TSendRec {
 
 // The eight language files, the structure file and the object-properties file as the instrument
 // names them (the scratchpad carries them gzip-compressed).
-enum TLangu : uint8_t { lgDeutsch, lgEnglish, lgFrancais, lgEspanol, lgItaliano, lgPolski, lgCesky, lgRussian };
+enum TLangu : uint8_t {
+    lgDeutsch,
+    lgEnglish,
+    lgFrancais,
+    lgEspanol,
+    lgItaliano,
+    lgPolski,
+    lgCesky,
+    lgRussian
+};
 
 class TComUnit : public QObject {
     Q_OBJECT
@@ -46,17 +55,18 @@ public:
 
     // ---- Sending ----
     void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd);
-    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt,
-                     bool LUA);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                     const std::string& txt, bool LUA);
     void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, uint32_t ID);
-    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt);
-    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt,
-                     uint32_t Pos, bool LUA);
-    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt,
-                     const std::string& ccciFileName);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                     const std::string& txt);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                     const std::string& txt, uint32_t Pos, bool LUA);
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                     const std::string& txt, const std::string& ccciFileName);
     // A string literal as the last argument means the scratchpad form, never the Lua flag.
-    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, const std::string& txt,
-                     const char* ccciFileName) {
+    void SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                     const std::string& txt, const char* ccciFileName) {
         SendCommand(Info, Cmd, Priv, ExtCmd, txt, std::string(ccciFileName));
     }
     // A row of the command table by name, plain form.
@@ -136,7 +146,8 @@ public:
     // ---- FTP road ----
     bool PrepareFTP();
     bool GetFTPFile(const std::string& Remote, MemStream& Stream);
-    bool GetFTPFile(const std::string& Remote, const std::string& Local, bool Overwrite = true, bool Resume = false);
+    bool GetFTPFile(const std::string& Remote, const std::string& Local, bool Overwrite = true,
+                    bool Resume = false);
     bool SendFTPFile(const std::string& File, const std::string& RemoteDir);
     bool SendFTPFiles(const std::vector<std::string>& Files, const std::string& RemoteDir);
     void DisconnectFTP();

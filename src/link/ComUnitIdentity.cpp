@@ -24,9 +24,13 @@ int64_t daysFromCivil(int64_t y, unsigned m, unsigned d) {
 
 const int64_t kDateTimeZeroDays = daysFromCivil(1899, 12, 30);
 
-double encodeDate(int y, unsigned m, unsigned d) { return double(daysFromCivil(y, m, d) - kDateTimeZeroDays); }
+double encodeDate(int y, unsigned m, unsigned d) {
+    return double(daysFromCivil(y, m, d) - kDateTimeZeroDays);
+}
 
-bool isLeap(int y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+bool isLeap(int y) {
+    return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+}
 
 unsigned daysInMonth(int y, unsigned m) {
     static const unsigned dm[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -34,7 +38,9 @@ unsigned daysInMonth(int y, unsigned m) {
 }
 
 // The date-time 0 (1899-12-30) moved on by whole years or months, day clamped to the month's end.
-double incYearFromZero(int years) { return encodeDate(1899 + years, 12, 30); }
+double incYearFromZero(int years) {
+    return encodeDate(1899 + years, 12, 30);
+}
 double incMonthFromZero(int months) {
     int total = 11 + months; // December 1899 is month index 11
     int y = 1899 + total / 12;
@@ -138,9 +144,12 @@ void TComUnit::IdentityCommand(MemStream& Stream) {
     WriteLog(Fmt("IN: IdendityAll tmeSet.tz Vorzeichen=%u Hour=%u Min=%u", t.tz.signHours & 1u,
                  unsigned(t.tz.signHours >> 1), t.tz.minutes));
     WriteLog(Fmt("IN: IdendityAll tmeSet.dstmode dstmode=%u", t.dstmode));
-    WriteLog(Fmt("IN: IdendityAll tmeSet.ws mon=%u day=%u hour=%u dow=%u", t.ws.mon, t.ws.day, t.ws.hour, t.ws.dow));
-    WriteLog(Fmt("IN: IdendityAll tmeSet.sw mon=%u day=%u hour=%u dow=%u", t.sw.mon, t.sw.day, t.sw.hour, t.sw.dow));
-    WriteLog(Fmt("IN: IdendityAll tmeSet.ls year=%u mon=%u day=%u sgn=%u", t.ls.year, t.ls.mon, t.ls.day, t.ls.sgn));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.ws mon=%u day=%u hour=%u dow=%u", t.ws.mon, t.ws.day, t.ws.hour,
+                 t.ws.dow));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.sw mon=%u day=%u hour=%u dow=%u", t.sw.mon, t.sw.day, t.sw.hour,
+                 t.sw.dow));
+    WriteLog(Fmt("IN: IdendityAll tmeSet.ls year=%u mon=%u day=%u sgn=%u", t.ls.year, t.ls.mon, t.ls.day,
+                 t.ls.sgn));
     WriteLog(Fmt("IN: IdendityAll tmeSet.ntpcycle ntpcycle=%u", t.ntpcycle));
     for (int i = 0; i < 4; ++i)
         WriteLog(Fmt("IN: IdendityAll tmeSet.ntpip ntpip%d=%s", i, t.ntpip[i].c_str()));
@@ -168,8 +177,8 @@ void TComUnit::IdentityCommand(MemStream& Stream) {
 
     if (FOnComNewSNCallBack) FOnComNewSNCallBack(this, sn, FDevType, FPlant, FField, FDevice);
     if (FOnConCallack)
-        FOnConCallack(this, Fmt("%s:%d - %s %s %s (%s)", FIP.c_str(), int(FPort), FPlant.c_str(), FField.c_str(),
-                                FDevice.c_str(), FRev.VerAsStr().c_str()));
+        FOnConCallack(this, Fmt("%s:%d - %s %s %s (%s)", FIP.c_str(), int(FPort), FPlant.c_str(),
+                                FField.c_str(), FDevice.c_str(), FRev.VerAsStr().c_str()));
     if (FSN != sn) FSN = sn;
     WriteLog("Before Connection Done Assigend");
     if (FSetFolders) {

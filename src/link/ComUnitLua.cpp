@@ -71,7 +71,8 @@ void TComUnit::EvalLuaCommand(int Kind, const std::string& Text) {
         }
         break;
     }
-    default: break;
+    default:
+        break;
     }
 }
 

@@ -15,10 +15,14 @@ namespace ferro {
 namespace fs = std::filesystem;
 
 namespace {
-std::string sep() { return std::string(1, char(fs::path::preferred_separator)); }
+std::string sep() {
+    return std::string(1, char(fs::path::preferred_separator));
+}
 } // namespace
 
-std::string TComUnit::SetupExtension() const { return FTGZ ? ".tgz" : (FGZ ? ".gz" : ".xml"); }
+std::string TComUnit::SetupExtension() const {
+    return FTGZ ? ".tgz" : (FGZ ? ".gz" : ".xml");
+}
 
 void TComUnit::ReportUnpackFailure(const std::string& file, const std::string& why) {
     WriteLog("UnZip failed: " + file + " " + why, true);
@@ -81,8 +85,8 @@ void TComUnit::SetupCommand(MemStream& Stream) {
     if (FOnNewXMLFile) FOnNewXMLFile(this, local, FHead.ExtCmd == 0 ? 0 : 1);
 }
 
-bool TComUnit::UnTarFile(const MemStream& Stream, const std::string& Folder, std::string& Setup, std::string& ICD,
-                         std::string& ECDSAKey, std::string& RSAKey) {
+bool TComUnit::UnTarFile(const MemStream& Stream, const std::string& Folder, std::string& Setup,
+                         std::string& ICD, std::string& ECDSAKey, std::string& RSAKey) {
     Setup.clear();
     ICD.clear();
     ECDSAKey.clear();
@@ -149,9 +153,14 @@ void TComUnit::ScratchPadCommand(MemStream& Stream) {
         FCCCISratchpad = spNone;
         switch (kind) {
         case spNone:
-        case spFlushLog: break;
-        case spLangTXT: CheckXMLVersion(std::string(payload.bytes().begin(), payload.bytes().end())); break;
-        case spXML: ScratchpadXmlArrived(payload); break;
+        case spFlushLog:
+            break;
+        case spLangTXT:
+            CheckXMLVersion(std::string(payload.bytes().begin(), payload.bytes().end()));
+            break;
+        case spXML:
+            ScratchpadXmlArrived(payload);
+            break;
         case spGetLog: {
             std::string path = FTmpDir + "Dlog.log";
             payload.saveToFile(path);
@@ -189,7 +198,8 @@ void TComUnit::ScratchPadCommand(MemStream& Stream) {
     case 2:
         if (FSendCCCIFileNext) FSendCCCIFileNext(this, FNAK);
         break;
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -281,8 +291,9 @@ void TComUnit::CheckXMLVersion(const std::string& Text) {
 
 void TComUnit::GetNewXMLFiles() {
     if (FDisplayConnMessage)
-        FDisplayConnMessage(_SNeueSprachdateien, mtConfirmation,
-                            [this](TSender s, int r) { NewXMLFilesResult(s, r); }, Buttons({mbYes, mbNo}), mbYes);
+        FDisplayConnMessage(
+            _SNeueSprachdateien, mtConfirmation, [this](TSender s, int r) { NewXMLFilesResult(s, r); },
+            Buttons({mbYes, mbNo}), mbYes);
     else
         NewXMLFilesResult(this, mrYes);
 }

@@ -87,8 +87,8 @@ void TComUnit::StreamCommand(MemStream& Stream) {
                 sum += uint32_t(i) + status[i];
             }
             if (FBinInCB) FBinInCB(this, uint32_t(n), status);
-            WriteLog(Fmt("BinaryStream: id: %u | sec: %u | frac: %u | Ver: %u | inputCnt: %u | input: %u", bid, sec,
-                         frac, ver, cnt, sum));
+            WriteLog(Fmt("BinaryStream: id: %u | sec: %u | frac: %u | Ver: %u | inputCnt: %u | input: %u",
+                         bid, sec, frac, ver, cnt, sum));
         } else if (copy) {
             size_t len = end - CHeadSize;
             // Reused while the block size stays the same: a steady stream does not allocate.
@@ -110,7 +110,8 @@ void TComUnit::StreamCommand(MemStream& Stream) {
         FStreamRec.ObjHdl = 0;
         FStreamRec.Active = false;
         break;
-    default: break;
+    default:
+        break;
     }
     Stream.setPosition(end);
 }

@@ -79,7 +79,8 @@ void TComUnit::ReadoutCommand(MemStream& Stream) {
                 FEvtToTable(this, local);
             break;
         }
-        default: break;
+        default:
+            break;
         }
     } catch (const std::exception& e) {
         WriteLog(std::string("Error with Readout ") + e.what(), true);
@@ -117,7 +118,8 @@ void TComUnit::NTPCommand(MemStream& Stream) {
         FNTPTunnelActive = false;
         WriteLog("NTP TUNNEL Close", true);
         break;
-    default: break;
+    default:
+        break;
     }
     Stream.setPosition(FHead.Size);
 }

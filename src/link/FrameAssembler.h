@@ -23,8 +23,8 @@ public:
     using EndWorkFn = std::function<void()>;
 
     LogFn Flog;
-    FrameFn FOnFrame;   // every complete frame but an NTP request
-    FrameFn FOnNtp;     // Cmd 9 / ExtCmd 2, served where the bytes arrive
+    FrameFn FOnFrame; // every complete frame but an NTP request
+    FrameFn FOnNtp;   // Cmd 9 / ExtCmd 2, served where the bytes arrive
     BeginWorkFn FBeginWork;
     EndWorkFn FEndWork;
 

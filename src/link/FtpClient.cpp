@@ -39,11 +39,17 @@ size_t toMem(char* data, size_t size, size_t n, void* user) {
     return size * n;
 }
 
-size_t toFile(char* data, size_t size, size_t n, void* user) { return std::fwrite(data, size, n, static_cast<FILE*>(user)) * size; }
+size_t toFile(char* data, size_t size, size_t n, void* user) {
+    return std::fwrite(data, size, n, static_cast<FILE*>(user)) * size;
+}
 
-size_t fromFile(char* data, size_t size, size_t n, void* user) { return std::fread(data, size, n, static_cast<FILE*>(user)); }
+size_t fromFile(char* data, size_t size, size_t n, void* user) {
+    return std::fread(data, size, n, static_cast<FILE*>(user));
+}
 
-size_t discard(char*, size_t size, size_t n, void*) { return size * n; }
+size_t discard(char*, size_t size, size_t n, void*) {
+    return size * n;
+}
 
 std::string encodePath(const std::string& path) {
     std::string out;
@@ -68,12 +74,15 @@ std::string ExtractUnixFileName(const std::string& path) {
     return cut == std::string::npos ? path : path.substr(cut + 1);
 }
 
-TFtpClient::TFtpClient() { globalInit(); }
+TFtpClient::TFtpClient() {
+    globalInit();
+}
 TFtpClient::~TFtpClient() = default;
 
 std::string TFtpClient::url(const std::string& remotePath) const {
     std::string p = remotePath;
-    while (!p.empty() && p[0] == '/') p.erase(0, 1);
+    while (!p.empty() && p[0] == '/')
+        p.erase(0, 1);
     // Absolute on the server: "//" after the host keeps the leading slash of the path.
     return Fmt("ftp://%s:%d//%s", Host.c_str(), Port, encodePath(p).c_str());
 }
@@ -200,7 +209,8 @@ bool TFtpClient::Put(const std::string& file, const std::string& remoteDir) {
 bool TFtpClient::Put(const std::vector<std::string>& files, const std::string& remoteDir) {
     std::error_code ec;
     uint64_t total = 0;
-    for (const auto& f : files) total += std::filesystem::file_size(f, ec);
+    for (const auto& f : files)
+        total += std::filesystem::file_size(f, ec);
     work(WorkBegin, wmWrite, total);
     bool all = true;
     uint64_t done = 0;

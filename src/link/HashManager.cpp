@@ -7,7 +7,9 @@
 
 namespace ferro {
 
-std::string THashManager::key(const std::string& Host, int Port) { return Fmt("%s:%d", Host.c_str(), Port); }
+std::string THashManager::key(const std::string& Host, int Port) {
+    return Fmt("%s:%d", Host.c_str(), Port);
+}
 
 void THashManager::SetHashStore(const std::string& FileName) {
     FHashStoreFile = FileName;
@@ -59,11 +61,14 @@ bool THashManager::SaveHashStore() const {
     std::filesystem::path p(FHashStoreFile);
     if (p.has_parent_path()) std::filesystem::create_directories(p.parent_path(), ec);
     std::ofstream out(FHashStoreFile, std::ios::trunc);
-    for (const auto& e : FEntries) out << Fmt("%s=%s", e.first.c_str(), e.second.c_str()) << "\n";
+    for (const auto& e : FEntries)
+        out << Fmt("%s=%s", e.first.c_str(), e.second.c_str()) << "\n";
     return bool(out);
 }
 
-bool THashManager::CompareFingerprints(const std::string& A, const std::string& B) { return EqualsNoCase(A, B); }
+bool THashManager::CompareFingerprints(const std::string& A, const std::string& B) {
+    return EqualsNoCase(A, B);
+}
 
 namespace {
 std::vector<std::string> parts(const std::string& s) {

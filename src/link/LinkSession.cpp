@@ -2,6 +2,7 @@
 
 #include "foundation/Format.h"
 #include "link/Messages.h"
+#include "link/RSComUnit.h"
 #include "link/TCPComUnit.h"
 
 #include <QCoreApplication>
@@ -14,10 +15,16 @@
 namespace ferro {
 
 TLinkSession::TLinkSession(TLinkOptions options) : options_(std::move(options)) {
-    auto tcp = std::make_unique<TTCPComUnit>(options_.Ssh);
-    tcp->FIPVersion = options_.IpVer;
-    tcp->ConnectTimeoutMs = options_.ConnectTimeoutMs;
-    link_ = std::move(tcp);
+    if (!options_.SerialDevice.empty()) {
+        auto rs = std::make_unique<TRSComUnit>();
+        rs->SetComPort(options_.SerialDevice);
+        link_ = std::move(rs);
+    } else {
+        auto tcp = std::make_unique<TTCPComUnit>(options_.Ssh);
+        tcp->FIPVersion = options_.IpVer;
+        tcp->ConnectTimeoutMs = options_.ConnectTimeoutMs;
+        link_ = std::move(tcp);
+    }
     TComUnit& l = *link_;
     l.FOnLogCallBack = [this](TSender, const std::string& s, bool) {
         if (options_.Verbose)
@@ -66,6 +73,7 @@ bool TLinkSession::WaitFor(const std::function<bool()>& done, int timeoutMs) {
 }
 
 bool TLinkSession::Open(std::string& error, int timeoutMs) {
+    if (!options_.SerialDevice.empty()) return openSerial(error, timeoutMs);
     link_->SetIPAndPort(options_.Host, options_.Port, 0);
     link_->DoConnect();
     if (!link_->IsConnected()) {
@@ -81,6 +89,30 @@ bool TLinkSession::Open(std::string& error, int timeoutMs) {
             error = _SVerbindungsabbruch;
         else
             error = Fmt("Das Gerät %s:%d antwortet nicht.", options_.Host.c_str(), options_.Port);
+        return false;
+    }
+    return true;
+}
+
+bool TLinkSession::openSerial(std::string& error, int timeoutMs) {
+    link_->DoConnect();
+    // The line counts as standing once the thread has checked it.
+    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(2000);
+    while (!link_->IsConnected() && std::chrono::steady_clock::now() < until) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    if (!link_->IsConnected()) {
+        error = Fmt("Die serielle Schnittstelle %s ist nicht verfügbar.", options_.SerialDevice.c_str());
+        return false;
+    }
+    if (options_.SerialUseStart)
+        link_->SendStartCommand(0, options_.User, options_.Password);
+    else
+        link_->StartPlainSession();
+    if (!WaitFor([this] { return connDone_; }, timeoutMs)) {
+        error = !messages_.empty() ? messages_.back()
+                                   : Fmt("Das Gerät an %s antwortet nicht.", options_.SerialDevice.c_str());
         return false;
     }
     return true;

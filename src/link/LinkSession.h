@@ -25,6 +25,8 @@ struct TLinkOptions {
     bool Verbose = false;
     int FtpPort = 21;
     bool Ftp = false;
+    std::string SerialDevice;    // set: the instrument hangs on this serial line
+    bool SerialUseStart = false; // open the serial session with the long start frame
 };
 
 class TLinkSession {
@@ -51,6 +53,8 @@ public:
     int QuestionAnswer = mrNo;
 
 private:
+    bool openSerial(std::string& error, int timeoutMs);
+
     TLinkOptions options_;
     std::unique_ptr<TComUnit> link_;
     std::vector<std::string> messages_;

@@ -9,7 +9,8 @@ constexpr const char* _SKeineRechte = "Der Benutzer \"%s\" hat nicht die nötige
 constexpr const char* _SEingabePruefen = "Bitte Überprüfen Sie Ihre Eingabe!";
 // 65521
 constexpr const char* _SNeueSprachdateien =
-    "Es wurden neue Sprachdateien auf dem FerroRecorder gefunden. Diese sind zur korrekten Darstellung in der "
+    "Es wurden neue Sprachdateien auf dem FerroRecorder gefunden. Diese sind zur korrekten Darstellung in "
+    "der "
     "Marlinlite nötig! Möchten Sie diese Sprachdateien herunterladen?";
 // 65522
 constexpr const char* _SVerbindungsabbruch = "Verbindungsabbruch";
@@ -18,13 +19,15 @@ constexpr const char* _SAuthFehlgeschlagen = "Authentifizierung fehlgeschlagen";
 // 65524
 constexpr const char* _SUSBGetrennt = "Die USB Verbindung wurde getrennt!";
 // 65525
-constexpr const char* _SZweiVerbindungen = "Es sind bereits zwei aktive Verbindungen mit dem Gerät hergestellt. "
-                                           "Eine weitere Verbindung ist nicht möglich.";
+constexpr const char* _SZweiVerbindungen =
+    "Es sind bereits zwei aktive Verbindungen mit dem Gerät hergestellt. "
+    "Eine weitere Verbindung ist nicht möglich.";
 // 65526
 constexpr const char* _SKeinZugriff = "Der Nutzer %s hat keinen Zugriff auf diese Funktion";
 // 65527
-constexpr const char* _SHostKeyNeu = "Dieses Gerät ist nicht bekannt und dessen Identität ist anhand des folgenden "
-                                     "RSA-Schlüssels zu überprüfen:\r\n";
+constexpr const char* _SHostKeyNeu =
+    "Dieses Gerät ist nicht bekannt und dessen Identität ist anhand des folgenden "
+    "RSA-Schlüssels zu überprüfen:\r\n";
 // 65528
 constexpr const char* _SHostKeyGeaendert =
     "Der RSA Schlüssel dieses Gerätes hat sich geändert. Bitte Verifizieren Sie die Integrität des Gerätes "
@@ -32,7 +35,8 @@ constexpr const char* _SHostKeyGeaendert =
 // 65529
 constexpr const char* _SHostKeyFingerprint =
     "\r\n%s\r\n\r\nDieser ist auf dem Prüfzertifikat oder direkt am Gerät hinterlegt. Ohne eine Überprüfung "
-    "sollte dem Gerät nicht vertraut werden und die Verbindung abgebrochen werden!\r\n\r\nWollen Sie dem Gerät "
+    "sollte dem Gerät nicht vertraut werden und die Verbindung abgebrochen werden!\r\n\r\nWollen Sie dem "
+    "Gerät "
     "vertrauen und eine Verbindung herstellen?";
 // A file from the instrument that does not unpack.
 constexpr const char* _SEntpackenFehler = "Die Datei %s des Gerätes konnte nicht entpackt werden.";

@@ -29,16 +29,16 @@ void FillNTP(uint8_t* packet) {
     uint8_t version = (packet[0] >> 3) & 7;
     if (version == 0) version = 4;
     packet[0] = uint8_t((0 << 6) | (version << 3) | 4); // no leap warning, server mode
-    packet[1] = 1;                                       // stratum 1: the computer is the reference
+    packet[1] = 1;                                      // stratum 1: the computer is the reference
     packet[2] = packet[2] ? packet[2] : 6;
-    packet[3] = uint8_t(-20);                            // precision about 1 microsecond
-    std::memset(packet + 4, 0, 8);                       // root delay and dispersion
+    packet[3] = uint8_t(-20);      // precision about 1 microsecond
+    std::memset(packet + 4, 0, 8); // root delay and dispersion
     std::memcpy(packet + 12, "LOCL", 4);
     uint64_t now = NtpTimestampFromMs(clock().nowMs());
-    putBE64(packet + 16, now);      // reference
+    putBE64(packet + 16, now); // reference
     std::memcpy(packet + 24, originate, 8);
-    putBE64(packet + 32, now);      // receive
-    putBE64(packet + 40, now);      // transmit
+    putBE64(packet + 32, now); // receive
+    putBE64(packet + 40, now); // transmit
 }
 
 } // namespace ferro

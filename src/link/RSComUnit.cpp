@@ -7,7 +7,9 @@
 
 namespace ferro {
 
-TRSComUnit::TRSComUnit() { CreateThread(false); }
+TRSComUnit::TRSComUnit() {
+    CreateThread(false);
+}
 
 TRSComUnit::~TRSComUnit() {
     SetTimerEnabled(false);
@@ -45,7 +47,9 @@ void TRSComUnit::DoConnect() {
     FReadThread->Start();
 }
 
-bool TRSComUnit::IsConnected() const { return FReadThread && FReadThread->FConnected; }
+bool TRSComUnit::IsConnected() const {
+    return FReadThread && FReadThread->FConnected;
+}
 
 void TRSComUnit::WorkEvent(TWorkMode Mode, uint64_t Count, TWorkStatus Status) {
     if (FOnWork) FOnWork(Status, Mode, Count);
@@ -73,7 +77,8 @@ bool TRSComUnit::SendCommandStream(MemStream& Stream, bool) {
 
 void TRSComUnit::CloseConnection(bool) {
     // The instrument gets two seconds to finish before the line closes.
-    Postpone(this, [this] { DoDisconnect(false); }, 2000);
+    Postpone(
+        this, [this] { DoDisconnect(false); }, 2000);
 }
 
 void TRSComUnit::DoDisconnect(bool) {
@@ -102,7 +107,8 @@ void TRSComUnit::ReConnect() {
 
 void TRSComUnit::StreamErrorsSearch() {
     Postpone(this, [this] { SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl); });
-    Postpone(this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);
+    Postpone(
+        this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);
 }
 
 } // namespace ferro

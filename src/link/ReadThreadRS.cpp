@@ -21,7 +21,9 @@ TIdReadThreadRS::TIdReadThreadRS(TRSComUnit* client)
     };
 }
 
-TIdReadThreadRS::~TIdReadThreadRS() { DoDisconnect(); }
+TIdReadThreadRS::~TIdReadThreadRS() {
+    DoDisconnect();
+}
 
 void TIdReadThreadRS::SetPort(const std::string& port) {
     FRSClient->SetPort(port);
@@ -36,7 +38,8 @@ void TIdReadThreadRS::Start() {
 
 void TIdReadThreadRS::run() {
     bool wasConnected = false;
-    while (!stop_) turn(wasConnected);
+    while (!stop_)
+        turn(wasConnected);
     FConnected = false;
     log("Thread stopped");
 }

@@ -10,7 +10,8 @@
 namespace ferro {
 
 TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
-    : FClient(client), pendingShared_(std::make_shared<std::atomic<size_t>>(0)), pendingBytes_(*pendingShared_) {
+    : FClient(client), pendingShared_(std::make_shared<std::atomic<size_t>>(0)),
+      pendingBytes_(*pendingShared_) {
     FreadStream.Flog = [this](const std::string& s, bool memo) { log(s, memo); };
     FreadStream.FOnFrame = [this](const uint8_t* f, size_t n) { handOver(f, n); };
     FreadStream.FOnNtp = [this](const uint8_t* f, size_t n) { serveNtp(f, n); };
@@ -46,7 +47,8 @@ bool TIdReadThreadTCP::StopAndWait(int timeoutMs) {
         return true;
     }
     std::unique_lock<std::mutex> lk(doneMutex_);
-    bool ended = doneCv_.wait_for(lk, std::chrono::milliseconds(timeoutMs), [this] { return !running_.load(); });
+    bool ended =
+        doneCv_.wait_for(lk, std::chrono::milliseconds(timeoutMs), [this] { return !running_.load(); });
     lk.unlock();
     if (ended) {
         thread_.join();

@@ -15,7 +15,9 @@ TIdReadThreadTCPSSH::TIdReadThreadTCPSSH(TTCPComUnit* client)
     : TIdReadThreadTCP(client), FSSHClient(std::make_unique<TSSHUnit>()) {
     wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     FSSHClient->FLogCB = [this](TSSHUnit*, const std::string& s) { log(s); };
-    FSSHClient->FSSHErrorCB = [this](TSSHUnit*, const std::string& s) { log(Fmt("SSH Error: %s [%s]", s.c_str(), FHost.c_str())); };
+    FSSHClient->FSSHErrorCB = [this](TSSHUnit*, const std::string& s) {
+        log(Fmt("SSH Error: %s [%s]", s.c_str(), FHost.c_str()));
+    };
     FSSHClient->FOnAuthFail = [this](TSSHUnit*, bool& cont) {
         log("SSH Auth Error");
         cont = false;
@@ -126,7 +128,8 @@ void TIdReadThreadTCPSSH::DoDisconnect(bool Notify) {
     log("SSH DoDisconnect");
     FCanceled = true;
     // A read under way ends before the session goes.
-    for (int i = 0; i < 1000 && FIntransfer; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    for (int i = 0; i < 1000 && FIntransfer; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     StopAndWait(5000);
     FIsconnected = false;
     FSSHClient->Disconnect();

@@ -22,7 +22,9 @@ namespace ferro {
 namespace {
 constexpr size_t CReadChunk = 256 * 1024;
 
-std::string sysError(int err) { return std::strerror(err); }
+std::string sysError(int err) {
+    return std::strerror(err);
+}
 } // namespace
 
 TIdReadThreadTCPTCP::TIdReadThreadTCPTCP(TTCPComUnit* client) : TIdReadThreadTCP(client) {
@@ -63,7 +65,8 @@ void TIdReadThreadTCPTCP::DoConnect() {
         addrinfo* res = nullptr;
         std::string port = std::to_string(FPortNo);
         int gai = ::getaddrinfo(FHost.c_str(), port.c_str(), &hints, &res);
-        if (gai != 0 || !res) throw std::runtime_error(Fmt("Host not found: %s (%s)", FHost.c_str(), gai_strerror(gai)));
+        if (gai != 0 || !res)
+            throw std::runtime_error(Fmt("Host not found: %s (%s)", FHost.c_str(), gai_strerror(gai)));
         std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> guard(res, ::freeaddrinfo);
 
         int fd = ::socket(res->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -229,7 +232,9 @@ bool TIdReadThreadTCPTCP::WriteData(MemStream& Stream, bool) {
     return true;
 }
 
-void TIdReadThreadTCPTCP::HandleNTPSendAnswer(MemStream& Stream) { WriteData(Stream, false); }
+void TIdReadThreadTCPTCP::HandleNTPSendAnswer(MemStream& Stream) {
+    WriteData(Stream, false);
+}
 
 void TIdReadThreadTCPTCP::Clearbuffer() {
     TIdReadThreadTCP::Clearbuffer();
@@ -252,7 +257,8 @@ void TIdReadThreadTCPTCP::DoDisconnect(bool Notify) {
     StopAndWait(5000);
     closeSocket();
     FIsconnected = false;
-    if (wasConnected && !disconnectReported_.exchange(true) && FOnStatus) FOnStatus(TcpStatus::Disconnected, "");
+    if (wasConnected && !disconnectReported_.exchange(true) && FOnStatus)
+        FOnStatus(TcpStatus::Disconnected, "");
 }
 
 } // namespace ferro

@@ -61,7 +61,8 @@ bool TSSHUnit::Connect() {
     ssh_options_set(session_, SSH_OPTIONS_USER, user_.c_str());
     ssh_options_set(session_, SSH_OPTIONS_TIMEOUT, &timeout);
     ssh_options_set(session_, SSH_OPTIONS_LOG_VERBOSITY, &verbosity);
-    ssh_options_set(session_, SSH_OPTIONS_HOSTKEYS, "ecdsa-sha2-nistp256,ecdsa-sha2-nistp384,ecdsa-sha2-nistp521");
+    ssh_options_set(session_, SSH_OPTIONS_HOSTKEYS,
+                    "ecdsa-sha2-nistp256,ecdsa-sha2-nistp384,ecdsa-sha2-nistp521");
     if (ssh_connect(session_) != SSH_OK) {
         std::string why = ssh_get_error(session_);
         log("SSH Connect Exception: " + why);
@@ -90,14 +91,16 @@ bool TSSHUnit::Connect() {
         return false;
     }
     channel_ = ssh_channel_new(session_);
-    if (!channel_ || ssh_channel_open_forward(channel_, "127.0.0.1", CChannelPort, "127.0.0.1", 0) != SSH_OK) {
+    if (!channel_ ||
+        ssh_channel_open_forward(channel_, "127.0.0.1", CChannelPort, "127.0.0.1", 0) != SSH_OK) {
         std::string why = ssh_get_error(session_);
         error("channel: " + why);
         closeAll();
         return false;
     }
     shell_ = ssh_channel_new(session_);
-    if (!shell_ || ssh_channel_open_session(shell_) != SSH_OK || ssh_channel_request_shell(shell_) != SSH_OK) {
+    if (!shell_ || ssh_channel_open_session(shell_) != SSH_OK ||
+        ssh_channel_request_shell(shell_) != SSH_OK) {
         std::string why = ssh_get_error(session_);
         error("shell: " + why);
         closeAll();
@@ -205,8 +208,9 @@ int TSSHUnit::ReadTerminal(std::string& Text) {
 
 bool TSSHUnit::SendData(const MemStream& Stream, bool IsLua, size_t& Written) {
     if (IsLua) {
-        std::string text(reinterpret_cast<const char*>(Stream.data()) + (Stream.size() > 20 ? 20 : Stream.size()),
-                          Stream.size() > 20 ? Stream.size() - 20 : 0);
+        std::string text(reinterpret_cast<const char*>(Stream.data()) +
+                             (Stream.size() > 20 ? 20 : Stream.size()),
+                         Stream.size() > 20 ? Stream.size() - 20 : 0);
         return WriteTerminal(text, Written);
     }
     return WriteChannelData(Stream.data(), Stream.size(), Written);

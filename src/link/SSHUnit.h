@@ -21,9 +21,8 @@ enum THashMode { hmMD5, hmSHA1 };
 enum class TSshAuth { Password, PublicKey };
 
 class TSSHUnit;
-using TFingerprintEvent =
-    std::function<void(TSSHUnit* Sender, const std::string& Fingerprint, TFingerprintState State,
-                       TConnectHashAction& Action)>;
+using TFingerprintEvent = std::function<void(TSSHUnit* Sender, const std::string& Fingerprint,
+                                             TFingerprintState State, TConnectHashAction& Action)>;
 using TContinueEvent = std::function<void(TSSHUnit* Sender, bool& Continue)>;
 
 class TSSHUnit {

@@ -54,7 +54,9 @@ void TTCPComUnit::CreateThread(bool IsSSH) {
 void TTCPComUnit::createSshThread() {
     auto t = std::make_unique<TIdReadThreadTCPSSH>(this);
     t->Flog = [this](const std::string& s, bool memo) { logFromAnyThread(s, memo); };
-    t->FOnException = [this](const std::string& msg) { Postpone(this, [this, msg] { ThreadException(msg); }); };
+    t->FOnException = [this](const std::string& msg) {
+        Postpone(this, [this, msg] { ThreadException(msg); });
+    };
     // Shell text arrives on the link thread; the Lua state belongs to the main thread.
     t->FLuaCB = [this](const std::string& text) { Postpone(this, [this, text] { LUACommandSSH(text); }); };
     t->FOnConnected = [this](bool ok) { sshConnected(ok); };
@@ -85,14 +87,15 @@ bool TTCPComUnit::askHostKey(const std::string& question) {
             answer->done = true;
             return;
         }
-        FDisplayConnMessage(question, mtConfirmation,
-                            [answer](TSender, int r) {
-                                std::lock_guard<std::mutex> lk(answer->m);
-                                answer->yes = r == mrYes;
-                                answer->done = true;
-                                answer->cv.notify_all();
-                            },
-                            Buttons({mbYes, mbNo}), mbNo);
+        FDisplayConnMessage(
+            question, mtConfirmation,
+            [answer](TSender, int r) {
+                std::lock_guard<std::mutex> lk(answer->m);
+                answer->yes = r == mrYes;
+                answer->done = true;
+                answer->cv.notify_all();
+            },
+            Buttons({mbYes, mbNo}), mbNo);
     };
     // A question nobody answers within ten minutes counts as No.
     const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(10);
@@ -126,7 +129,8 @@ void TTCPComUnit::sshConnected(bool ok) {
                     this,
                     [this] {
                         if (FDisplayConnMessage)
-                            FDisplayConnMessage(_SAuthFehlgeschlagen, mtError, nullptr, Buttons({mbOK}), mbOK);
+                            FDisplayConnMessage(_SAuthFehlgeschlagen, mtError, nullptr, Buttons({mbOK}),
+                                                mbOK);
                         if (FClearWork) FClearWork();
                     },
                     500);
@@ -167,16 +171,23 @@ void TTCPComUnit::DoConnect() {
     FReadThread->DoConnect();
 }
 
-bool TTCPComUnit::IsConnected() const { return FReadThread && FReadThread->FIsconnected; }
+bool TTCPComUnit::IsConnected() const {
+    return FReadThread && FReadThread->FIsconnected;
+}
 
 void TTCPComUnit::onStatus(TcpStatus status, const std::string& text) {
     switch (status) {
-    case TcpStatus::Resolving: logFromAnyThread("Status: Resolving", false); break;
-    case TcpStatus::Connecting: logFromAnyThread("Status: Connecting " + text, false); break;
+    case TcpStatus::Resolving:
+        logFromAnyThread("Status: Resolving", false);
+        break;
+    case TcpStatus::Connecting:
+        logFromAnyThread("Status: Connecting " + text, false);
+        break;
     case TcpStatus::Connected:
         logFromAnyThread("Status: Connected1 " + text, false);
         // The session opens 100 ms after the socket stands.
-        Postpone(this, [this] { afterConnected(); }, 100);
+        Postpone(
+            this, [this] { afterConnected(); }, 100);
         break;
     case TcpStatus::Disconnecting:
         logFromAnyThread("Status: Disconnecting", false);
@@ -255,11 +266,14 @@ void TTCPComUnit::DoDisconnect(bool Value) {
     if (FReadThread) FReadThread->DoDisconnect(Value);
 }
 
-void TTCPComUnit::CloseConnection(bool Value) { DoDisconnect(Value); }
+void TTCPComUnit::CloseConnection(bool Value) {
+    DoDisconnect(Value);
+}
 
 void TTCPComUnit::StreamErrorsSearch() {
     Postpone(this, [this] { SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl); });
-    Postpone(this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);
+    Postpone(
+        this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);
 }
 
 } // namespace ferro

@@ -30,7 +30,8 @@ std::string upperHexMd5(ssh_key key) {
     std::string s = hex ? hex : "";
     ssh_string_free_char(hex);
     ssh_clean_pubkey_hash(&hash);
-    for (auto& c : s) c = char(std::toupper(static_cast<unsigned char>(c)));
+    for (auto& c : s)
+        c = char(std::toupper(static_cast<unsigned char>(c)));
     return s;
 }
 
@@ -103,13 +104,16 @@ struct SshServer::Session {
 SshServer::SshServer(Config cfg, PasswordCheck check, LuaRunner lua)
     : cfg_(std::move(cfg)), check_(std::move(check)), lua_(std::move(lua)) {}
 
-SshServer::~SshServer() { Stop(); }
+SshServer::~SshServer() {
+    Stop();
+}
 
 bool SshServer::loadOrMakeKey(std::string& error) {
     ssh_key key = nullptr;
     std::ifstream probe(cfg_.hostKeyFile);
     if (probe.good()) {
-        if (ssh_pki_import_privkey_file(cfg_.hostKeyFile.c_str(), nullptr, nullptr, nullptr, &key) != SSH_OK) {
+        if (ssh_pki_import_privkey_file(cfg_.hostKeyFile.c_str(), nullptr, nullptr, nullptr, &key) !=
+            SSH_OK) {
             error = "host key unreadable: " + cfg_.hostKeyFile;
             return false;
         }
@@ -151,7 +155,8 @@ void SshServer::Stop() {
     if (acceptThread_.joinable()) acceptThread_.join();
     {
         std::lock_guard<std::mutex> lk(sessionsMutex_);
-        for (auto& s : sessions_) s->done = true;
+        for (auto& s : sessions_)
+            s->done = true;
         for (auto& s : sessions_)
             if (s->thread.joinable()) s->thread.join();
         sessions_.clear();
@@ -220,7 +225,8 @@ bool SshServer::keyAuthorized(void* pubkey) const {
         std::string type, b64;
         if (!(words >> type >> b64)) continue;
         ssh_key key = nullptr;
-        if (ssh_pki_import_pubkey_base64(b64.c_str(), ssh_key_type_from_name(type.c_str()), &key) != SSH_OK) continue;
+        if (ssh_pki_import_pubkey_base64(b64.c_str(), ssh_key_type_from_name(type.c_str()), &key) != SSH_OK)
+            continue;
         bool same = ssh_key_cmp(key, static_cast<ssh_key>(pubkey), SSH_KEY_CMP_PUBLIC) == 0;
         ssh_key_free(key);
         if (same) return true;
@@ -254,7 +260,9 @@ void* SshServer::onSessionOpen(void* session, void* data) {
     return s->shell;
 }
 
-int SshServer::onPtyRequest(void*, void*, const char*, int, int, int, int, void*) { return 0; }
+int SshServer::onPtyRequest(void*, void*, const char*, int, int, int, int, void*) {
+    return 0;
+}
 
 int SshServer::onShellRequest(void*, void*, void* data) {
     auto* s = static_cast<Session*>(data);
@@ -316,8 +324,8 @@ int SshServer::onFrameFd(int fd, int revents, void* data) {
 int SshServer::onMessage(void*, void* message, void* data) {
     auto* s = static_cast<Session*>(data);
     auto msg = static_cast<ssh_message>(message);
-    if (ssh_message_type(msg) != SSH_REQUEST_CHANNEL_OPEN || ssh_message_subtype(msg) != SSH_CHANNEL_DIRECT_TCPIP ||
-        !s->authed)
+    if (ssh_message_type(msg) != SSH_REQUEST_CHANNEL_OPEN ||
+        ssh_message_subtype(msg) != SSH_CHANNEL_DIRECT_TCPIP || !s->authed)
         return 1; // not ours: libssh refuses it
     int fd = connectLoopback(s->server->cfg_.framePort);
     if (fd < 0) return 1;
@@ -352,8 +360,8 @@ void SshServer::serve(Session* s) {
     ssh_callbacks_init(&s->serverCb);
     ssh_set_server_callbacks(session, &s->serverCb);
     ssh_set_auth_methods(session, SSH_AUTH_METHOD_PASSWORD | SSH_AUTH_METHOD_PUBLICKEY);
-    ssh_set_message_callback(session, reinterpret_cast<int (*)(ssh_session, ssh_message, void*)>(&SshServer::onMessage),
-                             s);
+    ssh_set_message_callback(
+        session, reinterpret_cast<int (*)(ssh_session, ssh_message, void*)>(&SshServer::onMessage), s);
     long timeout = 5;
     ssh_options_set(session, SSH_OPTIONS_TIMEOUT, &timeout);
     if (ssh_handle_key_exchange(session) == SSH_OK) {
@@ -363,7 +371,8 @@ void SshServer::serve(Session* s) {
             int rc = ssh_event_dopoll(s->event, 100);
             if (rc == SSH_ERROR || !ssh_is_connected(session)) break;
         }
-        for (auto& f : s->forwards) s->closeForward(f);
+        for (auto& f : s->forwards)
+            s->closeForward(f);
         ssh_event_remove_session(s->event, session);
         ssh_event_free(s->event);
         s->event = nullptr;

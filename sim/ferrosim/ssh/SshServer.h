@@ -16,10 +16,10 @@ namespace ferrosim {
 class SshServer {
 public:
     struct Config {
-        std::string hostKeyFile;     // made on first start (ECDSA) and kept
-        std::string authorizedKeys;  // OpenSSH public keys, one per line; may be missing
-        int port = 0;                // 0 picks a free port
-        int framePort = 0;           // where direct channels are joined to
+        std::string hostKeyFile;    // made on first start (ECDSA) and kept
+        std::string authorizedKeys; // OpenSSH public keys, one per line; may be missing
+        int port = 0;               // 0 picks a free port
+        int framePort = 0;          // where direct channels are joined to
         std::string banner = "Welcome to FerroRecorder";
         std::string prompt = "\x1b[1;32mferro>\x1b[0m ";
         int maxSessions = 8;
@@ -56,8 +56,10 @@ private:
     static int onMessage(void* session, void* message, void* data);
     static int onShellData(void* session, void* channel, void* bytes, uint32_t len, int isStderr, void* data);
     static int onShellRequest(void* session, void* channel, void* data);
-    static int onPtyRequest(void* session, void* channel, const char* term, int w, int h, int pw, int ph, void* data);
-    static int onForwardData(void* session, void* channel, void* bytes, uint32_t len, int isStderr, void* data);
+    static int onPtyRequest(void* session, void* channel, const char* term, int w, int h, int pw, int ph,
+                            void* data);
+    static int onForwardData(void* session, void* channel, void* bytes, uint32_t len, int isStderr,
+                             void* data);
     static void onForwardEof(void* session, void* channel, void* data);
     static int onFrameFd(int fd, int revents, void* data);
 
