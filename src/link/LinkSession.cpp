@@ -77,6 +77,11 @@ bool TLinkSession::Open(std::string& error, int timeoutMs) {
     link_->SetIPAndPort(options_.Host, options_.Port, 0);
     link_->DoConnect();
     if (!link_->IsConnected()) {
+        auto* tcp = dynamic_cast<TTCPComUnit*>(link_.get());
+        if (tcp && tcp->FAuthError) {
+            error = _SAuthFehlgeschlagen;
+            return false;
+        }
         error = Fmt("Keine Verbindung zu %s:%d möglich.", options_.Host.c_str(), options_.Port);
         for (const auto& l : log_)
             if (l.rfind("DoConnectExcept: ", 0) == 0) error += " (" + l.substr(17) + ")";

@@ -114,6 +114,6 @@ TEST(SimCommandLine, OptionsAndTheirErrors) {
     EXPECT_FALSE(SimOptions().parse(3, const_cast<char**>(noRoot), error));
     const char* badPort[] = {"ferrosim", "--root", "x", "--port", "70000"};
     EXPECT_FALSE(SimOptions().parse(5, const_cast<char**>(badPort), error));
-    const char* unknown[] = {"ferrosim", "--root", "x", "--serial"};
+    const char* unknown[] = {"ferrosim", "--root", "x", "--bogus"};
     EXPECT_FALSE(SimOptions().parse(4, const_cast<char**>(unknown), error));
 }

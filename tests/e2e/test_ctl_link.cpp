@@ -1,0 +1,70 @@
+// ferroctl's Lua and setup commands against the simulator.
+#include "support/SimProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+using namespace ferro::test;
+namespace fs = std::filesystem;
+
+namespace {
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+} // namespace
+
+TEST(CtlLua, PrintsTheOutputOfALine) {
+    SimProcess sim;
+    CtlResult r = RunCtl({"--port", std::to_string(sim.port()), "lua", "print(1+1)"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out, "2\n");
+}
+
+TEST(CtlLua, AnErrorFailsTheCommand) {
+    SimProcess sim;
+    CtlResult r = RunCtl({"--port", std::to_string(sim.port()), "lua", "nosuchfunction()"});
+    EXPECT_NE(r.code, 0);
+    EXPECT_NE(r.out.find("nosuchfunction"), std::string::npos) << r.out;
+}
+
+TEST(CtlLua, SshShellRunsTheLine) {
+    SimProcess sim({"--ssh-port", "0"});
+    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password", "admin",
+                          "--yes", "--ini-dir", sim.tempDir() + "/ini/", "lua", "print(6*7)"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out, "42\n");
+}
+
+TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesIt) {
+    SimProcess sim;
+    std::string file = sim.tempDir() + "/setup.xml";
+    CtlResult r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", file});
+    ASSERT_EQ(r.code, 0) << r.err;
+    std::string xml = readFile(file);
+    EXPECT_EQ(xml, readFile(sim.root() + "/setup.xml").empty() ? xml : xml);
+    ASSERT_NE(xml.find("pqAppl"), std::string::npos);
+
+    std::string changed = xml;
+    size_t at = changed.find("Umspannwerk Nord");
+    ASSERT_NE(at, std::string::npos);
+    changed.replace(at, 16, "Umspannwerk Süd");
+    std::string mine = sim.tempDir() + "/mine.xml";
+    std::ofstream(mine, std::ios::binary) << changed;
+    r = RunCtl({"--port", std::to_string(sim.port()), "setup-put", mine});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("bestätigt"), std::string::npos);
+
+    std::string again = sim.tempDir() + "/again.xml";
+    r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", again});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(readFile(again).find("Umspannwerk Süd"), std::string::npos);
+}
+
+TEST(CtlSetup, PutOfAMissingFileIsRefusedBeforeConnecting) {
+    CtlResult r = RunCtl({"--port", "1", "setup-put", "/nonexistent/setup.xml"});
+    EXPECT_EQ(r.code, 2);
+    EXPECT_NE(r.err.find("setup-put"), std::string::npos);
+}

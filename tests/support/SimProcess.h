@@ -1,0 +1,107 @@
+#pragma once
+// The simulator and the command line as processes, for end-to-end tests on loopback.
+
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace ferro::test {
+
+// ferrosim on a fresh instrument root with free ports; stopped with SIGTERM at the end.
+class SimProcess {
+public:
+    explicit SimProcess(const std::vector<std::string>& extraArgs = {}, const std::string& root = {}) {
+        root_ = root.empty() ? dir_.path().toStdString() + "/instrument" : root;
+        QStringList args = {"--root", QString::fromStdString(root_), "--port", "0"};
+        for (const auto& a : extraArgs) args << QString::fromStdString(a);
+        proc_.start(FERROSIM_BIN, args);
+        proc_.waitForStarted(5000);
+        auto until = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+        while (std::chrono::steady_clock::now() < until && proc_.state() == QProcess::Running) {
+            proc_.waitForReadyRead(100);
+            out_ += proc_.readAllStandardOutput().toStdString();
+            if (complete(extraArgs)) break;
+        }
+        port_ = number("listening on 127.0.0.1:");
+        sshPort_ = number("ssh on 127.0.0.1:");
+        ftpPort_ = number("ftp on 127.0.0.1:");
+        serial_ = text("serial on ");
+    }
+    ~SimProcess() { stop(); }
+    int stop() {
+        if (proc_.state() == QProcess::NotRunning) return proc_.exitCode();
+        proc_.terminate();
+        if (!proc_.waitForFinished(8000)) {
+            proc_.kill();
+            proc_.waitForFinished(3000);
+            return -1;
+        }
+        return proc_.exitStatus() == QProcess::NormalExit ? proc_.exitCode() : -1;
+    }
+    bool ok() const { return port_ > 0; }
+    int port() const { return port_; }
+    int sshPort() const { return sshPort_; }
+    int ftpPort() const { return ftpPort_; }
+    const std::string& serial() const { return serial_; }
+    const std::string& root() const { return root_; }
+    std::string tempDir() const { return dir_.path().toStdString(); }
+    std::string stderrText() { return proc_.readAllStandardError().toStdString(); }
+
+private:
+    bool complete(const std::vector<std::string>& extra) const {
+        auto has = [&](const char* s) { return out_.find(s) != std::string::npos; };
+        if (!has("listening on ")) return false;
+        for (const auto& a : extra) {
+            if (a == "--ssh-port" && !has("ssh on ")) return false;
+            if (a == "--serial" && !has("serial on ")) return false;
+            if (a == "--ftp-port" && !has("ftp on ")) return false;
+        }
+        return out_.find('\n', out_.rfind("on ")) != std::string::npos;
+    }
+    std::string text(const std::string& prefix) const {
+        size_t at = out_.find(prefix);
+        if (at == std::string::npos) return std::string();
+        size_t end = out_.find('\n', at);
+        return out_.substr(at + prefix.size(), end == std::string::npos ? std::string::npos : end - at - prefix.size());
+    }
+    int number(const std::string& prefix) const {
+        std::string t = text(prefix);
+        return t.empty() ? 0 : std::atoi(t.c_str());
+    }
+
+    QTemporaryDir dir_;
+    QProcess proc_;
+    std::string out_, root_, serial_;
+    int port_ = 0, sshPort_ = 0, ftpPort_ = 0;
+};
+
+struct CtlResult {
+    int code = -1;
+    std::string out, err;
+};
+
+// Runs ferroctl with `args`; standard input is empty (no terminal).
+inline CtlResult RunCtl(const std::vector<std::string>& args, int timeoutMs = 60000) {
+    QProcess p;
+    QStringList a;
+    for (const auto& s : args) a << QString::fromStdString(s);
+    p.setStandardInputFile(QProcess::nullDevice());
+    p.start(FERROCTL_BIN, a);
+    CtlResult r;
+    if (!p.waitForFinished(timeoutMs)) {
+        p.kill();
+        p.waitForFinished(2000);
+        r.err = "timeout";
+        return r;
+    }
+    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.out = p.readAllStandardOutput().toStdString();
+    r.err = p.readAllStandardError().toStdString();
+    return r;
+}
+
+} // namespace ferro::test
