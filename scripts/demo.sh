@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, starts the simulated instrument on loopback and talks to it.
+# Installs what is missing, builds, starts the simulated instrument on loopback (TCP, SSH and a
+# serial line) and talks to it: marlinlite with a display, ferroctl on every transport without one.
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 export BUILD_DIR="${BUILD_DIR:-$ROOT/build}"
@@ -7,6 +8,7 @@ export BUILD_DIR="${BUILD_DIR:-$ROOT/build}"
 
 SIM="$BUILD_DIR/sim/ferrosim/ferrosim"
 CTL="$BUILD_DIR/cli/ferroctl/ferroctl"
+GUI="$BUILD_DIR/app/marlinlite/marlinlite"
 WORK="$(mktemp -d)"
 SIM_PID=""
 cleanup() {
@@ -16,26 +18,42 @@ cleanup() {
 trap cleanup EXIT
 
 echo "== ferrosim: a simulated instrument on loopback"
-"$SIM" --root "$WORK/instrument" --port 0 > "$WORK/sim.out" 2> "$WORK/sim.log" &
+"$SIM" --root "$WORK/instrument" --port 0 --ssh-port 0 --serial > "$WORK/sim.out" 2> "$WORK/sim.log" &
 SIM_PID=$!
-PORT=""
 for _ in $(seq 1 100); do
-  PORT="$(sed -n 's/^listening on 127\.0\.0\.1:\([0-9]*\)$/\1/p' "$WORK/sim.out" | head -1)"
-  [ -n "$PORT" ] && break
+  grep -q '^serial on ' "$WORK/sim.out" 2>/dev/null && break
   kill -0 "$SIM_PID" 2>/dev/null || break
   sleep 0.1
 done
-if [ -z "$PORT" ]; then
-  echo "ferrosim did not start:"; cat "$WORK/sim.log"; exit 1
+PORT="$(sed -n 's/^listening on 127\.0\.0\.1:\([0-9]*\)$/\1/p' "$WORK/sim.out")"
+SSH_PORT="$(sed -n 's/^ssh on 127\.0\.0\.1:\([0-9]*\)$/\1/p' "$WORK/sim.out")"
+PTY="$(sed -n 's/^serial on \(.*\)$/\1/p' "$WORK/sim.out")"
+if [ -z "$PORT" ] || [ -z "$SSH_PORT" ] || [ -z "$PTY" ]; then
+  echo "ferrosim did not start:"; cat "$WORK/sim.out" "$WORK/sim.log"; exit 1
 fi
-echo "ferrosim listens on 127.0.0.1:$PORT"
+cat "$WORK/sim.out"
 
-echo "== ferroctl identify over TCP"
+if [ -n "${DISPLAY:-}" ] && [ -z "${CI:-}" ] && [ -x "$GUI" ]; then
+  echo "== marlinlite with the simulated instrument on TCP, SSH and the serial line"
+  "$GUI" --demo "127.0.0.1:$PORT,ssh=$SSH_PORT,serial=$PTY" || true
+  exit 0
+fi
+
+echo "(no display: marlinlite is not started; ferroctl talks to the instrument instead)"
+echo "== identify over TCP"
 "$CTL" --host 127.0.0.1 --port "$PORT" identify
-
-if [ -n "${DISPLAY:-}" ] && [ -z "${CI:-}" ]; then
-  echo "== marlinlite"
-  "$BUILD_DIR/app/marlinlite/marlinlite" || true
-else
-  echo "(no display: marlinlite is not started)"
-fi
+echo "== identify over SSH (admin/admin; the new host key is accepted with --yes)"
+"$CTL" --host 127.0.0.1 --port "$SSH_PORT" --ssh --user admin --password admin --yes \
+  --ini-dir "$WORK/ini" identify
+echo "== identify over the serial line $PTY"
+"$CTL" --serial "$PTY" identify
+echo "== Lua on the instrument"
+"$CTL" --port "$PORT" lua 'print("Lua on the instrument: " .. _VERSION .. ", 6*7 = " .. 6*7)'
+echo "== recordings on the instrument"
+"$CTL" --port "$PORT" ls rec
+echo "== events on the instrument"
+"$CTL" --port "$PORT" ls evt
+echo "== setup read into $WORK/setup.xml"
+"$CTL" --port "$PORT" setup-get "$WORK/setup.xml"
+head -c 400 "$WORK/setup.xml"; echo
+echo "== demo done"
