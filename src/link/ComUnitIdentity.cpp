@@ -223,7 +223,10 @@ tmStamp_t TComUnit::CorrectUTCtoLocal(const tmStamp_t& TimeStamp) const {
         W = shift(W);
         S = shift(S);
     }
-    if (D >= W && D <= S) copy.frac |= CSummerTimeFlag;
+    // Compared in whole milliseconds: a stamp exactly at the change must not fall out by rounding.
+    auto ms = [](double dateTime) { return std::llround(DateTimeToUnix(dateTime) * 1000.0); };
+    const long long d = (long long)(TStoLinear(copy) / 1000000ull);
+    if (d >= ms(W) && d <= ms(S)) copy.frac |= CSummerTimeFlag;
     tmStamp_t out;
     UTCtoLocal(copy, FtmeSet.tz, out);
     return out;

@@ -1,0 +1,142 @@
+// The link in-process against the simulator: scratchpad captures, XML versions, packed setups.
+#include "link/LinkSession.h"
+#include "link/XmlNames.h"
+#include "support/SimProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+using namespace ferro;
+using namespace ferro::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+struct Rig {
+    SimProcess sim;
+    std::string tmp, ini;
+    std::unique_ptr<TLinkSession> session;
+    explicit Rig(bool checkXml = false, const std::vector<std::string>& simArgs = {}) : sim(simArgs) {
+        tmp = sim.tempDir() + "/tmp/";
+        ini = sim.tempDir() + "/ini/";
+        fs::create_directories(tmp);
+        fs::create_directories(ini);
+        TLinkOptions o;
+        o.Port = sim.port();
+        o.TmpDir = tmp;
+        o.IniDir = ini;
+        o.CheckXML = checkXml;
+        session = std::make_unique<TLinkSession>(o);
+        session->QuestionAnswer = mrYes;
+    }
+    bool open() {
+        std::string error;
+        bool ok = session->Open(error);
+        EXPECT_TRUE(ok) << error;
+        return ok;
+    }
+    TComUnit& link() { return session->Link(); }
+    bool lua(const std::string& line, std::string* out = nullptr) {
+        bool done = false;
+        link().FTmpLUACallBack = [&](const std::string& s) {
+            if (out) *out = s;
+            done = true;
+        };
+        link().SendCommand("CCC_LUA_COMMAND", CmdLua, 1, 0, line, true);
+        return session->WaitFor([&] { return done; }, 10000);
+    }
+};
+
+} // namespace
+
+TEST(LinkE2E, CaptureFetchedFromTheScratchpadIsRemovedOnTheInstrument) {
+    Rig rig;
+    ASSERT_TRUE(rig.open());
+    ASSERT_TRUE(rig.lua("ips.pcapStart('eth0', '//mnt/flashdrive0/data/ccci/scratchpad/cap1.pcap', 2)"));
+    std::string onInstrument = rig.sim.root() + "/flashdrive0/data/ccci/scratchpad/cap1.pcap";
+    ASSERT_TRUE(fs::exists(onInstrument));
+    std::string fetched;
+    rig.link().FCCCISratchpad = spPCAP;
+    rig.link().FScratchpadFleLst = {"cap1.pcap"};
+    rig.link().FScratchPadCallBack = [&](const std::string& p) { fetched = p; };
+    rig.link().SendCommand("CCC_SCRATCH_PAD_RD", CmdScratchPad, 0, 1, "cap1.pcap", false);
+    ASSERT_TRUE(rig.session->WaitFor([&] { return !fetched.empty(); }, 10000));
+    EXPECT_EQ(fetched, rig.tmp + "cap1.pcap");
+    std::string data = readFile(fetched);
+    ASSERT_GE(data.size(), 24u);
+    EXPECT_EQ(uint8_t(data[0]), 0xD4) << "a pcap file in little-endian order";
+    EXPECT_TRUE(rig.session->WaitFor([&] { return !fs::exists(onInstrument); }, 10000))
+        << "the instrument still has the capture";
+}
+
+TEST(LinkE2E, NewerXmlFilesArriveOneAfterAnotherAndTheSessionStandsOnce) {
+    Rig rig(true);
+    int connDone = 0;
+    rig.link().FObjPropsVer = 1;
+    rig.link().FstrucVer = 1;
+    rig.link().FLangVer = 1;
+    std::string error;
+    ASSERT_TRUE(rig.session->Open(error)) << error;
+    TWaitForConnDone counted = [&](TSender, bool) { ++connDone; };
+    rig.link().FOnConnDone = counted;
+    rig.session->WaitFor([] { return false; }, 300);
+    EXPECT_TRUE(fs::exists(rig.ini + "ferro_objprops.XML"));
+    EXPECT_TRUE(fs::exists(rig.ini + "ferro_struct.XML"));
+    EXPECT_TRUE(fs::exists(rig.ini + "lang_de.XML"));
+    EXPECT_NE(readFile(rig.ini + "lang_de.XML").find("<"), std::string::npos) << "unpacked XML";
+    EXPECT_EQ(rig.link().FLangVer, 7);
+    EXPECT_EQ(rig.link().FstrucVer, 4);
+    EXPECT_EQ(connDone, 0) << "no second notice after the last file";
+    ASSERT_FALSE(rig.session->Messages().empty());
+    EXPECT_NE(rig.session->Messages().front().find("neue Sprachdateien"), std::string::npos);
+}
+
+TEST(LinkE2E, CurrentVersionsAskNothing) {
+    Rig rig(true);
+    rig.link().FObjPropsVer = 3;
+    rig.link().FstrucVer = 4;
+    rig.link().FLangVer = 7;
+    ASSERT_TRUE(rig.open());
+    EXPECT_TRUE(rig.session->Messages().empty());
+    EXPECT_FALSE(fs::exists(rig.ini + "lang_de.XML"));
+}
+
+TEST(LinkE2E, PackedSetupBringsTheIcdAndHostKeys) {
+    Rig rig;
+    ASSERT_TRUE(rig.open());
+    rig.link().FTGZ = true;
+    std::string setup;
+    rig.link().FOnNewXMLFile = [&](TSender, const std::string& f, int t) {
+        if (t == 1) setup = f;
+    };
+    rig.link().SendNamed("CCC_SETUP_RD_ALL");
+    ASSERT_TRUE(rig.session->WaitFor([&] { return !setup.empty(); }, 10000));
+    EXPECT_EQ(ExtractFileName(setup), "setup.xml");
+    EXPECT_NE(readFile(setup).find("pqAppl"), std::string::npos);
+    EXPECT_EQ(ExtractFileExt(rig.link().FICDFile), ".icd");
+    EXPECT_TRUE(fs::exists(rig.link().FICDFile));
+    EXPECT_NE(rig.link().FECDSAKeyFile.find("ecdsa_host_key"), std::string::npos);
+}
+
+TEST(LinkE2E, ScratchpadWriteIsAcknowledgedAndTheFileIsThere) {
+    Rig rig;
+    ASSERT_TRUE(rig.open());
+    std::string local = rig.tmp + "note.txt";
+    std::ofstream(local) << "hello instrument";
+    int next = 0;
+    rig.link().FSendCCCIFileNext = [&](TSender, bool failed) {
+        EXPECT_FALSE(failed);
+        ++next;
+    };
+    rig.link().SendCommand("CCC_SCRATCH_PAD_WR", CmdScratchPad, 0, 2, local, "note.txt");
+    rig.link().ManualTimer(nullptr);
+    ASSERT_TRUE(rig.session->WaitFor([&] { return next > 0; }, 10000));
+    EXPECT_EQ(readFile(rig.sim.root() + "/flashdrive0/data/ccci/scratchpad/note.txt"), "hello instrument");
+}
