@@ -31,6 +31,11 @@ bool TFrameAssembler::CheckHead() {
         dropGarbage("size beyond any frame");
         return false;
     }
+    // Version and flags are small numbers in every real head; anything else is text or noise.
+    if (FHead.Ver > 0xFF || FHead.FTPNAK > 0xFF) {
+        dropGarbage("not a head");
+        return false;
+    }
     FHeadRead = true;
     if (FBeginWork) FBeginWork(FHead.Size);
     log(Fmt("ComUnit: BeginWork 0/%d - %x %x %x", int(FHead.Size), FHead.Cmd, FHead.Priv, FHead.ExtCmd));

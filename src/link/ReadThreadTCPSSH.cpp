@@ -57,6 +57,7 @@ void TIdReadThreadTCPSSH::DoConnect() {
     } catch (const std::exception& e) {
         log(std::string("DoConnectExcept: ") + e.what());
     }
+    if (!ok && !FSSHClient->AuthFailed()) log("DoConnectExcept: " + FSSHClient->LastError());
     FIsconnected = ok;
     if (ok) Start();
     if (FOnConnected) FOnConnected(ok);

@@ -49,6 +49,7 @@ bool TSSHUnit::Connect() {
     std::lock_guard<std::recursive_mutex> lk(monitor_);
     closeAll();
     authFailed_ = hostKeyRefused_ = false;
+    lastError_.clear();
     FCanceled = false;
     session_ = ssh_new();
     if (!session_) return false;
@@ -65,6 +66,7 @@ bool TSSHUnit::Connect() {
                     "ecdsa-sha2-nistp256,ecdsa-sha2-nistp384,ecdsa-sha2-nistp521");
     if (ssh_connect(session_) != SSH_OK) {
         std::string why = ssh_get_error(session_);
+        lastError_ = why;
         log("SSH Connect Exception: " + why);
         error(why);
         closeAll();
@@ -79,12 +81,14 @@ bool TSSHUnit::Connect() {
     if (const char* banner = ssh_get_serverbanner(session_)) log(std::string("Banner: ") + banner);
     if (!ServerKeyValidate()) {
         hostKeyRefused_ = true;
+        lastError_ = "host key refused";
         log("SSH host key refused");
         closeAll();
         return false;
     }
     if (!authenticate()) {
         authFailed_ = true;
+        lastError_ = "authentication failed";
         bool cont = false;
         if (FOnAuthFail) FOnAuthFail(this, cont);
         closeAll();
@@ -94,6 +98,7 @@ bool TSSHUnit::Connect() {
     if (!channel_ ||
         ssh_channel_open_forward(channel_, "127.0.0.1", CChannelPort, "127.0.0.1", 0) != SSH_OK) {
         std::string why = ssh_get_error(session_);
+        lastError_ = "channel: " + why;
         error("channel: " + why);
         closeAll();
         return false;
@@ -102,6 +107,7 @@ bool TSSHUnit::Connect() {
     if (!shell_ || ssh_channel_open_session(shell_) != SSH_OK ||
         ssh_channel_request_shell(shell_) != SSH_OK) {
         std::string why = ssh_get_error(session_);
+        lastError_ = "shell: " + why;
         error("shell: " + why);
         closeAll();
         return false;

@@ -55,6 +55,8 @@ public:
     bool isConnected() const;
     bool AuthFailed() const { return authFailed_; }
     bool HostKeyRefused() const { return hostKeyRefused_; }
+    // Why the last Connect failed, in libssh's words.
+    const std::string& LastError() const { return lastError_; }
     // Socket of the session, for waiting on data; -1 when closed.
     int SocketFd() const;
 
@@ -93,7 +95,7 @@ private:
     ssh_session_struct* session_ = nullptr;
     ssh_channel_struct* channel_ = nullptr;
     ssh_channel_struct* shell_ = nullptr;
-    std::string host_ = "127.0.0.1", user_, password_, pubKey_, privKey_, fingerprint_;
+    std::string host_ = "127.0.0.1", user_, password_, pubKey_, privKey_, fingerprint_, lastError_;
     int port_ = 22;
     int timeoutSec_ = 5;
     TSshAuth auth_ = TSshAuth::Password;

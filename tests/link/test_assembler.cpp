@@ -174,3 +174,13 @@ TEST(FrameAssembly, ManyWaitingFramesKeepTheConsumedPrefixBounded) {
     EXPECT_EQ(c.a.Buffered(), 0u);
     EXPECT_LE(maxPrefix, burst.size() + 10 * f.size());
 }
+
+TEST(FrameAssemblyBadInput, TextIsNoHeadEvenWithAPlausibleSize) {
+    std::string text = "garbage that is no protocol\r\n";
+    Collector c;
+    c.feed(reinterpret_cast<const uint8_t*>(text.data()), text.size());
+    EXPECT_FALSE(c.a.HeadRead());
+    EXPECT_EQ(c.a.Buffered(), 0u);
+    ASSERT_FALSE(c.log.empty());
+    EXPECT_NE(c.log.back().find("not a head"), std::string::npos);
+}

@@ -128,3 +128,31 @@ TEST(TcpLink, ShutdownSendsTheStopAndCompletes) {
     EXPECT_EQ(frames.back()[2], 0xFF);
     EXPECT_EQ(frames.back()[3], 0xFF);
 }
+
+TEST(TcpLink, IpV6LoopbackReachesTheIdentity) {
+    FakeInstrument dev(true);
+    TTCPComUnit link(false);
+    link.FIPVersion = ipverV6;
+    bool done = false;
+    link.FOnConnDone = [&](TSender, bool ok) { done = ok; };
+    link.SetIPAndPort("::1", dev.port(), 0);
+    link.DoConnect();
+    ASSERT_TRUE(link.IsConnected());
+    ASSERT_TRUE(WaitFor([&] { return done; }));
+    EXPECT_EQ(link.FSN, 777u);
+}
+
+TEST(TcpLink, GarbageFromTheInstrumentLeavesTheLinkUsable) {
+    FakeInstrument dev(false, FakeInstrument::Mode::Garbage);
+    TTCPComUnit link(false);
+    LogSink log;
+    log.attach(link);
+    link.SetIPAndPort("127.0.0.1", dev.port(), 0);
+    link.DoConnect();
+    ASSERT_TRUE(link.IsConnected());
+    // The garbage announces an absurd frame size: it is dropped and logged, nothing is delivered.
+    ASSERT_TRUE(WaitFor([&] { return log.has("invalid head"); }, 3000));
+    EXPECT_TRUE(link.IsConnected());
+    link.DoDisconnect(false);
+    EXPECT_FALSE(link.IsConnected());
+}

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -199,4 +200,62 @@ TEST(HashStore, EmptyStoreNameNeverWritesAFile) {
     EXPECT_EQ(m.GetFingerprint("h", 1), "AA") << "kept for the run";
     EXPECT_FALSE(m.SaveHashStore());
     EXPECT_TRUE(fs::is_empty(dir.path().toStdString()));
+}
+
+TEST(SshBadServer, ClosingDuringTheHandshakeFailsCleanlyWithAReason) {
+    FakeInstrument dead(false, FakeInstrument::Mode::CloseAtOnce);
+    QTemporaryDir dir;
+    Client c(dir.path().toStdString() + "/", dead.port(), "admin", "admin");
+    auto t0 = std::chrono::steady_clock::now();
+    c.link.DoConnect();
+    EXPECT_FALSE(c.link.IsConnected());
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(7));
+    WaitFor([] { return false; }, 100);
+    EXPECT_TRUE(c.logged("DoConnectExcept: "));
+    EXPECT_TRUE(c.asked.empty());
+}
+
+TEST(SshBadServer, GarbageInsteadOfAnSshGreetingFailsCleanly) {
+    FakeInstrument junk(false, FakeInstrument::Mode::Garbage);
+    QTemporaryDir dir;
+    Client c(dir.path().toStdString() + "/", junk.port(), "admin", "admin");
+    auto t0 = std::chrono::steady_clock::now();
+    c.link.DoConnect();
+    EXPECT_FALSE(c.link.IsConnected());
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(7));
+    WaitFor([] { return false; }, 100);
+    EXPECT_TRUE(c.logged("DoConnectExcept: "));
+}
+
+TEST(SshBadServer, NoHostKeyAlgorithmWeAcceptEndsBeforeAnyQuestion) {
+    FakeInstrument dev;
+    QTemporaryDir dir;
+    ferrosim::SshServer::Config cfg;
+    cfg.hostKeyFile = dir.path().toStdString() + "/rsa_key";
+    cfg.framePort = dev.port();
+    cfg.rsaKey = true;
+    ferrosim::SshServer server(cfg, [](const std::string&, const std::string&) { return true; }, nullptr);
+    std::string error;
+    ASSERT_TRUE(server.Start(error)) << error;
+    Client c(dir.path().toStdString() + "/", server.Port(), "admin", "admin");
+    c.link.DoConnect();
+    EXPECT_FALSE(c.link.IsConnected());
+    WaitFor([] { return false; }, 100);
+    EXPECT_TRUE(c.logged("DoConnectExcept: "));
+    EXPECT_TRUE(c.asked.empty()) << "no key was offered that could be asked about";
+    EXPECT_EQ(dev.framesReceived(), 0u);
+}
+
+TEST(SshLink, DisconnectEndsTheLinkAndSendsNothingMore) {
+    SshRig rig;
+    Client c(rig.root, rig.server->Port(), "admin", "admin");
+    c.link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return c.done; }));
+    size_t before = rig.dev.framesReceived();
+    c.link.DoDisconnect(false);
+    EXPECT_FALSE(c.link.IsConnected());
+    EXPECT_TRUE(c.logged("SSH DoDisconnect 2"));
+    c.link.SendNamed("CCC_IDENTIFY_BASIC");
+    WaitFor([] { return false; }, 200);
+    EXPECT_EQ(rig.dev.framesReceived(), before);
 }

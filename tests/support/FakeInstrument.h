@@ -24,19 +24,35 @@ namespace ferro::test {
 
 class FakeInstrument {
 public:
-    FakeInstrument() {
-        listenFd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    // Modes for bad servers: answer frames, close at once, or talk garbage.
+    enum class Mode { Instrument, CloseAtOnce, Garbage };
+
+    explicit FakeInstrument(bool ipv6 = false, Mode mode = Mode::Instrument) : mode_(mode) {
         int one = 1;
-        ::setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        a.sin_port = 0;
-        ::bind(listenFd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
-        ::listen(listenFd_, 4);
-        socklen_t len = sizeof a;
-        ::getsockname(listenFd_, reinterpret_cast<sockaddr*>(&a), &len);
-        port_ = ntohs(a.sin_port);
+        if (ipv6) {
+            listenFd_ = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+            ::setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+            sockaddr_in6 a{};
+            a.sin6_family = AF_INET6;
+            a.sin6_addr = in6addr_loopback;
+            ::bind(listenFd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
+            socklen_t len = sizeof a;
+            ::listen(listenFd_, 4);
+            ::getsockname(listenFd_, reinterpret_cast<sockaddr*>(&a), &len);
+            port_ = ntohs(a.sin6_port);
+        } else {
+            listenFd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+            ::setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+            sockaddr_in a{};
+            a.sin_family = AF_INET;
+            a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+            a.sin_port = 0;
+            ::bind(listenFd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
+            ::listen(listenFd_, 4);
+            socklen_t len = sizeof a;
+            ::getsockname(listenFd_, reinterpret_cast<sockaddr*>(&a), &len);
+            port_ = ntohs(a.sin_port);
+        }
         thread_ = std::thread([this] { serve(); });
     }
     ~FakeInstrument() {
@@ -65,6 +81,13 @@ private:
             if (client < 0) {
                 pollfd p{listenFd_, POLLIN, 0};
                 if (::poll(&p, 1, 20) > 0) client = ::accept(listenFd_, nullptr, nullptr);
+                if (client >= 0 && mode_ == Mode::CloseAtOnce) {
+                    ::close(client);
+                    client = -1;
+                } else if (client >= 0 && mode_ == Mode::Garbage) {
+                    const char junk[] = "garbage that is no protocol\r\n\x01\x02\x03";
+                    ::send(client, junk, sizeof junk, MSG_NOSIGNAL);
+                }
                 continue;
             }
             if (drop_) {
@@ -93,7 +116,7 @@ private:
                     std::lock_guard<std::mutex> lk(mutex_);
                     received_.push_back(frame);
                 }
-                answer(client, frame);
+                if (mode_ == Mode::Instrument) answer(client, frame);
             }
         }
         if (client >= 0) ::close(client);
@@ -106,6 +129,7 @@ private:
         if (!reply.empty()) ::send(client, reply.data(), reply.size(), MSG_NOSIGNAL);
     }
 
+    Mode mode_ = Mode::Instrument;
     int listenFd_ = -1;
     int port_ = 0;
     std::thread thread_;

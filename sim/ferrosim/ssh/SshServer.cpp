@@ -118,7 +118,9 @@ bool SshServer::loadOrMakeKey(std::string& error) {
             return false;
         }
     } else {
-        if (ssh_pki_generate(SSH_KEYTYPE_ECDSA_P256, 256, &key) != SSH_OK ||
+        bool made = cfg_.rsaKey ? ssh_pki_generate(SSH_KEYTYPE_RSA, 2048, &key) == SSH_OK
+                                : ssh_pki_generate(SSH_KEYTYPE_ECDSA_P256, 256, &key) == SSH_OK;
+        if (!made ||
             ssh_pki_export_privkey_file(key, nullptr, nullptr, nullptr, cfg_.hostKeyFile.c_str()) != SSH_OK) {
             if (key) ssh_key_free(key);
             error = "cannot make the host key " + cfg_.hostKeyFile;

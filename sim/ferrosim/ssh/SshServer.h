@@ -23,6 +23,8 @@ public:
         std::string banner = "Welcome to FerroRecorder";
         std::string prompt = "\x1b[1;32mferro>\x1b[0m ";
         int maxSessions = 8;
+        // An RSA host key instead of ECDSA (to try clients that accept only ECDSA).
+        bool rsaKey = false;
     };
     using PasswordCheck = std::function<bool(const std::string& user, const std::string& password)>;
     // Runs one line of Lua for `user` and gives its output (errors included).
