@@ -2,39 +2,41 @@
 // Display kinds, unit texts and the German captions the charts write. Kept in their own namespace
 // so that they can sit beside the shared vocabulary without clashing once it carries the same names.
 
+#include "foundation/records/FerroTypes.h"
+#include "foundation/records/Units.h"
+
 #include <cstdint>
 #include <string>
 
 namespace ferro::chartdefs {
 
-// What a view shows; the ordinals are those the instrument and the views exchange.
-enum TFerroDisp : uint8_t {
-    sdPanel,
-    sdOsziTime,
-    sdOsziFFT,
-    sdVecDiag,
-    sdLoadFlow,
-    sdFrqBandULE,
-    sdFrqBandULL,
-    sdFrqBandIL,
-    sdHrmULE,
-    sdHrmULL,
-    sdHrmIL,
-    sdIHrmULE,
-    sdIHrmULL,
-    sdIHrmIL
-};
+// The display kinds and units of the shared vocabulary, as the charts name them.
+using ::ferro::TFerroDisp;
+using ::ferro::sdPanel;
+using ::ferro::sdOsziTime;
+using ::ferro::sdOsziFFT;
+using ::ferro::sdVecDiag;
+using ::ferro::sdLoadFlow;
+using ::ferro::sdFrqBandULE;
+using ::ferro::sdFrqBandULL;
+using ::ferro::sdFrqBandIL;
+using ::ferro::sdHrmULE;
+using ::ferro::sdHrmULL;
+using ::ferro::sdHrmIL;
+using ::ferro::sdIHrmULE;
+using ::ferro::sdIHrmULL;
+using ::ferro::sdIHrmIL;
 constexpr int CFerroDispCount = 14;
 
-inline const std::string CVolt = "V";
-inline const std::string CAmpere = "A";
-inline const std::string CHertz = "Hz";
-inline const std::string CPercent = "%";
-inline const std::string CWatt = "W";
-inline const std::string CVoltAmpere = "VA";
-inline const std::string CVoltAmpRea = "var";
-inline const std::string CGrad = "°";
-inline const std::string CTab = "\t";
+inline const std::string CVolt = ::ferro::CVolt;
+inline const std::string CAmpere = ::ferro::CAmpere;
+inline const std::string CHertz = ::ferro::CHertz;
+inline const std::string CPercent = ::ferro::CPercent;
+inline const std::string CWatt = ::ferro::CWatt;
+inline const std::string CVoltAmpere = ::ferro::CVoltAmpere;
+inline const std::string CVoltAmpRea = ::ferro::CVoltAmpRea;
+inline const std::string CGrad = ::ferro::CGrad;
+inline const std::string CTab(1, ::ferro::CTab);
 
 // Caption of a display; a language table may replace the defaults.
 const std::string& DispCaption(TFerroDisp Disp);

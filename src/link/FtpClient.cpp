@@ -51,6 +51,14 @@ size_t discard(char*, size_t size, size_t n, void*) {
     return size * n;
 }
 
+// Runs a prepared transfer with its progress reported as work events.
+CURLcode performWithProgress(CURL* h, Transfer& t) {
+    curl_easy_setopt(h, CURLOPT_XFERINFOFUNCTION, progressCb);
+    curl_easy_setopt(h, CURLOPT_XFERINFODATA, &t);
+    curl_easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
+    return curl_easy_perform(h);
+}
+
 std::string encodePath(const std::string& path) {
     std::string out;
     for (unsigned char c : path) {
@@ -137,10 +145,7 @@ bool TFtpClient::Get(const std::string& remote, MemStream& into) {
         Transfer t{&OnWork, wmRead, 0};
         curl_easy_setopt(h.get(), CURLOPT_WRITEFUNCTION, toMem);
         curl_easy_setopt(h.get(), CURLOPT_WRITEDATA, &into);
-        curl_easy_setopt(h.get(), CURLOPT_XFERINFOFUNCTION, progressCb);
-        curl_easy_setopt(h.get(), CURLOPT_XFERINFODATA, &t);
-        curl_easy_setopt(h.get(), CURLOPT_NOPROGRESS, 0L);
-        CURLcode rc = curl_easy_perform(h.get());
+        CURLcode rc = performWithProgress(h.get(), t);
         if (rc != CURLE_OK) {
             lastError_ = curl_easy_strerror(rc);
             log("FTP: " + lastError_);
@@ -183,10 +188,7 @@ bool TFtpClient::Get(const std::string& remote, const std::string& local, bool o
         curl_easy_setopt(h.get(), CURLOPT_WRITEFUNCTION, toFile);
         curl_easy_setopt(h.get(), CURLOPT_WRITEDATA, f);
         curl_easy_setopt(h.get(), CURLOPT_RESUME_FROM_LARGE, curl_off_t(have));
-        curl_easy_setopt(h.get(), CURLOPT_XFERINFOFUNCTION, progressCb);
-        curl_easy_setopt(h.get(), CURLOPT_XFERINFODATA, &t);
-        curl_easy_setopt(h.get(), CURLOPT_NOPROGRESS, 0L);
-        CURLcode rc = curl_easy_perform(h.get());
+        CURLcode rc = performWithProgress(h.get(), t);
         std::fclose(f);
         if (rc != CURLE_OK) {
             lastError_ = curl_easy_strerror(rc);
@@ -232,10 +234,7 @@ bool TFtpClient::Put(const std::vector<std::string>& files, const std::string& r
         curl_easy_setopt(h.get(), CURLOPT_READFUNCTION, fromFile);
         curl_easy_setopt(h.get(), CURLOPT_READDATA, f);
         curl_easy_setopt(h.get(), CURLOPT_INFILESIZE_LARGE, curl_off_t(size));
-        curl_easy_setopt(h.get(), CURLOPT_XFERINFOFUNCTION, progressCb);
-        curl_easy_setopt(h.get(), CURLOPT_XFERINFODATA, &t);
-        curl_easy_setopt(h.get(), CURLOPT_NOPROGRESS, 0L);
-        CURLcode rc = curl_easy_perform(h.get());
+        CURLcode rc = performWithProgress(h.get(), t);
         std::fclose(f);
         if (rc != CURLE_OK) {
             lastError_ = curl_easy_strerror(rc);

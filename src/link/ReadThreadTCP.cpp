@@ -7,6 +7,9 @@
 
 #include <chrono>
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 namespace ferro {
 
 TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
@@ -29,6 +32,19 @@ TIdReadThreadTCP::~TIdReadThreadTCP() {
     FreadStream.Clear();
     log("AFTER CLEAR BUFFER");
     log("AFTER Destroy TCP");
+    if (wakeFd_ >= 0) ::close(wakeFd_);
+}
+
+void TIdReadThreadTCP::Wake() {
+    uint64_t one = 1;
+    ssize_t r = ::write(wakeFd_, &one, sizeof one);
+    (void)r;
+}
+
+void TIdReadThreadTCP::DrainWake() {
+    uint64_t v;
+    ssize_t r = ::read(wakeFd_, &v, sizeof v);
+    (void)r;
 }
 
 void TIdReadThreadTCP::Start() {

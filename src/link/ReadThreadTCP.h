@@ -69,8 +69,11 @@ protected:
         if (Flog) Flog(s, memo);
     }
     bool stopRequested() const { return stop_; }
-    // Wakes an idle turn; the TCP thread waits on this beside its socket.
-    virtual void Wake() {}
+    // Wakes an idle turn: the threads wait on this descriptor beside their socket.
+    void Wake();
+    int WakeFd() const { return wakeFd_; }
+    // Swallows pending wake-ups after a wait returned.
+    void DrainWake();
     // Frame bytes handed to the main thread but not yet evaluated; reading pauses above a limit.
     bool MainThreadBusy() const { return pendingBytes_ > CMaxPendingBytes; }
 
@@ -93,6 +96,7 @@ private:
     std::atomic<bool> running_{false};
     std::mutex doneMutex_;
     std::condition_variable doneCv_;
+    int wakeFd_ = -1;
     std::shared_ptr<std::atomic<size_t>> pendingShared_;
     std::atomic<size_t>& pendingBytes_;
 };

@@ -13,7 +13,6 @@ namespace ferro {
 
 TIdReadThreadTCPSSH::TIdReadThreadTCPSSH(TTCPComUnit* client)
     : TIdReadThreadTCP(client), FSSHClient(std::make_unique<TSSHUnit>()) {
-    wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     FSSHClient->FLogCB = [this](TSSHUnit*, const std::string& s) { log(s); };
     FSSHClient->FSSHErrorCB = [this](TSSHUnit*, const std::string& s) {
         log(Fmt("SSH Error: %s [%s]", s.c_str(), FHost.c_str()));
@@ -32,13 +31,6 @@ TIdReadThreadTCPSSH::~TIdReadThreadTCPSSH() {
     StopAndWait(5000);
     FSSHClient.reset();
     log("FSSHClient Free");
-    if (wakeFd_ >= 0) ::close(wakeFd_);
-}
-
-void TIdReadThreadTCPSSH::Wake() {
-    uint64_t one = 1;
-    ssize_t r = ::write(wakeFd_, &one, sizeof one);
-    (void)r;
 }
 
 void TIdReadThreadTCPSSH::DoConnect() {
@@ -65,13 +57,9 @@ void TIdReadThreadTCPSSH::DoConnect() {
 
 bool TIdReadThreadTCPSSH::waitData(int timeoutMs) {
     // A closed session gives fd -1, which poll skips: then only the wake-up counts.
-    pollfd p[2] = {{FSSHClient->SocketFd(), POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+    pollfd p[2] = {{FSSHClient->SocketFd(), POLLIN, 0}, {WakeFd(), POLLIN, 0}};
     int n = ::poll(p, 2, timeoutMs);
-    if (n > 0 && (p[1].revents & POLLIN)) {
-        uint64_t v;
-        ssize_t r = ::read(wakeFd_, &v, sizeof v);
-        (void)r;
-    }
+    if (n > 0 && (p[1].revents & POLLIN)) DrainWake();
     return n > 0;
 }
 

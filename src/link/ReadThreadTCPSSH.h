@@ -36,13 +36,9 @@ public:
     // Called on the link thread when a standing line falls.
     std::function<void()> FOnLineLost;
 
-protected:
-    void Wake() override;
-
 private:
     bool waitData(int timeoutMs);
     std::unique_ptr<TSSHUnit> FSSHClient;
-    int wakeFd_ = -1;
 };
 
 } // namespace ferro

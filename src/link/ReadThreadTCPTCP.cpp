@@ -27,22 +27,11 @@ std::string sysError(int err) {
 }
 } // namespace
 
-TIdReadThreadTCPTCP::TIdReadThreadTCPTCP(TTCPComUnit* client) : TIdReadThreadTCP(client) {
-    wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-}
+TIdReadThreadTCPTCP::TIdReadThreadTCPTCP(TTCPComUnit* client) : TIdReadThreadTCP(client) {}
 
 TIdReadThreadTCPTCP::~TIdReadThreadTCPTCP() {
     StopAndWait(5000);
     closeSocket();
-    if (wakeFd_ >= 0) ::close(wakeFd_);
-}
-
-void TIdReadThreadTCPTCP::Wake() {
-    if (wakeFd_ >= 0) {
-        uint64_t one = 1;
-        ssize_t r = ::write(wakeFd_, &one, sizeof one);
-        (void)r;
-    }
 }
 
 void TIdReadThreadTCPTCP::closeSocket() {
@@ -114,13 +103,11 @@ void TIdReadThreadTCPTCP::DoConnect() {
 }
 
 bool TIdReadThreadTCPTCP::waitReadable(int timeoutMs, bool* woken) {
-    pollfd p[2] = {{fd_.load(), POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+    pollfd p[2] = {{fd_.load(), POLLIN, 0}, {WakeFd(), POLLIN, 0}};
     int n = ::poll(p, 2, timeoutMs);
     if (n <= 0) return false;
     if (p[1].revents & POLLIN) {
-        uint64_t v;
-        ssize_t r = ::read(wakeFd_, &v, sizeof v);
-        (void)r;
+        DrainWake();
         if (woken) *woken = true;
     }
     return (p[0].revents & (POLLIN | POLLHUP | POLLERR)) != 0;

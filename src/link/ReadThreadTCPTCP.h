@@ -29,9 +29,6 @@ public:
     // Status words as the socket passes through them (called on the connecting or link thread).
     std::function<void(TcpStatus, const std::string& text)> FOnStatus;
 
-protected:
-    void Wake() override;
-
 private:
     bool waitReadable(int timeoutMs, bool* woken);
     size_t receiveAvailable();
@@ -39,7 +36,6 @@ private:
     void lostConnection(const std::string& why);
 
     std::atomic<int> fd_{-1};
-    int wakeFd_ = -1;
     std::mutex writeMutex_;
     std::atomic<bool> disconnectReported_{false};
 };

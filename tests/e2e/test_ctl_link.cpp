@@ -1,6 +1,8 @@
 // ferroctl's Lua and setup commands against the simulator.
 #include "support/SimProcess.h"
 
+#include "support/Files.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -10,10 +12,6 @@ using namespace ferro::test;
 namespace fs = std::filesystem;
 
 namespace {
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 } // namespace
 
 TEST(CtlLua, PrintsTheOutputOfALine) {

@@ -3,6 +3,8 @@
 #include "link/XmlNames.h"
 #include "support/SimProcess.h"
 
+#include "support/Files.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -14,10 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 struct Rig {
     SimProcess sim;

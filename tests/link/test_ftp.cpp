@@ -6,6 +6,8 @@
 #include <QCryptographicHash>
 #include <QTemporaryDir>
 
+#include "support/Files.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -16,15 +18,6 @@ using namespace ferro::test;
 namespace fs = std::filesystem;
 
 namespace {
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-void writeFile(const std::string& path, const std::string& text) {
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream out(path, std::ios::binary);
-    out << text;
-}
 std::string pattern(size_t n) {
     std::string s(n, '\0');
     uint32_t x = 12345;
