@@ -11,7 +11,7 @@ namespace ferro::sim {
 namespace {
 
 // A runaway command (while true do end) is stopped after this many VM instructions.
-constexpr long long kMaxSteps = 200'000'000;
+constexpr long long kMaxSteps = 50'000'000;
 constexpr int kHookEvery = 10'000;
 constexpr size_t kMaxMemory = 256u << 20;
 
