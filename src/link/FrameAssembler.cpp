@@ -2,12 +2,18 @@
 
 #include "foundation/Format.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace ferro {
 
 void TFrameAssembler::Append(const uint8_t* data, size_t len) {
     if (len == 0) return;
+    std::memcpy(Reserve(len), data, len);
+    Commit(len);
+}
+
+uint8_t* TFrameAssembler::Reserve(size_t len) {
     // Compact lazily: only when the consumed prefix outweighs the live bytes, so that each byte is
     // moved at most once on average however many frames wait in the buffer.
     if (start_ > 0 && (start_ == buf_.size() || start_ >= buf_.size() - start_)) {
@@ -16,7 +22,18 @@ void TFrameAssembler::Append(const uint8_t* data, size_t len) {
         buf_.resize(live);
         start_ = 0;
     }
-    buf_.insert(buf_.end(), data, data + len);
+    size_t used = buf_.size();
+    // Growth follows the bytes that arrive (doubling), never the size a head announces.
+    if (buf_.capacity() < used + len) buf_.reserve(std::max(used + len, buf_.capacity() * 2));
+    buf_.resize(used + len);
+    reserved_ = len;
+    return buf_.data() + used;
+}
+
+void TFrameAssembler::Commit(size_t got) {
+    if (got > reserved_) got = reserved_;
+    buf_.resize(buf_.size() - (reserved_ - got));
+    reserved_ = 0;
 }
 
 bool TFrameAssembler::CheckHead() {
@@ -51,6 +68,17 @@ bool TFrameAssembler::ReadData() {
         log("NTP Begin");
         if (FOnNtp) FOnNtp(frame, size);
         log("NTP End");
+    } else if (FOnFrameOwned && start_ == 0 && buf_.size() == size) {
+        // The frame is all there is: hand the buffer itself over.
+        std::vector<uint8_t> whole;
+        whole.swap(buf_);
+        start_ = 0;
+        FHeadRead = false;
+        FHead = ccc_head_t{};
+        FOnFrameOwned(std::move(whole));
+        if (FEndWork) FEndWork();
+        log("ReadEnd");
+        return true;
     } else if (FOnFrame) {
         FOnFrame(frame, size);
     }

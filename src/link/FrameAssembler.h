@@ -24,12 +24,17 @@ public:
 
     LogFn Flog;
     FrameFn FOnFrame; // every complete frame but an NTP request
+    // When set, a frame that fills the whole buffer is handed over without a copy.
+    std::function<void(std::vector<uint8_t>&& frame)> FOnFrameOwned;
     FrameFn FOnNtp;   // Cmd 9 / ExtCmd 2, served where the bytes arrive
     BeginWorkFn FBeginWork;
     EndWorkFn FEndWork;
 
     // Appends received bytes to the read stream.
     void Append(const uint8_t* data, size_t len);
+    // Room for `len` bytes at the end, to receive into directly; Commit tells how many came.
+    uint8_t* Reserve(size_t len);
+    void Commit(size_t got);
     // Reads the head when none is held and 20 bytes are there. True if a head is held afterwards.
     bool CheckHead();
     // The common pass: takes off one complete frame, if there is one. True if a frame was delivered.
@@ -53,6 +58,7 @@ private:
 
     std::vector<uint8_t> buf_;
     size_t start_ = 0; // offset of the first unconsumed byte
+    size_t reserved_ = 0;
     bool FHeadRead = false;
     ccc_head_t FHead{};
 };

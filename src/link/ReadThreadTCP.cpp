@@ -17,6 +17,9 @@ TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
       pendingBytes_(*pendingShared_) {
     FreadStream.Flog = [this](const std::string& s, bool memo) { log(s, memo); };
     FreadStream.FOnFrame = [this](const uint8_t* f, size_t n) { handOver(f, n); };
+    FreadStream.FOnFrameOwned = [this](std::vector<uint8_t>&& f) {
+        handOver(std::make_shared<MemStream>(std::move(f)));
+    };
     FreadStream.FOnNtp = [this](const uint8_t* f, size_t n) { serveNtp(f, n); };
     FreadStream.FBeginWork = [this](uint32_t size) {
         if (FBeginWork) FBeginWork(wmRead, size);
@@ -143,7 +146,11 @@ void TIdReadThreadTCP::ReadData() {
 }
 
 void TIdReadThreadTCP::handOver(const uint8_t* frame, size_t size) {
-    auto copy = std::make_shared<MemStream>(frame, size);
+    handOver(std::make_shared<MemStream>(frame, size));
+}
+
+void TIdReadThreadTCP::handOver(std::shared_ptr<MemStream> copy) {
+    const size_t size = copy->size();
     TTCPComUnit* client = FClient;
     std::shared_ptr<std::atomic<size_t>> pending = pendingShared_;
     *pending += size;

@@ -87,6 +87,7 @@ private:
     static constexpr size_t CMaxPendingBytes = 16u << 20;
     void run();
     void handOver(const uint8_t* frame, size_t size);
+    void handOver(std::shared_ptr<MemStream> frame);
     void serveNtp(const uint8_t* frame, size_t size);
 
     std::deque<TSendQueueItem> FSendQueue;

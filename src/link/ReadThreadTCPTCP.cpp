@@ -20,7 +20,7 @@
 namespace ferro {
 
 namespace {
-constexpr size_t CReadChunk = 256 * 1024;
+constexpr size_t CReadChunk = 1024 * 1024;
 
 std::string sysError(int err) {
     return std::strerror(err);
@@ -115,16 +115,17 @@ bool TIdReadThreadTCPTCP::waitReadable(int timeoutMs, bool* woken) {
 
 // Reads what the socket holds into the receive buffer; 0 with the peer gone closes the link.
 size_t TIdReadThreadTCPTCP::receiveAvailable() {
-    uint8_t chunk[CReadChunk];
     size_t total = 0;
     for (;;) {
         int fd = fd_.load();
         if (fd < 0) break;
-        ssize_t n = ::recv(fd, chunk, sizeof chunk, 0);
+        // Straight into the receive buffer: no bounce through a chunk.
+        uint8_t* at = FreadStream.Reserve(CReadChunk);
+        ssize_t n = ::recv(fd, at, CReadChunk, 0);
+        FreadStream.Commit(n > 0 ? size_t(n) : 0);
         if (n > 0) {
-            FreadStream.Append(chunk, size_t(n));
             total += size_t(n);
-            if (size_t(n) < sizeof chunk) break;
+            if (size_t(n) < CReadChunk) break;
             continue;
         }
         if (n == 0) {

@@ -1,0 +1,150 @@
+// Downloading one large recording from ferrosim: over frames and over FTP, next to raw loopback TCP
+// throughput measured in the same run by a plain sender and receiver. MB/s and ratios to raw.
+#include "link/FtpClient.h"
+#include "link/LinkSession.h"
+#include "support/FtpServer.h"
+#include "support/SimProcess.h"
+
+#include <QCoreApplication>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+using namespace ferro;
+using namespace ferro::test;
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+double seconds(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
+
+// A plain sender thread and a plain receiver: the ceiling of loopback TCP on this machine.
+double rawTcpSeconds(size_t bytes) {
+    int ls = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ::bind(ls, reinterpret_cast<sockaddr*>(&a), sizeof a);
+    ::listen(ls, 1);
+    socklen_t len = sizeof a;
+    ::getsockname(ls, reinterpret_cast<sockaddr*>(&a), &len);
+    std::thread sender([&] {
+        int s = ::socket(AF_INET, SOCK_STREAM, 0);
+        ::connect(s, reinterpret_cast<sockaddr*>(&a), sizeof a);
+        std::vector<char> block(1 << 20, 'x');
+        for (size_t sent = 0; sent < bytes;) {
+            ssize_t n = ::send(s, block.data(), std::min(block.size(), bytes - sent), 0);
+            if (n <= 0) break;
+            sent += size_t(n);
+        }
+        ::close(s);
+    });
+    int r = ::accept(ls, nullptr, nullptr);
+    std::vector<char> buf(1 << 20);
+    auto t0 = Clock::now();
+    size_t got = 0;
+    while (got < bytes) {
+        ssize_t n = ::recv(r, buf.data(), buf.size(), 0);
+        if (n <= 0) break;
+        got += size_t(n);
+    }
+    double s = seconds(t0);
+    sender.join();
+    ::close(r);
+    ::close(ls);
+    return s;
+}
+
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const size_t mib = argc > 1 ? size_t(std::atoi(argv[1])) : 256;
+    const size_t bytes = mib << 20;
+    const int runs = 3;
+
+    QTemporaryDir work;
+    std::string root = work.path().toStdString() + "/instrument";
+    {
+        SimProcess seed({}, root); // fills the root from the fixture
+    }
+    const std::string name = "sync/10T-0-1700000000.rec";
+    const std::string onInstrument = root + "/flashdrive0/data/rec/" + name;
+    {
+        std::ofstream out(onInstrument, std::ios::binary | std::ios::trunc);
+        std::vector<char> block(1 << 20);
+        for (size_t i = 0; i < block.size(); ++i) block[i] = char(i * 131);
+        for (size_t i = 0; i < mib; ++i) out.write(block.data(), std::streamsize(block.size()));
+    }
+
+    std::vector<double> raw, frames, ftp;
+    for (int i = 0; i < runs; ++i) raw.push_back(rawTcpSeconds(bytes));
+
+    SimProcess sim({}, root);
+    if (!sim.ok()) {
+        std::fprintf(stderr, "ferrosim did not start\n");
+        return 1;
+    }
+    std::string data = work.path().toStdString() + "/data/";
+    for (int i = 0; i < runs; ++i) {
+        TLinkOptions o;
+        o.Port = sim.port();
+        o.DataDir = data;
+        TLinkSession session(o);
+        std::string error;
+        if (!session.Open(error)) {
+            std::fprintf(stderr, "%s\n", error.c_str());
+            return 1;
+        }
+        TComUnit& l = session.Link();
+        fs::remove(l.FRecDir + "10T-0-1700000000.rec");
+        bool done = false;
+        l.FRecToTable = [&](TSender, const std::string&) { done = true; };
+        auto t0 = Clock::now();
+        l.SendCommand("CCC_READOUT_REC_RD", CmdReadout, 0, 1, name, 0u, false);
+        l.ManualTimer(nullptr);
+        session.WaitFor([&] { return done; }, 600000);
+        frames.push_back(seconds(t0));
+        if (fs::file_size(l.FRecDir + "10T-0-1700000000.rec") != bytes) std::fprintf(stderr, "short frame download\n");
+        session.Close();
+    }
+
+    FtpServer server(root);
+    if (server.ready()) {
+        for (int i = 0; i < runs; ++i) {
+            TFtpClient c;
+            c.Port = server.port();
+            std::string local = work.path().toStdString() + "/ftp.rec";
+            fs::remove(local);
+            auto t0 = Clock::now();
+            bool ok = c.Get("/flashdrive0/data/rec/" + name, local, true, false);
+            ftp.push_back(seconds(t0));
+            if (!ok) std::fprintf(stderr, "FTP download failed: %s\n", c.LastError().c_str());
+        }
+    }
+
+    auto mbs = [&](double s) { return double(bytes) / (1 << 20) / s; };
+    double r = mbs(median(raw));
+    std::printf("download of a %zu MiB recording from ferrosim on loopback, median of %d runs\n", mib, runs);
+    std::printf("%-24s %8.1f MB/s\n", "raw loopback TCP", r);
+    std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "CCCI frames", mbs(median(frames)), mbs(median(frames)) / r);
+    if (!ftp.empty())
+        std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "FTP (pyftpdlib)", mbs(median(ftp)), mbs(median(ftp)) / r);
+    return 0;
+}
