@@ -156,3 +156,18 @@ TEST(TcpLink, GarbageFromTheInstrumentLeavesTheLinkUsable) {
     link.DoDisconnect(false);
     EXPECT_FALSE(link.IsConnected());
 }
+
+TEST(TcpLink, TeardownOfAStandingLinkEndsWithinFiveSeconds) {
+    FakeInstrument dev;
+    auto link = std::make_unique<TTCPComUnit>(false);
+    bool done = false;
+    link->FOnConnDone = [&](TSender, bool ok) { done = ok; };
+    link->SetIPAndPort("127.0.0.1", dev.port(), 0);
+    link->DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return done; }));
+    link->SendNamed("CCC_IDENTIFY_BASIC");
+    auto t0 = std::chrono::steady_clock::now();
+    link.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(5));
+    WaitFor([] { return false; }, 50); // jobs posted by the thread are dropped with their link
+}
