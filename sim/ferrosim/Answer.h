@@ -18,7 +18,9 @@ enum RefusalCode : uint32_t {
     CodeBadContent = 22,
     CodeTooMany = 120,
     CodeVersion = 134,
-    CodeStream = 200,
+    CodeUnknownObject = 200, // stream start for an object the instrument does not have
+    CodeUnknownHandle = 201, // stream next or stop for a handle the session does not hold
+    CodeTooManyStreams = 202,
 };
 
 struct Answer {
@@ -29,6 +31,14 @@ struct Answer {
     // File contents: the cut fault applies, and `chunk` bytes at most travel per frame (0: one frame).
     bool isFile = false;
     size_t chunk = 0;
+    // ExtCmd of the reply when it is not the request's (a stream data block answers GET_NXT with 3).
+    int ext = -1;
+    // Frames that follow the reply on their own (the first block of a stream after its handle).
+    struct Follow {
+        int ext = 0;
+        std::vector<uint8_t> payload;
+    };
+    std::vector<Follow> follow;
 
     static Answer Refuse(uint32_t code, std::string text) {
         Answer a;

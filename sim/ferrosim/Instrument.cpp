@@ -38,7 +38,22 @@ int CalibrationCode(const std::string& word) {
 
 Instrument::Instrument(Profile profile, InstrumentTree tree, FaultPlan faults)
     : profile_(std::move(profile)), tree_(std::move(tree)), faults_(std::move(faults)),
-      calFault_(profile_.calibrationFault) {}
+      calFault_(profile_.calibrationFault) {
+    supply_ = std::make_unique<SupplySynth>(profile_.supply, uint64_t(now()) * 1000000000ull);
+}
+
+uint8_t Instrument::generation() const {
+    TFerroFW fw;
+    fw.Rev = profile_.firmware;
+    fw.CalcVer();
+    return fw.Gen;
+}
+
+bool Instrument::hasBinaryInputs() const {
+    TFerroFW fw;
+    fw.Rev = profile_.firmware;
+    return fw.HasBinaryInputs();
+}
 
 int Instrument::connectionLimit() const {
     return faults_.connectionLimit() >= 0 ? faults_.connectionLimit() : profile_.connectionLimit;

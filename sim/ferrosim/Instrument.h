@@ -5,9 +5,11 @@
 #include "ferrosim/FaultPlan.h"
 #include "ferrosim/InstrumentTree.h"
 #include "ferrosim/Profile.h"
+#include "ferrosim/SupplySynth.h"
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace ferro::sim {
@@ -25,6 +27,11 @@ public:
     const InstrumentTree& tree() const { return tree_; }
     const FaultPlan& faults() const { return faults_; }
     int connectionLimit() const;
+    // Layout generation of the stream objects, from the profile's firmware word.
+    uint8_t generation() const;
+    bool hasBinaryInputs() const;
+    // The supply at the measuring inputs.
+    const SupplySynth& supply() const { return *supply_; }
 
     // Device clock, UTC seconds; Lua may set it, the offset to the host clock is kept.
     uint32_t now() const;
@@ -60,6 +67,7 @@ private:
     Profile profile_;
     InstrumentTree tree_;
     FaultPlan faults_;
+    std::unique_ptr<SupplySynth> supply_;
     int64_t clockOffset_ = 0;
     int displayPage_ = 0;
     std::string lastKey_;

@@ -178,6 +178,18 @@ std::optional<std::string> InstrumentTree::resolveInstrumentPath(const std::stri
     return out;
 }
 
+std::string InstrumentTree::ftpStageDir() const {
+    return root_ + "/ramdrive0/ccci";
+}
+
+std::string InstrumentTree::ftpPathOf(const std::string& hostPath) const {
+    if (hostPath.compare(0, root_.size(), root_) != 0) return std::string();
+    std::string rest = hostPath.substr(root_.size());
+    while (!rest.empty() && rest.front() == '/')
+        rest.erase(0, 1);
+    return rest;
+}
+
 std::string InstrumentTree::instrumentPathOf(const std::string& hostPath) const {
     if (hostPath.compare(0, root_.size(), root_) != 0) return "/mnt";
     std::string rest = hostPath.substr(root_.size());

@@ -31,6 +31,11 @@ public:
     std::string recDir() const;
     std::string evtDir() const;
     std::string logFile() const;
+    // "/ramdrive0/ccci": where FTP uploads land and where content made for one FTP fetch is put.
+    std::string ftpStageDir() const;
+    // A host path inside the root as the FTP server (rooted at the instrument root) names it:
+    // "flashdrive0/data/rec/sync/x.rec".
+    std::string ftpPathOf(const std::string& hostPath) const;
 
     // A relative name below `baseDir` (sub folders allowed). Refuses empty names, absolute names,
     // back slashes, drive letters and any ".." part; the result is also checked after symlinks.

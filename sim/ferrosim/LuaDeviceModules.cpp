@@ -352,9 +352,12 @@ int ipsFtpClose(lua_State* L) {
     return zero(L);
 }
 
+// user.authorized(x): the rights of user x; when x names no user (the shell asks with a right's
+// name), the rights of the user this session logged in as.
 int userAuthorized(lua_State* L) {
     const Profile& p = inst(L).profile();
     const SimUser* u = p.findUser(arg(L, 1));
+    if (!u) u = p.findUser(LuaContext(L).user);
     lua_newtable(L);
     for (const std::string& right : p.allRights) {
         lua_pushboolean(L, u && u->has(right));

@@ -1,6 +1,7 @@
 #pragma once
 // The instrument's identity, clock settings, users and limits, as read from profile.json in the root.
 
+#include "ferrosim/SupplyConfig.h"
 #include "foundation/TimeRecords.h"
 
 #include <cstdint>
@@ -35,6 +36,8 @@ struct Profile {
     int ntpRequestMs = 1000;
     // A calibration fault word ('Frequency fluctuation' ...) that the calibration steps answer with.
     std::string calibrationFault;
+    // The supply the instrument measures ("supply" object).
+    SupplyConfig supply;
 
     // Loads the JSON file; fields that are missing keep their defaults. False with `error` on a
     // document that does not parse.

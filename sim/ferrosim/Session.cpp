@@ -19,13 +19,15 @@ constexpr size_t kIdentityAllSize = 1592;
 constexpr size_t kPlantAt = 476, kBayAt = 1044, kDeviceAt = 1380, kNameWidth = 128;
 // Output waiting in the socket beyond this holds the next file frame back.
 constexpr qint64 kSendWindow = 1 << 20;
+// Payload bytes handed to the socket at once.
+constexpr size_t kSlice = 1 << 20;
 // A connection over the limit that never says anything is closed after this.
 constexpr int kOverLimitGraceMs = 5000;
 } // namespace
 
 Session::Session(Instrument& instrument, QTcpSocket* socket, bool overLimit, int id)
     : instrument_(instrument), socket_(socket), overLimit_(overLimit), id_(id),
-      cutLeft_(instrument.faults().cutBytes()), transfers_(instrument) {
+      cutLeft_(instrument.faults().cutBytes()), transfers_(instrument), streams_(instrument) {
     socket_->setParent(this);
     connect(socket_, &QTcpSocket::readyRead, this, &Session::onReadyRead);
     connect(socket_, &QTcpSocket::bytesWritten, this, &Session::onBytesWritten);
@@ -130,27 +132,46 @@ void Session::refuse(const ccc_head_t& req, uint32_t code, const std::string& te
 
 void Session::answer(const ccc_head_t& req, Answer a) {
     if (a.refused) return refuse(req, a.code, a.text);
-    if (!a.isFile) return reply(req, a.payload.data(), a.payload.size());
+    if (!a.isFile) {
+        ccc_head_t h = req;
+        if (a.ext >= 0) h.ExtCmd = uint16_t(a.ext);
+        reply(h, a.payload.data(), a.payload.size());
+        for (const auto& f : a.follow) {
+            ccc_head_t fh = req;
+            fh.ExtCmd = uint16_t(f.ext);
+            reply(fh, f.payload.data(), f.payload.size());
+        }
+        return;
+    }
     Outgoing o;
     o.head = replyHead(req);
     o.bytes = std::move(a.payload);
-    o.chunk = a.chunk ? a.chunk : o.bytes.size();
+    o.chunk = a.chunk;
     out_ = std::move(o);
     sendFileFrames();
 }
 
 void Session::sendFileFrames() {
+    // A frame's payload goes out in slices as the socket drains, so a large file in one frame never
+    // sits in the socket's buffer as a second copy.
     while (out_ && !closing_ && socket_->bytesToWrite() < kSendWindow) {
         Outgoing& o = *out_;
-        if (o.sentAny && o.pos >= o.bytes.size()) break;
-        size_t n = std::min(o.chunk ? o.chunk : size_t(1), o.bytes.size() - o.pos);
-        ccc_head_t h = o.head;
-        h.Size = uint32_t(CHeadSize + n);
-        uint8_t head[CHeadSize];
-        h.encode(head);
-        if (cutLeft_ >= 0 && int64_t(n) > cutLeft_) {
-            // The cut fault: part of a frame, then the line drops.
+        if (o.frameLeft == 0) {
+            if (o.sentAny && o.pos >= o.bytes.size()) break;
+            const size_t rest = o.bytes.size() - o.pos;
+            const size_t n = o.chunk ? std::min(o.chunk, rest) : rest;
+            ccc_head_t h = o.head;
+            h.Size = uint32_t(CHeadSize + n);
+            uint8_t head[CHeadSize];
+            h.encode(head);
             write(head, CHeadSize);
+            o.frameLeft = n;
+            o.sentAny = true;
+            continue;
+        }
+        const size_t slice = std::min(o.frameLeft, kSlice);
+        if (cutLeft_ >= 0 && int64_t(slice) > cutLeft_) {
+            // The cut fault: part of a frame, then the line drops.
             write(o.bytes.data() + o.pos, size_t(cutLeft_));
             log(Fmt("fault: cutting the connection after the file bytes allowed"));
             out_.reset();
@@ -158,13 +179,12 @@ void Session::sendFileFrames() {
             closeAfterFlush();
             return;
         }
-        if (cutLeft_ >= 0) cutLeft_ -= int64_t(n);
-        write(head, CHeadSize);
-        write(o.bytes.data() + o.pos, n);
-        o.pos += n;
-        o.sentAny = true;
+        if (cutLeft_ >= 0) cutLeft_ -= int64_t(slice);
+        write(o.bytes.data() + o.pos, slice);
+        o.pos += slice;
+        o.frameLeft -= slice;
     }
-    if (out_ && out_->sentAny && out_->pos >= out_->bytes.size()) {
+    if (out_ && out_->sentAny && out_->frameLeft == 0 && out_->pos >= out_->bytes.size()) {
         out_.reset();
         QTimer::singleShot(0, this, [this] { pump(); });
     }
@@ -192,7 +212,7 @@ void Session::handle(const std::vector<uint8_t>& frame) {
     case CmdSetup:
         return answer(req, transfers_.setup(req, frame));
     case CmdStream:
-        return refuse(req, CodeStream, "stream not available");
+        return answer(req, streams_.handle(req, frame));
     case CmdReadout:
         return answer(req, transfers_.readout(req, frame));
     case CmdLua:

@@ -3,6 +3,7 @@
 // time in order, and answered on the same socket.
 
 #include "ferrosim/Answer.h"
+#include "ferrosim/StreamService.h"
 #include "ferrosim/TransferServices.h"
 #include "link/CccHead.h"
 
@@ -50,7 +51,8 @@ private:
         ccc_head_t head;
         std::vector<uint8_t> bytes;
         size_t pos = 0;
-        size_t chunk = 0;
+        size_t chunk = 0;     // payload of one frame; 0: the whole rest in one frame
+        size_t frameLeft = 0; // payload bytes of the frame in progress not yet written
         bool sentAny = false;
     };
 
@@ -85,6 +87,7 @@ private:
     std::optional<Outgoing> out_;
     int64_t cutLeft_ = -1;
     TransferServices transfers_;
+    StreamService streams_;
     std::unique_ptr<LuaEngine> lua_;
     std::unique_ptr<NtpTunnel> ntp_;
 };

@@ -5,7 +5,8 @@
 namespace ferro::sim {
 
 const char* SimOptions::usage() {
-    return "usage: ferrosim --root DIR [--port N] [--ssh-port N] [--serial] [--faults LIST] [--profile FILE]";
+    return "usage: ferrosim --root DIR [--port N] [--ssh-port N] [--ftp-port N] [--serial] [--faults LIST] "
+           "[--profile FILE]";
 }
 
 bool SimOptions::parse(int argc, char** argv, std::string& error) {
@@ -40,14 +41,14 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
                 return false;
             }
             port = uint16_t(p);
-        } else if (arg == "--ssh-port") {
+        } else if (arg == "--ssh-port" || arg == "--ftp-port") {
             char* end = nullptr;
             long p = std::strtol(value.c_str(), &end, 10);
             if (value.empty() || *end || p < 0 || p > 65535) {
                 error = "bad port " + value;
                 return false;
             }
-            sshPort = int(p);
+            (arg == "--ssh-port" ? sshPort : ftpPort) = int(p);
         } else if (arg == "--faults") {
             faults = value;
         } else if (arg == "--profile") {

@@ -14,6 +14,7 @@ struct SimOptions {
     bool help = false;
     int sshPort = -1; // -1: no SSH service; 0: a free port
     bool serial = false;
+    int ftpPort = -1; // -1: no FTP server; 0: a free port
 
     // False with `error` (usage text included) on a bad command line.
     bool parse(int argc, char** argv, std::string& error);

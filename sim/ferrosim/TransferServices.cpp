@@ -50,10 +50,18 @@ bool endsWith(const std::string& s, const std::string& tail) {
     return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
 }
 
-Answer fromPos(Bytes bytes, uint32_t pos, size_t chunk) {
+Answer fromPos(Bytes bytes, uint32_t pos) {
     if (pos > bytes.size()) return Answer::Refuse(CodeBadFrame, "position beyond end of file");
     bytes.erase(bytes.begin(), bytes.begin() + pos);
-    return Answer::File(std::move(bytes), chunk);
+    return Answer::File(std::move(bytes), 0);
+}
+
+Answer pathText(const std::string& path) {
+    return Answer::Data(Bytes(path.begin(), path.end()));
+}
+
+bool wantsFtp(const ccc_head_t& head) {
+    return head.FTPNAK & CFlagFTP;
 }
 
 } // namespace
@@ -103,12 +111,41 @@ Answer TransferServices::setupRead(const ccc_head_t& head, const std::string& fi
     } else {
         out = std::move(xml);
     }
-    return fromPos(std::move(out), pos, 0);
+    if (wantsFtp(head)) {
+        std::string name = fs::path(file).filename().string();
+        if (head.FTPNAK & CFlagTGZ)
+            name = fs::path(name).stem().string() + ".tgz";
+        else if (head.FTPNAK & CFlagGZ)
+            name += ".gz";
+        return staged(name, out);
+    }
+    return fromPos(std::move(out), pos);
+}
+
+Answer TransferServices::staged(const std::string& name, const Bytes& content) {
+    const InstrumentTree& tree = instrument_.tree();
+    const std::string path = tree.ftpStageDir() + "/" + name;
+    if (!InstrumentTree::writeFile(path, content)) return Answer::Refuse(CodeWriteFailed, "staging failed");
+    return pathText(tree.ftpPathOf(path));
 }
 
 Answer TransferServices::setupWrite(const ccc_head_t& head, const std::vector<uint8_t>& frame) {
     if (head.Priv < 1) return Answer::Refuse(CodeNoAccess, "setup write needs privilege 1");
-    Bytes payload(frame.begin() + CHeadSize, frame.end());
+    if (!wantsFtp(head)) return applySetup(head, Bytes(frame.begin() + CHeadSize, frame.end()));
+    // Over FTP the file was uploaded into the staging folder first; the frame names it.
+    std::string name;
+    uint32_t pos = 0;
+    if (!nameFrame(frame, name, pos)) return Answer::Refuse(CodeBadFrame, "name frame too short");
+    const InstrumentTree& tree = instrument_.tree();
+    auto path = tree.resolve(tree.ftpStageDir(), baseName(name));
+    if (!path) return Answer::Refuse(CodeBadName, "bad file name");
+    Bytes payload;
+    if (!InstrumentTree::readFile(*path, payload, kMaxFile))
+        return Answer::Refuse(CodeNotFound, "file not found");
+    return applySetup(head, std::move(payload));
+}
+
+Answer TransferServices::applySetup(const ccc_head_t& head, Bytes payload) {
     Bytes xml;
     std::vector<ArchiveEntry> companions;
     if (head.FTPNAK & CFlagTGZ) {
@@ -144,7 +181,7 @@ Answer TransferServices::scratchpad(const ccc_head_t& head, const std::vector<ui
     const InstrumentTree& tree = instrument_.tree();
     switch (head.ExtCmd) {
     case 1:
-        return readFile(tree.scratchpadDir(), frame, 0);
+        return readFile(tree.scratchpadDir(), frame, false);
     case 2: {
         if (frame.size() < frames::CScratchHeadSize)
             return Answer::Refuse(CodeBadFrame, "write frame too short");
@@ -171,11 +208,13 @@ Answer TransferServices::readout(const ccc_head_t& head, const std::vector<uint8
     case 0x00:
     case 0x10: {
         std::string text = tree.listing(dir);
-        return Answer::Data(Bytes(text.begin(), text.end()));
+        Bytes bytes(text.begin(), text.end());
+        if (wantsFtp(head)) return staged(head.ExtCmd ? "evt-listing.txt" : "rec-listing.txt", bytes);
+        return Answer::Data(std::move(bytes));
     }
     case 0x01:
     case 0x11:
-        return readFile(dir, frame, CReadoutChunk);
+        return readFile(dir, frame, wantsFtp(head));
     case 0x02:
     case 0x12:
         return removeFile(dir, frame);
@@ -183,8 +222,10 @@ Answer TransferServices::readout(const ccc_head_t& head, const std::vector<uint8
     case 0x13:
         return removeAll(dir);
     case 0x21:
+        if (wantsFtp(head)) return staged("display.png", DisplayRenderer(instrument_).png());
         return Answer::Data(DisplayRenderer(instrument_).png());
     case 0x22: {
+        if (wantsFtp(head)) return pathText(tree.ftpPathOf(tree.logFile()));
         Bytes log;
         InstrumentTree::readFile(tree.logFile(), log, kMaxFile);
         return Answer::File(std::move(log), 0);
@@ -194,16 +235,19 @@ Answer TransferServices::readout(const ccc_head_t& head, const std::vector<uint8
     }
 }
 
-Answer TransferServices::readFile(const std::string& dir, const std::vector<uint8_t>& frame, size_t chunk) {
+Answer TransferServices::readFile(const std::string& dir, const std::vector<uint8_t>& frame, bool viaFtp) {
     std::string name;
     uint32_t pos = 0;
     if (!nameFrame(frame, name, pos)) return Answer::Refuse(CodeBadFrame, "name frame too short");
     auto path = instrument_.tree().resolve(dir, name);
     if (!path) return Answer::Refuse(CodeBadName, "bad file name");
+    std::error_code ec;
+    if (!fs::is_regular_file(*path, ec)) return Answer::Refuse(CodeNotFound, "file not found");
+    if (viaFtp) return pathText(instrument_.tree().ftpPathOf(*path));
     Bytes bytes;
     if (!InstrumentTree::readFile(*path, bytes, kMaxFile))
         return Answer::Refuse(CodeNotFound, "file not found");
-    return fromPos(std::move(bytes), pos, chunk);
+    return fromPos(std::move(bytes), pos);
 }
 
 Answer TransferServices::removeFile(const std::string& dir, const std::vector<uint8_t>& frame) {

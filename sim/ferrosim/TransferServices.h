@@ -20,13 +20,16 @@ public:
     Answer scratchpad(const ccc_head_t& head, const std::vector<uint8_t>& frame);
     Answer readout(const ccc_head_t& head, const std::vector<uint8_t>& frame);
 
-    // Payloads of one readout frame: a broken line then leaves whole frames at the client.
-    static constexpr size_t CReadoutChunk = 64 * 1024;
-
 private:
     Answer setupRead(const ccc_head_t& head, const std::string& file, uint32_t pos);
     Answer setupWrite(const ccc_head_t& head, const std::vector<uint8_t>& frame);
-    Answer readFile(const std::string& dir, const std::vector<uint8_t>& frame, size_t chunk);
+    Answer applySetup(const ccc_head_t& head, std::vector<uint8_t> payload);
+    // A file from `Pos` to its end, in one frame: the client treats every frame as a whole file.
+    // With `viaFtp` the reply is the file's FTP path instead.
+    Answer readFile(const std::string& dir, const std::vector<uint8_t>& frame, bool viaFtp);
+    // Content made for this request (listing, packed setup, screen) for an FTP fetch: stored under
+    // `name` in the staging folder, answered with its FTP path.
+    Answer staged(const std::string& name, const std::vector<uint8_t>& content);
     Answer removeFile(const std::string& dir, const std::vector<uint8_t>& frame);
     Answer removeAll(const std::string& dir);
 

@@ -1,10 +1,11 @@
 // ferrosim: the simulated instrument. Serves the binary protocol on 127.0.0.1 until SIGTERM/SIGINT.
 #include "ferrosim/FaultPlan.h"
+#include "ferrosim/FtpServer.h"
 #include "ferrosim/Instrument.h"
 #include "ferrosim/InstrumentTree.h"
 #include "ferrosim/Profile.h"
-#include "ferrosim/SimOptions.h"
 #include "ferrosim/SerialBridge.h"
+#include "ferrosim/SimOptions.h"
 #include "ferrosim/SimServer.h"
 #include "ferrosim/SshService.h"
 
@@ -94,9 +95,16 @@ int main(int argc, char** argv) {
         if (!serial->open(error)) return fail("cannot open the serial line: " + error);
         std::printf("serial on %s\n", serial->devicePath().c_str());
     }
+    std::unique_ptr<FtpServer> ftp;
+    if (options.ftpPort >= 0) {
+        ftp = std::make_unique<FtpServer>(instrument.tree().root());
+        if (!ftp->start(options.ftpPort, error)) return fail("cannot start FTP: " + error);
+        std::printf("ftp on 127.0.0.1:%d\n", ftp->port());
+    }
     std::fflush(stdout);
     instrument.log("serving " + instrument.tree().root());
     int rc = app.exec();
+    if (ftp) ftp->stop();
     if (ssh) ssh->stop(); // before the instrument goes: SSH threads may wait for the main thread
     ::close(gSignalFd[0]);
     ::close(gSignalFd[1]);

@@ -250,7 +250,8 @@ Frame RawClient::openPlain() {
     return request(plain(1, 1, 2, 4, 4));
 }
 
-Sim::Sim(const std::string& faults, const std::function<void(const std::string&)>& prepare)
+Sim::Sim(const std::string& faults, const std::function<void(const std::string&)>& prepare,
+         const std::vector<std::string>& extraArgs)
     : dir_(std::make_unique<QTemporaryDir>()), process_(std::make_unique<QProcess>()) {
     root_ = dir_->path().toStdString() + "/instrument";
     if (prepare) {
@@ -259,6 +260,8 @@ Sim::Sim(const std::string& faults, const std::function<void(const std::string&)
     }
     QStringList args{"--root", QString::fromStdString(root_), "--port", "0"};
     if (!faults.empty()) args << "--faults" << QString::fromStdString(faults);
+    for (const std::string& a : extraArgs)
+        args << QString::fromStdString(a);
     process_->setProgram(FERROSIM_BINARY);
     process_->setArguments(args);
     process_->start();
@@ -285,6 +288,19 @@ Sim::~Sim() {
             process_->waitForFinished(2000);
         }
     }
+}
+
+std::string Sim::stdoutLine(int timeoutMs) {
+    QByteArray line;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!line.endsWith('\n') && std::chrono::steady_clock::now() < deadline) {
+        if (process_->bytesAvailable() == 0 && !process_->waitForReadyRead(100)) {
+            if (process_->state() != QProcess::Running) break;
+            continue;
+        }
+        line += process_->read(1);
+    }
+    return line.endsWith('\n') ? line.trimmed().toStdString() : std::string();
 }
 
 std::string Sim::stderrText() {

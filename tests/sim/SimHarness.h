@@ -77,9 +77,11 @@ private:
 
 class Sim {
 public:
-    // `prepare` may change the fixture copy (profile, files) before the program starts.
+    // `prepare` may change the fixture copy (profile, files) before the program starts; `extraArgs`
+    // go to the command line (e.g. "--ftp-port", "0").
     explicit Sim(const std::string& faults = std::string(),
-                 const std::function<void(const std::string& root)>& prepare = nullptr);
+                 const std::function<void(const std::string& root)>& prepare = nullptr,
+                 const std::vector<std::string>& extraArgs = {});
     ~Sim();
     bool running() const { return port_ != 0; }
     uint16_t port() const { return port_; }
@@ -87,6 +89,9 @@ public:
     std::string data() const { return root_ + "/flashdrive0/data"; }
     QProcess& process() { return *process_; }
     std::string stderrText();
+    // The next line the program prints on stdout after the first, without its line end; empty when
+    // none comes within the time.
+    std::string stdoutLine(int timeoutMs = 15000);
     // Sets a key of profile.json to a JSON value text before start (for `prepare`).
     static void setProfile(const std::string& root, const std::string& key, const std::string& jsonValue);
 

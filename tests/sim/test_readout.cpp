@@ -1,4 +1,4 @@
-// Readout: listings, file reads with Pos in frames of at most 64 KiB, removal, display and log.
+// Readout: listings, file reads from Pos in one frame, removal, display and log.
 #include "SimHarness.h"
 
 #include <QImage>
@@ -19,17 +19,6 @@ Bytes pattern(size_t n) {
     return b;
 }
 
-// Collects reply frames until `total` payload bytes have arrived.
-bool readFileFrames(RawClient& c, size_t total, Bytes& out, std::vector<uint32_t>& sizes, uint16_t ext) {
-    while (out.size() < total) {
-        Frame f;
-        if (!c.frame(f) || f.cmd() != 5 || f.ext() != ext || f.nak()) return false;
-        sizes.push_back(f.size());
-        Bytes p = f.payload();
-        out.insert(out.end(), p.begin(), p.end());
-    }
-    return out.size() == total;
-}
 } // namespace
 
 TEST(SimReadout, ListingsNameEveryFileWithEndAndSize) {
@@ -61,32 +50,33 @@ TEST(SimReadout, ListingsNameEveryFileWithEndAndSize) {
     EXPECT_NE(str(evt.bytes).find("Dip-1763772600-250000000.evt;"), std::string::npos);
 }
 
-TEST(SimReadout, FileReadResumesAtPosInWholeFramesOfAtMost64KiB) {
+TEST(SimReadout, AFileReadIsOneFrameFromPosToTheEnd) {
+    // The client appends each frame and takes it as the end of the file: a file is never split.
     const size_t n = 200000;
     Sim sim("", [](const std::string& root) {
         writeBytes(root + "/flashdrive0/data/rec/rec/Osc-1-9-1700000000.rec", pattern(n));
     });
     RawClient c(sim.port());
     c.openPlain();
-    c.send(named(5, 1, "rec/Osc-1-9-1700000000.rec"));
-    Bytes all;
-    std::vector<uint32_t> sizes;
-    ASSERT_TRUE(readFileFrames(c, n, all, sizes, 1));
-    EXPECT_EQ(all, pattern(n));
-    EXPECT_EQ(sizes.size(), 4u);
-    for (uint32_t s : sizes)
-        EXPECT_LE(s, 20u + 65536);
+    const Bytes whole = pattern(n);
+    Frame all = c.request(named(5, 1, "rec/Osc-1-9-1700000000.rec"));
+    EXPECT_EQ(all.cmd(), 5);
+    EXPECT_EQ(all.ext(), 1);
+    EXPECT_EQ(all.size(), 20u + n);
+    EXPECT_EQ(all.payload(), whole);
 
     const uint32_t pos = 150001;
-    c.send(named(5, 1, "rec/Osc-1-9-1700000000.rec", pos));
-    Bytes rest;
-    sizes.clear();
-    ASSERT_TRUE(readFileFrames(c, n - pos, rest, sizes, 1));
-    const Bytes whole = pattern(n);
-    EXPECT_EQ(rest, Bytes(whole.begin() + pos, whole.end()));
+    Frame rest = c.request(named(5, 1, "rec/Osc-1-9-1700000000.rec", pos));
+    EXPECT_EQ(rest.size(), 20u + n - pos);
+    EXPECT_EQ(rest.payload(), Bytes(whole.begin() + pos, whole.end()));
 
-    Frame beyond = c.request(named(5, 1, "rec/Osc-1-9-1700000000.rec", n + 1));
-    EXPECT_TRUE(beyond.nak());
+    Frame atEnd = c.request(named(5, 1, "rec/Osc-1-9-1700000000.rec", n));
+    EXPECT_FALSE(atEnd.nak());
+    EXPECT_EQ(atEnd.size(), 20u);
+    EXPECT_TRUE(c.request(named(5, 1, "rec/Osc-1-9-1700000000.rec", n + 1)).nak());
+    // Nothing else follows the single frame.
+    Frame more;
+    EXPECT_FALSE(c.frame(more, 300));
 }
 
 TEST(SimReadout, EventReadRemoveAndRemoveAll) {

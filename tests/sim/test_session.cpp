@@ -65,7 +65,7 @@ TEST(SimSession, RefusalFrameHasFlagsCodeAndTextInPlace) {
     RawClient c(sim.port());
     c.openPlain();
     Bytes req = head(4, 0, 1, 24, 4, 4, 0x01020304);
-    put32(req, 0x02FFFFFF);
+    put32(req, 0x09FFFFFF); // no such stream object
     Frame r = c.request(req);
     // NAK bit added to the GZ bit of the request.
     EXPECT_EQ(r.flags(), 6);
@@ -75,8 +75,8 @@ TEST(SimSession, RefusalFrameHasFlagsCodeAndTextInPlace) {
     EXPECT_EQ(r.seq(), 0x01020304u);
     EXPECT_EQ(r.sn(), kSerial);
     EXPECT_EQ(r.code(), 200u);
-    EXPECT_EQ(str(r.bytes, 24), "stream not available");
-    EXPECT_EQ(r.size(), 24u + 20);
+    EXPECT_EQ(str(r.bytes, 24), "unknown stream object 0x09FFFFFF");
+    EXPECT_EQ(r.size(), 24u + 32);
 }
 
 TEST(SimSession, CommandsBeforeTheSessionAndUnknownCommandsAreRefused) {

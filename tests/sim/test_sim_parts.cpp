@@ -3,6 +3,10 @@
 #include "ferrosim/FaultPlan.h"
 #include "ferrosim/InstrumentTree.h"
 #include "ferrosim/SimOptions.h"
+#include "ferrosim/SupplyConfig.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <QTemporaryDir>
 
@@ -116,4 +120,56 @@ TEST(SimCommandLine, OptionsAndTheirErrors) {
     EXPECT_FALSE(SimOptions().parse(5, const_cast<char**>(badPort), error));
     const char* unknown[] = {"ferrosim", "--root", "x", "--bogus"};
     EXPECT_FALSE(SimOptions().parse(4, const_cast<char**>(unknown), error));
+}
+
+TEST(SimCommandLine, FtpPortIsOptionalAndChecked) {
+    std::string error;
+    const char* none[] = {"ferrosim", "--root", "x"};
+    SimOptions a;
+    ASSERT_TRUE(a.parse(3, const_cast<char**>(none), error));
+    EXPECT_EQ(a.ftpPort, -1);
+    const char* free[] = {"ferrosim", "--root", "x", "--ftp-port", "0", "--ssh-port=2222"};
+    SimOptions b;
+    ASSERT_TRUE(b.parse(6, const_cast<char**>(free), error)) << error;
+    EXPECT_EQ(b.ftpPort, 0);
+    EXPECT_EQ(b.sshPort, 2222);
+    const char* given[] = {"ferrosim", "--root", "x", "--ftp-port=2121"};
+    SimOptions c;
+    ASSERT_TRUE(c.parse(4, const_cast<char**>(given), error));
+    EXPECT_EQ(c.ftpPort, 2121);
+    const char* bad[] = {"ferrosim", "--root", "x", "--ftp-port", "ftp"};
+    EXPECT_FALSE(SimOptions().parse(5, const_cast<char**>(bad), error));
+}
+
+namespace {
+bool readSupply(const char* json, SupplyConfig& c, std::string& error) {
+    return c.read(QJsonDocument::fromJson(json).object(), error);
+}
+} // namespace
+
+TEST(SimSupplyConfig, OverridesKeepTheRestAndNonsenseIsRejected) {
+    SupplyConfig c;
+    std::string error;
+    ASSERT_TRUE(readSupply(R"({"voltage": 63.5, "events": [{"kind": "swell", "phases": [2, 3, 9]}],
+                               "voltageHarmonics": [{"order": 5, "percent": 4, "phase": 10}]})",
+                           c, error))
+        << error;
+    EXPECT_EQ(c.voltage, 63.5);
+    EXPECT_EQ(c.current, 100.0);
+    ASSERT_EQ(c.events.size(), 1u);
+    EXPECT_TRUE(c.events[0].swell);
+    EXPECT_EQ(c.events[0].percent, 115.0);
+    EXPECT_EQ(c.events[0].phaseMask, 6u);
+    ASSERT_EQ(c.voltageHarmonics.size(), 1u);
+    EXPECT_EQ(c.voltageHarmonics[0].phaseDeg, 10.0);
+    EXPECT_FALSE(c.currentHarmonics.empty()); // not named: the default stays
+
+    for (const char* bad :
+         {R"({"voltage": -1})", R"({"frequency": 5})", R"({"powerFactor": 1.5})", R"({"sampleRate": 1000})",
+          R"({"voltageHarmonics": [{"order": 51, "percent": 1}]})",
+          R"({"interharmonics": [{"order": 50, "percent": 1}]})", R"({"events": [{"everySeconds": 0}]})"}) {
+        SupplyConfig d;
+        EXPECT_FALSE(readSupply(bad, d, error)) << bad;
+        EXPECT_FALSE(error.empty());
+    }
 }

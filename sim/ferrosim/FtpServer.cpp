@@ -1,0 +1,99 @@
+#include "ferrosim/FtpServer.h"
+
+#include <QElapsedTimer>
+#include <QHostAddress>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QThread>
+
+#include <csignal>
+#include <sys/prctl.h>
+
+namespace ferro::sim {
+
+namespace {
+constexpr int kStartTimeoutMs = 10000;
+constexpr int kStopGraceMs = 2000;
+constexpr int kAttempts = 3;
+
+int freeLoopbackPort() {
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost, 0)) return 0;
+    return probe.serverPort();
+}
+} // namespace
+
+FtpServer::FtpServer(std::string root) : root_(std::move(root)) {}
+
+FtpServer::~FtpServer() {
+    stop();
+}
+
+bool FtpServer::start(int port, std::string& error) {
+    // A free port found here may be taken before the child binds it; then try another one.
+    for (int attempt = 0; attempt < (port == 0 ? kAttempts : 1); ++attempt) {
+        const int p = port ? port : freeLoopbackPort();
+        if (p == 0) {
+            error = "no free port";
+            return false;
+        }
+        if (launch(p, error) && waitUntilAccepting(p, error)) {
+            port_ = p;
+            return true;
+        }
+        stop();
+    }
+    return false;
+}
+
+bool FtpServer::launch(int port, std::string& error) {
+    process_ = std::make_unique<QProcess>();
+    process_->setProgram(CPython);
+    process_->setArguments({"-m", "pyftpdlib", "-i", "127.0.0.1", "-p", QString::number(port), "-w", "-d",
+                            QString::fromStdString(root_)});
+    process_->setStandardOutputFile(QProcess::nullDevice());
+    process_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // The server must not outlive us, even when we are killed without a chance to stop it.
+    process_->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
+    process_->start();
+    if (!process_->waitForStarted(kStartTimeoutMs)) {
+        error = "cannot start " + std::string(CPython) + ": " + process_->errorString().toStdString();
+        return false;
+    }
+    return true;
+}
+
+bool FtpServer::waitUntilAccepting(int port, std::string& error) {
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < kStartTimeoutMs) {
+        if (process_->state() != QProcess::Running) {
+            error = "the FTP server ended at start (is python3-pyftpdlib installed?)";
+            return false;
+        }
+        QTcpSocket probe;
+        probe.connectToHost(QHostAddress::LocalHost, quint16(port));
+        if (probe.waitForConnected(200)) {
+            probe.abort();
+            return true;
+        }
+        QThread::msleep(50);
+    }
+    error = "the FTP server does not accept connections";
+    return false;
+}
+
+void FtpServer::stop() {
+    if (!process_) return;
+    if (process_->state() != QProcess::NotRunning) {
+        process_->terminate();
+        if (!process_->waitForFinished(kStopGraceMs)) {
+            process_->kill();
+            process_->waitForFinished(kStopGraceMs);
+        }
+    }
+    process_.reset();
+    port_ = 0;
+}
+
+} // namespace ferro::sim

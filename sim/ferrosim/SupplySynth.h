@@ -1,0 +1,41 @@
+#pragma once
+// The three-phase supply the simulated instrument is connected to: produces sampled waveforms of all
+// twelve channels at any time of the device clock. Everything the instrument reports is computed
+// from these samples (WaveformAnalyzer, PowerAnalyzer), never from the configuration directly.
+
+#include "ferrosim/Measurement.h"
+#include "ferrosim/SupplyConfig.h"
+
+#include <cstdint>
+
+namespace ferro::sim {
+
+class SupplySynth {
+public:
+    // `epochNs`: a device time near the times asked for; phases are kept relative to it so that
+    // double precision is not spent on seconds since 1970.
+    SupplySynth(SupplyConfig config, uint64_t epochNs);
+
+    const SupplyConfig& config() const { return config_; }
+
+    // `count` samples of every channel from `startNs` (linear device time) at the configured rate.
+    void sample(uint64_t startNs, size_t count, Waveforms& out) const;
+
+    // Instantaneous frequency of the drifting supply.
+    double frequencyAt(uint64_t ns) const;
+    // Bits of the voltage channels (0 U1E .. 6 U31) touched by a dip or swell in [fromNs, toNs).
+    uint32_t eventFlags(uint64_t fromNs, uint64_t toNs) const;
+    double temperatureAt(uint64_t ns) const;
+
+private:
+    double relSeconds(uint64_t ns) const;
+    // Voltage factor of phase `p` at relative time `t` from the scheduled dips and swells.
+    double eventFactor(size_t p, double t) const;
+    double theta(double t) const;
+
+    SupplyConfig config_;
+    uint64_t epochNs_;
+    double loadAngle_;
+};
+
+} // namespace ferro::sim
