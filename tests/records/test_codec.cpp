@@ -174,7 +174,7 @@ TEST(RecordCodec, SimulatorObjectsReachTheTypedDecoders) {
         EXPECT_EQ(hv->HrmIL[3][50], 7.0f);
         EXPECT_EQ(hv->VecI[2].Ang, 33.0f);
     }
-    for (uint8_t gen : {uint8_t(0), uint8_t(1), uint8_t(2)}) {
+    for (uint8_t gen : {uint8_t(0), uint8_t(1), uint8_t(2), uint8_t(3)}) {
         TRecordValues o(*t.RecordFor(doOsc, gen));
         const std::string hdr = o.Def().Members.back().Type->TypeName;
         o.Set(hdr, "smplrte", 2000);

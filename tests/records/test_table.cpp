@@ -24,7 +24,7 @@ TEST(FieldTable, RecordSizes) {
         {"c_150t_t_V2_2", 6264},   {"c_10t_t_V1_0", 6052},    {"c_10t_t_V2_2", 6264},
         {"c_10min_t_V1_0", 12680}, {"c_10min_t_V2_2", 12896}, {"c_2h_t_V1_0", 8012},
         {"c_2h_t_V2_2", 8228},     {"c_10s_t", 36},           {"c_osc_dta_t_V1_0", 40},
-        {"c_osc_dta_t_V2_0", 60},  {"c_osc_dta_t_V2_2", 60},  {"c_hp_t", 24},
+        {"c_osc_dta_t_V2_0", 60},  {"c_osc_dta_t_V2_2", 60},  {"c_osc_dta_t_V3", 20},   {"c_hp_t", 24},
         {"c_bin_in_t", 14}};
     EXPECT_EQ(T().Records().size(), sizes.size());
     for (const auto& [name, size] : sizes) {
@@ -106,8 +106,8 @@ TEST(FieldTable, EveryNamedSubRecordCarriesItsStructName) {
     for (const auto& sp : T().SubRecords()) {
         if (sp->Struct < 0) continue;
         const std::string name = FerroStructName(TFerroStruct(sp->Struct));
-        // The later oscilloscope header shares ssosc_t with the first one.
-        if (sp->TypeName == "osc_t_V2_0") {
+        // The later oscilloscope headers share ssosc_t with the first one.
+        if (sp->TypeName == "osc_t_V2_0" || sp->TypeName == "osc_t_V3") {
             EXPECT_EQ(name, "ssosc_t");
             continue;
         }
@@ -192,6 +192,9 @@ TEST(FieldTable, EveryValueTableLeafFindsFields) {
     EXPECT_EQ(T().RecordFor(doOsc, 2)->Member(ssosc_dta_t_V1_0), nullptr);
     EXPECT_EQ(T().RecordFor(doOsc, 1)->TailType->Struct, int(ssosc_dta_t_V1_0));
     EXPECT_EQ(T().RecordFor(doOsc, 2)->TailType->Struct, int(ssosc_dta_t_V2_2));
+    // Generation 3: no gap after the stamp, the count at 12 and the samples at 20.
+    EXPECT_EQ(T().RecordFor(doOsc, 3)->AbsOffset("osc_t_V3", "SmplCnt"), 12);
+    EXPECT_EQ(T().RecordFor(doOsc, 3)->AbsOffset("osc_dta_t_V2_2", "u1"), 20);
     EXPECT_EQ(T().RecordFor(doOsc, 3)->TailType->Size, 48u);
 }
 
@@ -289,7 +292,7 @@ TEST(FieldTable, FirmwareWordSelectsTheLayout) {
         {13685, 0, 2320, "c_osc_dta_t_V1_0"},      {13686, 1, 2320, "c_osc_dta_t_V2_0"},
         {19999, 1, 2320, "c_osc_dta_t_V2_0"},      {20000, 2, 2328, "c_osc_dta_t_V2_2"},
         {0x01050000, 0, 2320, "c_osc_dta_t_V1_0"}, {0x02010200, 1, 2320, "c_osc_dta_t_V2_0"},
-        {0x02020000, 2, 2328, "c_osc_dta_t_V2_2"}, {0x03000000, 3, 2328, "c_osc_dta_t_V2_2"}};
+        {0x02020000, 2, 2328, "c_osc_dta_t_V2_2"}, {0x03000000, 3, 2328, "c_osc_dta_t_V3"}};
     for (const auto& c : cases) {
         TFerroFW fw;
         fw.Rev = c.word;
