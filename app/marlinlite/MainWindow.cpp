@@ -1,0 +1,439 @@
+#include "MainWindow.h"
+
+#include "InstrumentDialog.h"
+#include "forms/Icons.h"
+#include "forms/MessageDialog.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QDateTime>
+#include <QDir>
+#include <QDockWidget>
+#include <QFontDatabase>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QSettings>
+#include <QSplitter>
+#include <QStandardPaths>
+#include <QStatusBar>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QToolBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace ferro {
+
+namespace {
+
+struct TKindButton {
+    TDirectKind Kind;
+    TIconKind Icon;
+};
+
+constexpr TKindButton CKindButtons[] = {
+    {dkpara, TIconKind::Parameter},     {dkparaRefresh, TIconKind::Refresh}, {dkvisu, TIconKind::Live},
+    {dkdata, TIconKind::Data},          {dkoffline, TIconKind::Offline},     {dkflash, TIconKind::Firmware},
+    {dkmassflash, TIconKind::Firmware}, {dkstatus, TIconKind::Status},       {dkInitSSH, TIconKind::Key},
+    {dkUserSetup, TIconKind::User},
+};
+
+enum Column { ColName, ColAddress, ColPort, ColTransport, ColIp, ColUser, ColSerial, ColCount };
+
+QIcon TransportIcon(TTransport t) {
+    switch (t) {
+    case TTransport::Ssh:
+        return FerroIcon(TIconKind::Secure);
+    case TTransport::Serial:
+        return FerroIcon(TIconKind::Serial);
+    case TTransport::Tcp:
+        break;
+    }
+    return FerroIcon(TIconKind::Network);
+}
+
+std::string WithSeparator(const QString& dir) {
+    QDir().mkpath(dir);
+    return QDir::toNativeSeparators(QDir(dir).absolutePath() + "/").toStdString();
+}
+
+} // namespace
+
+QString TMainWindow::KindText(TDirectKind Kind) {
+    switch (Kind) {
+    case dkpara:
+        return "Parametrierung";
+    case dkparaRefresh:
+        return "Parameter neu laden";
+    case dkvisu:
+        return "Live-Ansicht";
+    case dkdata:
+        return "Messdaten";
+    case dkoffline:
+        return "Offline-Daten";
+    case dkflash:
+        return "Firmware-Update";
+    case dkmassflash:
+        return "Massen-Update";
+    case dkstatus:
+        return "Gerätestatus";
+    case dkInitSSH:
+        return "SSH einrichten";
+    case dkUserSetup:
+        return "Benutzerverwaltung";
+    }
+    return "";
+}
+
+TFolders TMainWindow::StandardFolders() {
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    const QString config = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
+    const QString cache = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
+    TFolders f;
+    f.Data = WithSeparator(data + "/Daten");
+    f.Ini = WithSeparator(config + "/ini");
+    f.Tmp = WithSeparator(cache + "/tmp");
+    return f;
+}
+
+TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent)
+    : QMainWindow(Parent), FSettings(std::move(Settings)), FFolders(std::move(Folders)) {
+    setObjectName("MainWindow");
+    setWindowTitle("Marlin Lite – Ferro Recorder");
+    if (FSettings) FStore.Load(*FSettings);
+    BuildUi();
+    RefreshList();
+    resize(1280, 800);
+}
+
+TMainWindow::~TMainWindow() = default;
+
+void TMainWindow::BuildUi() {
+    auto* tools = addToolBar("Geräte");
+    tools->setObjectName("tbInstruments");
+    tools->setMovable(false);
+    tools->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    tools->setIconSize(QSize(20, 20));
+    auto* actAdd = tools->addAction(FerroIcon(TIconKind::Add), "Hinzufügen");
+    actAdd->setObjectName("actAdd");
+    actEdit = tools->addAction(FerroIcon(TIconKind::Edit), "Bearbeiten");
+    actEdit->setObjectName("actEdit");
+    actRemove = tools->addAction(FerroIcon(TIconKind::Remove), "Entfernen");
+    actRemove->setObjectName("actRemove");
+    tools->addSeparator();
+    auto* actConnect = tools->addAction(FerroIcon(TIconKind::Connect), "Verbinden");
+    actConnect->setObjectName("actConnect");
+    connect(actAdd, &QAction::triggered, this, [this] { AddInstrument(); });
+    connect(actEdit, &QAction::triggered, this, [this] { EditInstrument(); });
+    connect(actRemove, &QAction::triggered, this, [this] { RemoveInstrument(); });
+    connect(actConnect, &QAction::triggered, this, [this] { OpenConnectionView(); });
+
+    auto* splitter = new QSplitter(Qt::Horizontal, this);
+    splitter->setObjectName("splitMain");
+
+    // Left: the list and the view buttons.
+    auto* left = new QWidget(splitter);
+    auto* leftLayout = new QVBoxLayout(left);
+    leftLayout->setContentsMargins(8, 8, 4, 8);
+    leftLayout->setSpacing(8);
+    auto* listTitle = new QLabel("<b>Geräte</b>", left);
+    leftLayout->addWidget(listTitle);
+    lstInstruments = new QTableWidget(0, ColCount, left);
+    lstInstruments->setObjectName("lstInstruments");
+    lstInstruments->setHorizontalHeaderLabels(
+        {"Name", "Adresse", "Port", "Verbindung", "IP", "Benutzer", "Schnittstelle"});
+    lstInstruments->setSelectionBehavior(QAbstractItemView::SelectRows);
+    lstInstruments->setSelectionMode(QAbstractItemView::SingleSelection);
+    lstInstruments->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    lstInstruments->setAlternatingRowColors(true);
+    lstInstruments->verticalHeader()->setVisible(false);
+    lstInstruments->verticalHeader()->setDefaultSectionSize(24);
+    lstInstruments->horizontalHeader()->setStretchLastSection(true);
+    lstInstruments->horizontalHeader()->setHighlightSections(false);
+    lstInstruments->setShowGrid(false);
+    leftLayout->addWidget(lstInstruments, 1);
+    connect(lstInstruments, &QTableWidget::itemSelectionChanged, this, [this] { UpdateActions(); });
+    connect(lstInstruments, &QTableWidget::cellDoubleClicked, this, [this] { OpenConnectionView(); });
+
+    auto* views = new QGroupBox("Ansicht öffnen", left);
+    auto* grid = new QGridLayout(views);
+    grid->setSpacing(4);
+    btnConnView = new QToolButton(views);
+    btnConnView->setObjectName("btnConnView");
+    btnConnView->setText("Verbindung und Identität");
+    btnConnView->setIcon(FerroIcon(TIconKind::Connect));
+    btnConnView->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    btnConnView->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    btnConnView->setIconSize(QSize(20, 20));
+    QFont bold = btnConnView->font();
+    bold.setBold(true);
+    btnConnView->setFont(bold);
+    grid->addWidget(btnConnView, 0, 0, 1, 2);
+    connect(btnConnView, &QToolButton::clicked, this, [this] { OpenConnectionView(); });
+    int i = 0;
+    for (const TKindButton& k : CKindButtons) {
+        auto* b = new QToolButton(views);
+        b->setObjectName(QString("btn_%1").arg(DirectKindName(k.Kind)));
+        b->setText(KindText(k.Kind));
+        b->setIcon(FerroIcon(k.Icon));
+        b->setIconSize(QSize(18, 18));
+        b->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        b->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        b->setToolTip(KindText(k.Kind) + " (noch nicht verfügbar)");
+        grid->addWidget(b, 1 + i / 2, i % 2);
+        const TDirectKind kind = k.Kind;
+        connect(b, &QToolButton::clicked, this, [this, kind] { OpenDirect(kind); });
+        FKindButtons.push_back(b);
+        ++i;
+    }
+    leftLayout->addWidget(views);
+    left->setMinimumWidth(590);
+
+    // Right: the open views.
+    tabViews = new QTabWidget(splitter);
+    tabViews->setObjectName("tabViews");
+    tabViews->setTabsClosable(true);
+    tabViews->setDocumentMode(true);
+    FEmptyPage = new QLabel("Kein Gerät geöffnet.\n\nWählen Sie links ein Gerät und eine Ansicht.", tabViews);
+    static_cast<QLabel*>(FEmptyPage)->setAlignment(Qt::AlignCenter);
+    FEmptyPage->setStyleSheet("color: palette(mid); font-size: 12pt;");
+    ShowStartPage();
+    connect(tabViews, &QTabWidget::tabCloseRequested, this, [this](int idx) { CloseViewAt(idx); });
+    splitter->addWidget(left);
+    splitter->addWidget(tabViews);
+    splitter->setStretchFactor(0, 0);
+    splitter->setStretchFactor(1, 1);
+    splitter->setSizes({640, 640});
+    setCentralWidget(splitter);
+
+    // Bottom: the log pane.
+    auto* dock = new QDockWidget("Protokoll", this);
+    dock->setObjectName("dockLog");
+    dock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    memHostLog = new QPlainTextEdit(dock);
+    memHostLog->setObjectName("memHostLog");
+    memHostLog->setReadOnly(true);
+    memHostLog->setMaximumBlockCount(10000);
+    memHostLog->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    dock->setWidget(memHostLog);
+    addDockWidget(Qt::BottomDockWidgetArea, dock);
+    resizeDocks({dock}, {140}, Qt::Vertical);
+
+    // Status bar: what runs, busy indicator, transfer progress.
+    lblWork = new QLabel(this);
+    lblWork->setObjectName("lblWork");
+    aniBusy = new QProgressBar(this);
+    aniBusy->setObjectName("aniBusy");
+    aniBusy->setRange(0, 0);
+    aniBusy->setTextVisible(false);
+    aniBusy->setFixedSize(70, 12);
+    aniBusy->setVisible(false);
+    pbTransfer = new QProgressBar(this);
+    pbTransfer->setObjectName("pbTransfer");
+    pbTransfer->setRange(0, 100);
+    pbTransfer->setValue(0);
+    pbTransfer->setFixedSize(180, 14);
+    pbTransfer->setFormat("%p%");
+    statusBar()->addWidget(lblWork, 1);
+    statusBar()->addPermanentWidget(aniBusy);
+    statusBar()->addPermanentWidget(pbTransfer);
+}
+
+void TMainWindow::ShowStartPage() {
+    const int idx = tabViews->addTab(FEmptyPage, "Start");
+    // The start page is not a view: it has nothing to close.
+    tabViews->tabBar()->setTabButton(idx, QTabBar::RightSide, nullptr);
+    tabViews->tabBar()->setTabButton(idx, QTabBar::LeftSide, nullptr);
+}
+
+void TMainWindow::RefreshList() {
+    const int keep = SelectedInstrument();
+    lstInstruments->setRowCount(int(FStore.Count()));
+    for (size_t r = 0; r < FStore.Count(); ++r) {
+        const TInstrument& e = FStore.At(r);
+        const bool serial = e.Transport == TTransport::Serial;
+        auto set = [&](int col, const QString& text) {
+            auto* item = new QTableWidgetItem(text);
+            if (col == ColPort) item->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+            lstInstruments->setItem(int(r), col, item);
+            return item;
+        };
+        set(ColName, QString::fromStdString(e.Name))->setIcon(TransportIcon(e.Transport));
+        set(ColAddress, serial ? QString("–") : QString::fromStdString(e.Address));
+        set(ColPort, serial ? QString("–") : QString::number(e.Port));
+        set(ColTransport, TransportText(e.Transport));
+        set(ColIp, serial ? QString("–") : QString(IpVerText(e.IpVer)));
+        set(ColUser, e.Transport == TTransport::Ssh ? QString::fromStdString(e.SshUser) : QString("–"));
+        set(ColSerial, serial ? QString::fromStdString(e.SerialDevice) : QString("–"));
+    }
+    lstInstruments->resizeColumnsToContents();
+    if (keep >= 0 && keep < int(FStore.Count()))
+        SelectInstrument(keep);
+    else if (FStore.Count() > 0)
+        SelectInstrument(0);
+    UpdateActions();
+}
+
+void TMainWindow::SaveList() {
+    if (FSettings) FStore.Save(*FSettings);
+}
+
+void TMainWindow::UpdateActions() {
+    const bool any = SelectedInstrument() >= 0;
+    actEdit->setEnabled(any);
+    actRemove->setEnabled(any);
+    btnConnView->setEnabled(any);
+}
+
+void TMainWindow::SelectInstrument(int Row) {
+    if (Row < 0 || Row >= lstInstruments->rowCount()) return;
+    lstInstruments->selectRow(Row);
+}
+
+int TMainWindow::SelectedInstrument() const {
+    const auto rows = lstInstruments->selectionModel()->selectedRows();
+    return rows.isEmpty() ? -1 : rows.first().row();
+}
+
+void TMainWindow::AddInstruments(const std::vector<TInstrument>& Entries) {
+    for (const TInstrument& e : Entries)
+        FStore.AddOrReplace(e);
+    SaveList();
+    RefreshList();
+}
+
+void TMainWindow::AddInstrument() {
+    TInstrument fresh;
+    fresh.Address = "";
+    auto* dlg = new TInstrumentDialog(fresh, this);
+    dlg->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dlg, &QDialog::accepted, this, [this, dlg] {
+        std::string error;
+        if (FStore.Add(dlg->Entry(), error)) {
+            SaveList();
+            RefreshList();
+            SelectInstrument(int(FStore.Count()) - 1);
+            AppendLog("Gerät hinzugefügt: " + QString::fromStdString(dlg->Entry().Name));
+        }
+    });
+    dlg->open();
+}
+
+void TMainWindow::EditInstrument() {
+    const int row = SelectedInstrument();
+    if (row < 0) return;
+    auto* dlg = new TInstrumentDialog(FStore.At(size_t(row)), this);
+    dlg->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dlg, &QDialog::accepted, this, [this, dlg, row] {
+        std::string error;
+        if (FStore.Update(size_t(row), dlg->Entry(), error)) {
+            SaveList();
+            RefreshList();
+        }
+    });
+    dlg->open();
+}
+
+void TMainWindow::RemoveInstrument() {
+    const int row = SelectedInstrument();
+    if (row < 0) return;
+    const std::string name = FStore.At(size_t(row)).Name;
+    OpenMessageBox(this, "Soll das Gerät \"" + name + "\" aus der Liste entfernt werden?", mtConfirmation,
+                   Buttons({mbYes, mbNo}), mbNo, [this, row, name](int result) {
+                       if (result != mrYes || row >= int(FStore.Count()) ||
+                           FStore.At(size_t(row)).Name != name)
+                           return;
+                       FStore.Remove(size_t(row));
+                       SaveList();
+                       RefreshList();
+                   });
+}
+
+void TMainWindow::ShowNote(const QString& Text) {
+    statusBar()->showMessage(Text, 8000);
+    AppendLog(Text);
+}
+
+void TMainWindow::OpenDirect(TDirectKind Kind) {
+    ShowNote(KindText(Kind) + ": noch nicht verfügbar");
+}
+
+TConnectionView* TMainWindow::OpenConnectionView() {
+    const int row = SelectedInstrument();
+    if (row < 0) {
+        ShowNote("Bitte wählen Sie zuerst ein Gerät aus der Liste.");
+        return nullptr;
+    }
+    const TInstrument entry = FStore.At(size_t(row));
+    auto* view = new TConnectionView(tabViews);
+    view->setObjectName("ConnectionView");
+    WireView(view);
+    if (FEmptyPage && tabViews->indexOf(FEmptyPage) >= 0) tabViews->removeTab(tabViews->indexOf(FEmptyPage));
+    const int idx =
+        tabViews->addTab(view, TransportIcon(entry.Transport), QString::fromStdString(entry.Name));
+    tabViews->setCurrentIndex(idx);
+    AppendLog("Öffne Verbindung zu " + QString::fromStdString(entry.Name));
+    view->Open(entry, FFolders);
+    return view;
+}
+
+void TMainWindow::WireView(TConnectionView* View) {
+    View->FOnLogCallBack = [this](TSender, const std::string& Line, bool ToMemo) {
+        if (ToMemo) AppendLog(QString::fromStdString(Line));
+    };
+    View->FWorkCallback = [this](TSender, const std::string& Text, bool Start, bool Clear) {
+        aniBusy->setVisible(Start);
+        lblWork->setText(QString::fromStdString(Text));
+        if (Clear) pbTransfer->setValue(0);
+    };
+    View->FSetProg = [this](TSender, const TProgressRecord& Rec) {
+        if (Rec.start || Rec.stop) {
+            pbTransfer->setValue(0);
+            return;
+        }
+        if (Rec.Max > 0) pbTransfer->setValue(int(std::min<uint64_t>(100, Rec.Progress * 100 / Rec.Max)));
+    };
+    View->FSetGlobalProg = [this](TSender, bool Enabled, const std::string& Text) {
+        lblWork->setText(Enabled ? QString::fromStdString(Text) : QString());
+    };
+    QPointer<TConnectionView> guard(View);
+    connect(View, &TConnectionView::EstablishedChanged, this, [this, guard](bool On) {
+        if (guard && On)
+            statusBar()->showMessage("Verbunden mit " + QString::fromStdString(guard->Instrument().Name),
+                                     8000);
+    });
+    connect(View, &TConnectionView::ViewFinished, this, [this, guard] {
+        if (!guard) return;
+        const int idx = tabViews->indexOf(guard);
+        if (idx >= 0) tabViews->removeTab(idx);
+        AppendLog("Ansicht geschlossen: " + QString::fromStdString(guard->Instrument().Name));
+        guard->deleteLater();
+        if (tabViews->count() == 0) ShowStartPage();
+        aniBusy->setVisible(false);
+    });
+}
+
+void TMainWindow::CloseViewAt(int Index) {
+    auto* view = qobject_cast<TConnectionView*>(tabViews->widget(Index));
+    if (view) view->CloseView();
+}
+
+QString TMainWindow::LogText() const {
+    return memHostLog->toPlainText();
+}
+
+void TMainWindow::AppendLog(const QString& Line) {
+    memHostLog->appendPlainText(QDateTime::currentDateTime().toString("HH:mm:ss  ") + Line);
+}
+
+void TMainWindow::closeEvent(QCloseEvent* Event) {
+    SaveList();
+    QMainWindow::closeEvent(Event);
+}
+
+} // namespace ferro

@@ -1,0 +1,532 @@
+#include "forms/FormBasic.h"
+
+#include "forms/Icons.h"
+#include "forms/SetupNodePath.h"
+#include "foundation/Clock.h"
+#include "foundation/Format.h"
+#include "foundation/MainThread.h"
+#include "link/CommandTable.h"
+#include "link/Messages.h"
+#include "link/RSComUnit.h"
+#include "link/ReadThreadTCP.h"
+#include "link/TCPComUnit.h"
+
+#include <QCloseEvent>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QSlider>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <exception>
+
+namespace ferro {
+
+namespace {
+
+std::vector<std::string> StreamLines(const MemStream& Stream) {
+    std::vector<std::string> lines;
+    std::string all(reinterpret_cast<const char*>(Stream.data()), Stream.size());
+    size_t from = 0;
+    while (from < all.size()) {
+        size_t lf = all.find('\n', from);
+        std::string line = all.substr(from, lf == std::string::npos ? std::string::npos : lf - from);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (!line.empty()) lines.push_back(line);
+        if (lf == std::string::npos) break;
+        from = lf + 1;
+    }
+    return lines;
+}
+
+} // namespace
+
+TFormBasic::TFormBasic(QWidget* Parent) : QWidget(Parent) {
+    FVerInfo = "Ferro";
+    ColArr.assign(TColArr.begin(), TColArr.end());
+    BuildStatusBar();
+}
+
+TFormBasic::~TFormBasic() {
+    LogCallBack(Fmt("End: 0 %lld", static_cast<long long>(clock().nowMs())), false);
+    // A connecting thread may be waiting for an answer to a host-key question: give it one.
+    FinishPendingDialogs();
+    if (FConnectThread.joinable()) FConnectThread.join();
+    LogCallBack("End:", false);
+    // The link goes first: its threads post into this form and must be stopped while it still stands.
+    if (FComUnit) {
+        FComUnit->FOnLogCallBack = nullptr;
+        FComUnit->FDisplayConnMessage = nullptr;
+        FComUnit->FRequestClose = nullptr;
+    }
+    FComUnit = nullptr;
+    FTCPComUnit = nullptr;
+    FRSComUnit = nullptr;
+    FOwnedUnit.reset();
+    LogCallBack(Fmt("End: 7 %lld", static_cast<long long>(clock().nowMs())), false);
+    FOnLogCallBack = nullptr;
+}
+
+void TFormBasic::BuildStatusBar() {
+    auto* root = new QVBoxLayout(this);
+    root->setContentsMargins(0, 0, 0, 0);
+    root->setSpacing(0);
+
+    lytBase = new QWidget(this);
+    lytBase->setObjectName("lytBase");
+    root->addWidget(lytBase, 1);
+
+    StatBar = new QFrame(this);
+    StatBar->setObjectName("StatBar");
+    StatBar->setFrameShape(QFrame::StyledPanel);
+    StatBar->setAutoFillBackground(true);
+    auto* bar = new QHBoxLayout(StatBar);
+    bar->setContentsMargins(8, 3, 8, 3);
+    bar->setSpacing(10);
+    root->addWidget(StatBar);
+
+    PanelBack = new QFrame(StatBar);
+    PanelBack->setObjectName("PanelBack");
+    auto* panel = new QHBoxLayout(PanelBack);
+    panel->setContentsMargins(0, 0, 0, 0);
+    panel->setSpacing(6);
+    imgSecure = new QLabel(PanelBack);
+    imgSecure->setObjectName("imgSecure");
+    imgSecure->setFixedSize(18, 18);
+    lblCon = new QLabel(PanelBack);
+    lblCon->setObjectName("lblCon");
+    panel->addWidget(imgSecure);
+    panel->addWidget(lblCon);
+    PanelBack->setVisible(false);
+    bar->addWidget(PanelBack);
+
+    AniIndi = new QProgressBar(StatBar);
+    AniIndi->setObjectName("AniIndi");
+    AniIndi->setRange(0, 0);
+    AniIndi->setTextVisible(false);
+    AniIndi->setFixedSize(64, 10);
+    AniIndi->setVisible(false);
+    bar->addWidget(AniIndi);
+
+    LabSBar = new QLabel(StatBar);
+    LabSBar->setObjectName("LabSBar");
+    bar->addWidget(LabSBar, 1);
+
+    lytTrackZoom = new QWidget(StatBar);
+    lytTrackZoom->setObjectName("lytTrackZoom");
+    auto* zoom = new QHBoxLayout(lytTrackZoom);
+    zoom->setContentsMargins(0, 0, 0, 0);
+    txtZoomNeg = new QLabel("−", lytTrackZoom);
+    txtZoomNeg->setObjectName("txtZoomNeg");
+    tbZoom = new QSlider(Qt::Horizontal, lytTrackZoom);
+    tbZoom->setObjectName("tbZoom");
+    tbZoom->setRange(10, 400);
+    tbZoom->setValue(100);
+    tbZoom->setFixedWidth(120);
+    txtZoomPos = new QLabel("+", lytTrackZoom);
+    txtZoomPos->setObjectName("txtZoomPos");
+    txtZoomPerc = new QLabel("100 %", lytTrackZoom);
+    txtZoomPerc->setObjectName("txtZoomPerc");
+    zoom->addWidget(txtZoomNeg);
+    zoom->addWidget(tbZoom);
+    zoom->addWidget(txtZoomPos);
+    zoom->addWidget(txtZoomPerc);
+    connect(tbZoom, &QSlider::valueChanged, txtZoomPerc,
+            [this](int v) { txtZoomPerc->setText(QString("%1 %").arg(v)); });
+    lytTrackZoom->setVisible(false);
+    bar->addWidget(lytTrackZoom);
+
+    ProgressBar1 = new QProgressBar(StatBar);
+    ProgressBar1->setObjectName("ProgressBar1");
+    // The bar counts in percent: transfer sizes do not fit its int range.
+    ProgressBar1->setRange(0, 100);
+    ProgressBar1->setValue(0);
+    ProgressBar1->setTextVisible(false);
+    ProgressBar1->setFixedSize(160, 12);
+    bar->addWidget(ProgressBar1);
+
+    txtProgress = new QLabel("0%", StatBar);
+    txtProgress->setObjectName("txtProgress");
+    txtProgress->setMinimumWidth(txtProgress->fontMetrics().horizontalAdvance("100%") + 4);
+    txtProgress->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    bar->addWidget(txtProgress);
+}
+
+// ---------------------------------------------------------------- the link
+
+void TFormBasic::SetComUnit(bool IsSerial, bool IsSSH, TIpVer IpVer) {
+    if (IsSerial) {
+        AdoptComUnit(std::make_unique<TRSComUnit>(), IsSSH);
+        return;
+    }
+    auto tcp = std::make_unique<TTCPComUnit>(IsSSH);
+    tcp->FIPVersion = IpVer;
+    AdoptComUnit(std::move(tcp), IsSSH);
+}
+
+void TFormBasic::AdoptComUnit(std::unique_ptr<TComUnit> Unit, bool IsSSH) {
+    if (FConnectThread.joinable()) FConnectThread.join();
+    FOwnedUnit = std::move(Unit);
+    FComUnit = FOwnedUnit.get();
+    FTCPComUnit = dynamic_cast<TTCPComUnit*>(FComUnit);
+    FRSComUnit = dynamic_cast<TRSComUnit*>(FComUnit);
+    FSecureConnection = IsSSH;
+    if (FComUnit) WireCallbacks();
+}
+
+void TFormBasic::WireCallbacks() {
+    TComUnit& l = *FComUnit;
+    l.FVisibility = FVisibility;
+    l.FOnLogCallBack = [this](TSender S, const std::string& T, bool M) { LogPrepare(S, T, M); };
+    l.FOnNewXMLFile = [this](TSender S, const std::string& F, int K) { CallBackXML(S, F, K); };
+    l.FOnConnDone = [this](TSender S, bool Ok) { ConnEst(S, Ok); };
+    l.FUpdateGrid = [this](TSender) { UpdateGrid(); };
+    l.FStopWork = [this] { StopWork(); };
+    l.FClearWork = [this] { ClearWork(); };
+    auto onWork = [this](TWorkStatus St, TWorkMode M, uint64_t N) {
+        switch (St) {
+        case ::ferro::WorkBegin:
+            ComUnitOnWorkBegin(M, N);
+            break;
+        case WorkWorking:
+            ComUnitOnWork(M, N);
+            break;
+        case ::ferro::WorkEnd:
+            ComUnitOnWorkEnd(M);
+            break;
+        }
+    };
+    if (FTCPComUnit && FTCPComUnit->ReadThread()) {
+        TIdReadThreadTCP* t = FTCPComUnit->ReadThread();
+        t->FBeginWork = [this](TWorkMode M, uint64_t N) { ComUnitOnWorkBegin(M, N); };
+        t->FEndWork = [this](TWorkMode M, uint64_t) { ComUnitOnWorkEnd(M); };
+        t->FOnWork = [this](TWorkMode M, uint64_t N) { ComUnitOnWork(M, N); };
+    }
+    if (FRSComUnit) FRSComUnit->FOnWork = onWork;
+    l.FFtpWork = onWork;
+    l.FRecOverview = [this](TSender, MemStream& S) { RecOverView(StreamLines(S)); };
+    l.FEvtOverview = [this](TSender, MemStream& S) { EvtOverView(StreamLines(S)); };
+    l.FRecToTable = [this](TSender, const std::string& F) { RecToTable(F); };
+    l.FEvtToTable = [this](TSender, const std::string& F) { EvtToTable(F); };
+    l.FSetNewDisplayImage = [this](TSender S, MemStream& M) { SetNewDisplayImage(S, M); };
+    l.FOnConCallack = [this](TSender S, const std::string& T) { SetLabConText(S, T); };
+    l.FDisplayConnMessage = [this](const std::string& T, TMsgDlgType Ty, TThreadedMessageCallBack Cb,
+                                   TMsgDlgButtons B,
+                                   TMsgDlgBtn D) { DisplayConnMessage(T, Ty, std::move(Cb), B, D); };
+    l.FThreadExceptCallBack = [this](TSender S) { ThreadExceptCallBack(S); };
+    l.FNAKCB = [this](TSender, uint32_t) { EndWork(); };
+}
+
+void TFormBasic::SetTCPCommUnit(const std::string& IP, int Port, bool FTP, bool Connect, bool SetFolders,
+                                bool GZ, bool CheckXML, int BoundPort) {
+    if (!FComUnit) return;
+    FConnSucces = true;
+    FIP = IP;
+    FPort = std::to_string(Port);
+    FComUnit->SetIPAndPort(IP, Port, BoundPort);
+    if (FTCPComUnit) FTCPComUnit->FIsOffline = IP.empty();
+    FComUnit->FFTP = FTP;
+    FComUnit->FGZ = GZ;
+    FComUnit->FSetFolders = SetFolders;
+    FComUnit->FVisibility = FVisibility;
+    if (!Connect) {
+        EndWork();
+        return;
+    }
+    FComUnit->FCheckXMLFileVersions = CheckXML;
+    if (FConnectThread.joinable()) FConnectThread.join();
+    TComUnit* link = FComUnit;
+    FConnectThread = std::thread([this, link] {
+        bool ok = false;
+        std::string error;
+        try {
+            link->DoConnect();
+            ok = link->IsConnected();
+        } catch (const std::exception& e) {
+            error = e.what();
+        } catch (...) {
+            error = "unknown";
+        }
+        // The form's fields belong to the main thread; the result is handed over there.
+        Postpone(this, [this, ok, error] {
+            if (!error.empty()) LogPrepare(this, "Connect Error " + error, false);
+            if (!ok) FConnSucces = false;
+            if (FTCPComUnit) FAuthError = FTCPComUnit->FAuthError;
+            ConnEnd(this);
+        });
+    });
+}
+
+void TFormBasic::SetSerialComUnit(const std::string& Port, bool Connect, bool SetFolders, bool GZ,
+                                  bool CheckXML, bool UseStart) {
+    if (!FComUnit) return;
+    FConnSucces = false;
+    FPort = Port;
+    FComUnit->FFTP = false;
+    FComUnit->FGZ = GZ;
+    FComUnit->FSetFolders = SetFolders;
+    FComUnit->FVisibility = FVisibility;
+    if (!Connect) {
+        EndWork();
+        return;
+    }
+    FComUnit->FCheckXMLFileVersions = CheckXML;
+    if (FRSComUnit) FRSComUnit->SetComPort(Port);
+    FComUnit->DoConnect();
+    Postpone(
+        this,
+        [this, UseStart] {
+            if (!FComUnit) return;
+            FConnSucces = FComUnit->IsConnected();
+            clock().sleepMs(500);
+            if (FConnSucces) {
+                if (UseStart) {
+                    FComUnit->SendStartCommand(0, FComUnit->FSSHUser, FComUnit->FSSHPassword);
+                } else {
+                    FComUnit->FVer = 4;
+                    FComUnit->SendNamed("CCC_SESSION_STR_ADV");
+                }
+            }
+            if (FComUnit->IsTimerActive()) {
+                FConnSucces = true;
+                ConnEnd(this);
+            } else {
+                WaitForSerialTimer(30);
+            }
+        },
+        2000);
+}
+
+// The link's timer runs once the session stands. Polled on the main thread, where the timer lives,
+// in 30 steps of 100 ms.
+void TFormBasic::WaitForSerialTimer(int Remaining) {
+    if (!FComUnit) return;
+    if (FComUnit->IsTimerActive() || Remaining <= 0) {
+        FConnSucces = FComUnit->IsTimerActive();
+        if (!FConnSucces) FComUnit->DoDisconnect(false);
+        ConnEnd(this);
+        return;
+    }
+    QTimer::singleShot(100, this, [this, Remaining] { WaitForSerialTimer(Remaining - 1); });
+}
+
+void TFormBasic::ConnEnd(TSender) {
+    if (FConnectThreadEnd) FConnectThreadEnd(this, FConnSucces, FAuthError);
+}
+
+void TFormBasic::ConnEst(TSender, bool Success) {
+    if (FComUnit) {
+        if (Success) {
+            imgSecure->setPixmap(
+                FerroIcon(FSecureConnection ? TIconKind::Secure : TIconKind::Unsecure).pixmap(18, 18));
+            imgSecure->setToolTip(FSecureConnection ? "Verschlüsselte Verbindung (SSH)"
+                                                    : "Unverschlüsselte Verbindung");
+            Ftme = FComUnit->FtmeSet.tz;
+            PanelBack->setVisible(true);
+            AniIndi->setVisible(false);
+        } else {
+            PanelBack->setVisible(false);
+            AniIndi->setVisible(false);
+        }
+        if (FXMLVersionCallback)
+            FXMLVersionCallback(this, FComUnit->FLangVer, FComUnit->FObjPropsVer, FComUnit->FstrucVer);
+    }
+    if (FConnestCB) FConnestCB(Success);
+}
+
+// ---------------------------------------------------------------- sending
+
+bool TFormBasic::CheckConnection() {
+    if (!FComUnit) return false;
+    if (FRSComUnit) return true;
+    try {
+        if (FTCPComUnit && FTCPComUnit->FIsOffline) return true;
+        if (FComUnit->IsConnected()) return true;
+        try {
+            LogPrepare(this, "Connecting", false);
+            FComUnit->DoConnect();
+            return FComUnit->IsConnected();
+        } catch (const std::exception& e) {
+            LogPrepare(this, Fmt("%s_%s", "Exception", e.what()), false);
+            return false;
+        }
+    } catch (const std::exception& e) {
+        LogPrepare(this, Fmt("Basic Check %s_%s", "Exception", e.what()), false);
+        FComUnit->DoDisconnect(false);
+        return false;
+    }
+}
+
+bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) {
+    if (!CheckConnection()) return false;
+    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd);
+    return true;
+}
+
+bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                                  const std::string& txt, bool LUA) {
+    if (!CheckConnection()) return false;
+    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, txt, LUA);
+    return true;
+}
+
+bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                                  uint32_t ID) {
+    if (!CheckConnection()) return false;
+    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, ID);
+    return true;
+}
+
+bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                                  const std::string& txt) {
+    if (!CheckConnection()) return false;
+    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, txt);
+    return true;
+}
+
+bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                                  const std::string& txt, uint32_t Pos, bool LUA) {
+    if (!CheckConnection()) return false;
+    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, txt, Pos, LUA);
+    return true;
+}
+
+bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
+                                  const std::string& txt, const std::string& ccciFileName) {
+    if (!CheckConnection()) return false;
+    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, txt, ccciFileName);
+    return true;
+}
+
+void TFormBasic::StartStream(TSender, int Kind) {
+    if (Kind < 0 || Kind >= int(CDataObj.size())) return;
+    if (SendCommandToCom("CCC_STREAM_START", CmdStream, 0, 1, CDataObj[size_t(Kind)])) FStreamRunning = true;
+}
+
+void TFormBasic::StartStreamWithBinary(TSender Sender, int Kind) {
+    if (FComUnit) FComUnit->FStreamRec.WithBinary = true;
+    StartStream(Sender, Kind);
+}
+
+void TFormBasic::StopStream(TSender) {
+    if (!FStreamRunning || !FComUnit || !FComUnit->IsConnected()) return;
+    FStreamRunning = false;
+    SendCommandToCom("CCC_STREAM_STOP", CmdStream, 0, 0xFFFF, FComUnit->FStreamRec.ObjHdl);
+}
+
+void TFormBasic::GetPara(TSender) {
+    SendCommandToCom("CCC_SETUP_RD_ALL", CmdSetup, 0, 1);
+}
+void TFormBasic::RecUebClick(TSender) {
+    SendCommandToCom("CCC_READOUT_REC_LS", CmdReadout, 0, 0);
+}
+void TFormBasic::EvtUebClick(TSender) {
+    SendCommandToCom("CCC_READOUT_EVT_LS", CmdReadout, 0, 0x10);
+}
+
+void TFormBasic::RecClick(TSender, const std::string& Name) {
+    SendCommandToCom("CCC_READOUT_REC_RD", CmdReadout, 0, 1, Name, 0, false);
+}
+void TFormBasic::RecClick(TSender, const std::string& Name, uint32_t Pos) {
+    SendCommandToCom("CCC_READOUT_REC_RD", CmdReadout, 0, 1, Name, Pos, false);
+}
+void TFormBasic::EvtClick(TSender, const std::string& Name) {
+    SendCommandToCom("CCC_READOUT_EVT_RD", CmdReadout, 0, 0x11, Name, 0, false);
+}
+void TFormBasic::EvtClick(TSender, const std::string& Name, uint32_t Pos) {
+    SendCommandToCom("CCC_READOUT_EVT_RD", CmdReadout, 0, 0x11, Name, Pos, false);
+}
+void TFormBasic::RecDel(TSender, const std::string& Name) {
+    SendCommandToCom("CCC_READOUT_REC_RM", CmdReadout, 0, 2, Name, false);
+}
+void TFormBasic::RecDelAll(TSender) {
+    SendCommandToCom("CCC_READOUT_REC_RMALL", CmdReadout, 0, 3);
+}
+void TFormBasic::EvtDel(TSender, const std::string& Name) {
+    SendCommandToCom("CCC_READOUT_EVT_RM", CmdReadout, 0, 0x12, Name, false);
+}
+void TFormBasic::EvtDelAll(TSender) {
+    SendCommandToCom("CCC_READOUT_EVT_RMALL", CmdReadout, 0, 0x13);
+}
+void TFormBasic::GetNewDisplayImage(TSender) {
+    SendCommandToCom("CCC_READOUT_DISP_RD", CmdReadout, 0, 0x21);
+}
+
+const char* TFormBasic::ControlDeviceLua(TBtnControlDevice Btn) {
+    switch (Btn) {
+    case BtnLeft:
+        return "gpio.keyLeft()";
+    case BtnRight:
+        return "gpio.keyRight()";
+    case BtnTop:
+        return "gpio.keyUp()";
+    case BtnDown:
+        return "gpio.keyDown()";
+    case BtnEnter:
+        return "gpio.keyEnter()";
+    }
+    return "";
+}
+
+void TFormBasic::ControlDevice(TSender, TBtnControlDevice Btn) {
+    SendCommandToCom("CCC_LUA_COMMAND", CmdLua, 1, 0, ControlDeviceLua(Btn), true);
+}
+
+void TFormBasic::PrepareShutdown() {
+    LogPrepare(this, "PrepareShutdown", false);
+    if (FComUnit) FComUnit->FRequestClose = nullptr;
+}
+
+bool TFormBasic::RightGranted(const std::string& Output) {
+    return ContainsNoCase(Output, "true");
+}
+
+void TFormBasic::CheckSSHRight(const std::string& Right, TProc Allowed, TProc Denied) {
+    if (!FComUnit) return;
+    FComUnit->FTMPLuasStr.clear();
+    FComUnit->FTmpLUACallBack = [this, Allowed = std::move(Allowed),
+                                 Denied = std::move(Denied)](const std::string& Output) {
+        if (RightGranted(Output)) {
+            if (Allowed) Allowed();
+            return;
+        }
+        Postpone(this, [this, Denied] {
+            const std::string user = FComUnit ? FComUnit->FSSHUser : std::string();
+            DisplayMessage(Fmt(_SKeineRechte, user.c_str()), mtError, Buttons({mbOK}), mbOK, nullptr);
+            if (Denied) Denied();
+        });
+    };
+    SendCommandToCom("User", CmdLua, 1, 0,
+                     Fmt("print(user.authorized(\"%s\")[\"%s\"]);", Right.c_str(), Right.c_str()), true);
+}
+
+void TFormBasic::CallBackXML(TSender, const std::string& FileName, int XMLType) {
+    switch (XMLType) {
+    case 0: {
+        std::string path;
+        if (!UserManagementPath(FileName, path)) return;
+        // A text command: the plain text form would treat the path as a file to upload.
+        SendCommandToCom("CCC_SETUP_RD_ONE", CmdSetup, 0, 2, path, false);
+        break;
+    }
+    case 1:
+        ParaToTable(FileName);
+        break;
+    case 2:
+        LogPrepare(this, Fmt("New XML %s", FileName.c_str()), false);
+        FLangXMLFN = FileName;
+        break;
+    default:
+        break;
+    }
+}
+
+void TFormBasic::closeEvent(QCloseEvent* Event) {
+    FinishPendingDialogs();
+    QWidget::closeEvent(Event);
+}
+
+} // namespace ferro
