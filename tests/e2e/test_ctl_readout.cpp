@@ -1,0 +1,114 @@
+// ferroctl ls, get (with resume, over frames and FTP) and stream against the simulator.
+#include "support/Files.h"
+#include "support/SimProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sstream>
+
+using namespace ferro::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+const char* kRec = "sync/10min-0-1763769600.rec";
+const char* kEvt = "Dip-1763772600-250000000.evt";
+
+std::vector<std::string> lines(const std::string& s) {
+    std::vector<std::string> out;
+    std::istringstream in(s);
+    for (std::string l; std::getline(in, l);)
+        if (!l.empty()) out.push_back(l);
+    return out;
+}
+
+std::string port(const SimProcess& sim) { return std::to_string(sim.port()); }
+
+} // namespace
+
+TEST(CtlReadout, ListsRecordingsWithSizeAndTimes) {
+    SimProcess sim;
+    CtlResult r = RunCtl({"--port", port(sim), "ls", "rec"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    bool found = false;
+    for (const auto& l : lines(r.out)) {
+        if (l.rfind(kRec, 0) != 0) continue;
+        found = true;
+        std::string size = std::to_string(fs::file_size(sim.root() + "/flashdrive0/data/rec/" + kRec));
+        EXPECT_NE(l.find("\t" + size + "\t"), std::string::npos) << l;
+        EXPECT_NE(l.find("2025-11-22T00:00:00Z"), std::string::npos) << "start from the name: " << l;
+    }
+    EXPECT_TRUE(found) << r.out;
+}
+
+TEST(CtlReadout, GetWritesTheRecordingUnderTheSerialAndResumesAPartialFile) {
+    SimProcess sim;
+    std::string data = sim.tempDir() + "/data";
+    std::string original = readFile(sim.root() + "/flashdrive0/data/rec/" + kRec);
+    ASSERT_FALSE(original.empty());
+    CtlResult r = RunCtl({"--port", port(sim), "--data-dir", data, "get", "rec", kRec});
+    ASSERT_EQ(r.code, 0) << r.err;
+    std::string local = data + "/5120042/Recorder/10min-0-1763769600.rec";
+    EXPECT_EQ(r.out, local + "\n");
+    EXPECT_EQ(readFile(local), original);
+
+    writeFile(local, original.substr(0, original.size() / 3));
+    r = RunCtl({"--port", port(sim), "--data-dir", data, "get", "rec", kRec});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(readFile(local), original) << "the rest was appended";
+}
+
+TEST(CtlReadout, GetEventLandsInTheEventFolder) {
+    SimProcess sim;
+    std::string data = sim.tempDir() + "/data";
+    CtlResult r = RunCtl({"--port", port(sim), "--data-dir", data, "get", "evt", kEvt});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(readFile(data + "/5120042/Event/" + kEvt), readFile(sim.root() + "/flashdrive0/data/evt/" + kEvt));
+}
+
+TEST(CtlReadout, GetOfAFileTheInstrumentDoesNotHaveFails) {
+    SimProcess sim;
+    CtlResult r = RunCtl({"--port", port(sim), "--data-dir", sim.tempDir() + "/d", "get", "rec", "sync/none.rec"});
+    EXPECT_NE(r.code, 0);
+    EXPECT_NE(r.err.find("nicht vorhanden"), std::string::npos) << r.err;
+}
+
+TEST(CtlReadout, GetOverFtpIsByteIdentical) {
+    SimProcess sim({"--ftp-port", "0"});
+    if (sim.ftpPort() == 0) GTEST_SKIP() << "simulator without FTP";
+    std::string data = sim.tempDir() + "/data";
+    CtlResult r = RunCtl({"--port", port(sim), "--ftp", "--ftp-port", std::to_string(sim.ftpPort()), "--data-dir",
+                          data, "get", "rec", kRec});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(readFile(data + "/5120042/Recorder/10min-0-1763769600.rec"),
+              readFile(sim.root() + "/flashdrive0/data/rec/" + kRec));
+}
+
+TEST(CtlStream, OneSecondValuesAsCsvWithPlausibleVoltages) {
+    SimProcess sim;
+    CtlResult r = RunCtl({"--port", port(sim), "stream", "1s", "--count", "3", "--csv"}, 60000);
+    ASSERT_EQ(r.code, 0) << r.err;
+    auto rows = lines(r.out);
+    ASSERT_EQ(rows.size(), 4u) << r.out;
+    EXPECT_EQ(rows[0].rfind("time,", 0), 0u);
+    // Find the U1E column and check the values look like a 230 V supply.
+    std::vector<std::string> head;
+    std::istringstream h(rows[0]);
+    for (std::string c; std::getline(h, c, ',');) head.push_back(c);
+    auto col = std::find(head.begin(), head.end(), "U1E");
+    ASSERT_NE(col, head.end()) << rows[0].substr(0, 200);
+    size_t idx = size_t(col - head.begin());
+    std::string prevTime;
+    for (size_t i = 1; i < rows.size(); ++i) {
+        std::vector<std::string> cells;
+        std::istringstream in(rows[i]);
+        for (std::string c; std::getline(in, c, ',');) cells.push_back(c);
+        ASSERT_GT(cells.size(), idx);
+        double u = std::atof(cells[idx].c_str());
+        EXPECT_GT(u, 180.0);
+        EXPECT_LT(u, 280.0);
+        EXPECT_GT(cells[0], prevTime) << "each block later than the one before";
+        prevTime = cells[0];
+    }
+}
