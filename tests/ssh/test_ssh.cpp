@@ -1,5 +1,7 @@
 // The SSH link against the simulator's SSH service: login, channel, shell, host keys.
 #include "SshServer.h"
+
+#include <libssh/libssh.h>
 #include "foundation/Format.h"
 #include "link/HashManager.h"
 #include "link/TCPComUnit.h"
@@ -258,4 +260,39 @@ TEST(SshLink, DisconnectEndsTheLinkAndSendsNothingMore) {
     c.link.SendNamed("CCC_IDENTIFY_BASIC");
     WaitFor([] { return false; }, 200);
     EXPECT_EQ(rig.dev.framesReceived(), before);
+}
+
+TEST(SshLink, PublicKeyLoginFromMemory) {
+    SshRig rig;
+    // A key pair made here; the public half goes to the instrument's authorized keys.
+    ssh_key key = nullptr;
+    ASSERT_EQ(ssh_pki_generate(SSH_KEYTYPE_ECDSA_P256, 256, &key), SSH_OK);
+    char* pub = nullptr;
+    char* priv = nullptr;
+    ASSERT_EQ(ssh_pki_export_pubkey_base64(key, &pub), SSH_OK);
+    ASSERT_EQ(ssh_pki_export_privkey_base64(key, nullptr, nullptr, nullptr, &priv), SSH_OK);
+    std::string pubText = std::string("ecdsa-sha2-nistp256 ") + pub + " test@ferro";
+    std::string privText = priv;
+    ssh_string_free_char(pub);
+    ssh_string_free_char(priv);
+    ssh_key_free(key);
+    rig.server->Stop();
+    {
+        std::ofstream(rig.root + "authorized_keys") << pubText << "\n";
+        ferrosim::SshServer::Config cfg;
+        cfg.hostKeyFile = rig.root + "ssh_host_ecdsa_key";
+        cfg.authorizedKeys = rig.root + "authorized_keys";
+        cfg.framePort = rig.dev.port();
+        rig.server = std::make_unique<ferrosim::SshServer>(
+            cfg, [](const std::string&, const std::string&) { return false; }, nullptr);
+        std::string error;
+        ASSERT_TRUE(rig.server->Start(error)) << error;
+    }
+    Client c(rig.root, rig.server->Port(), "admin", "");
+    c.link.FSSHPublicKey = pubText;
+    c.link.FSSHPrivateKey = privText;
+    c.link.DoConnect();
+    ASSERT_TRUE(c.link.IsConnected()) << "passwords are refused by this server: only the key can log in";
+    ASSERT_TRUE(WaitFor([&] { return c.done; }));
+    EXPECT_EQ(c.link.FSN, 777u);
 }
