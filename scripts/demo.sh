@@ -53,6 +53,10 @@ echo "== recordings on the instrument"
 "$CTL" --port "$PORT" ls rec
 echo "== events on the instrument"
 "$CTL" --port "$PORT" ls evt
+echo "== three live blocks of 1-second values (first columns)"
+"$CTL" --port "$PORT" stream 1s --count 3 --csv | cut -d, -f1-12
+echo "== download of a recording into $WORK/data (a second run finds it complete)"
+"$CTL" --port "$PORT" --data-dir "$WORK/data" get rec sync/10min-0-1763769600.rec
 echo "== setup read into $WORK/setup.xml"
 "$CTL" --port "$PORT" setup-get "$WORK/setup.xml"
 head -c 400 "$WORK/setup.xml"; echo

@@ -39,12 +39,18 @@ std::string csvEscape(const std::string& s) {
     return q + "\"";
 }
 
+// The object header (id, stamp) is the line's time already; the values start behind it.
+bool isHeader(const ferro::TMemberDef& m) {
+    return m.Type->TypeName.rfind("hdr", 0) == 0;
+}
+
 void printHeader(const ferro::TRecordDef& def) {
     std::string line = "time";
     for (const auto& m : def.Members)
-        for (const auto& f : m.Type->Fields)
-            for (uint32_t i = 0; i < f.Count; ++i)
-                line += "," + csvEscape(f.Count > 1 ? ferro::Fmt("%s[%u]", f.Name.c_str(), i) : f.Name);
+        if (!isHeader(m))
+            for (const auto& f : m.Type->Fields)
+                for (uint32_t i = 0; i < f.Count; ++i)
+                    line += "," + csvEscape(f.Count > 1 ? ferro::Fmt("%s[%u]", f.Name.c_str(), i) : f.Name);
     std::printf("%s\n", line.c_str());
 }
 
@@ -54,9 +60,10 @@ void printValues(const ferro::TRecordValues& v, const ferro::tmStamp_t& ts) {
                            .toStdString();
     const auto& def = v.Def();
     for (size_t m = 0; m < def.Members.size(); ++m)
-        for (size_t f = 0; f < def.Members[m].Type->Fields.size(); ++f)
-            for (const auto& e : v.FieldAt(m, f))
-                line += ferro::Fmt(",%.6g", e.val);
+        if (!isHeader(def.Members[m]))
+            for (size_t f = 0; f < def.Members[m].Type->Fields.size(); ++f)
+                for (const auto& e : v.FieldAt(m, f))
+                    line += ferro::Fmt(",%.6g", e.val);
     std::printf("%s\n", line.c_str());
 }
 
