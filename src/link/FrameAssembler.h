@@ -24,7 +24,10 @@ public:
 
     LogFn Flog;
     FrameFn FOnFrame; // every complete frame but an NTP request
-    // When set, a frame that fills the whole buffer is handed over without a copy.
+    // Frames from this size on that fill the whole buffer are handed over without a copy; smaller
+    // ones are copied so that the buffer keeps its capacity.
+    static constexpr size_t CHandOverSize = 1u << 20;
+    // When set, a large frame that fills the whole buffer is handed over without a copy.
     std::function<void(std::vector<uint8_t>&& frame)> FOnFrameOwned;
     FrameFn FOnNtp;   // Cmd 9 / ExtCmd 2, served where the bytes arrive
     BeginWorkFn FBeginWork;

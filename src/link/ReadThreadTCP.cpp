@@ -13,8 +13,8 @@
 namespace ferro {
 
 TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
-    : FClient(client), pendingShared_(std::make_shared<std::atomic<size_t>>(0)),
-      pendingBytes_(*pendingShared_) {
+    : FClient(client), wakeFd_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      pendingShared_(std::make_shared<std::atomic<size_t>>(0)), pendingBytes_(*pendingShared_) {
     FreadStream.Flog = [this](const std::string& s, bool memo) { log(s, memo); };
     FreadStream.FOnFrame = [this](const uint8_t* f, size_t n) { handOver(f, n); };
     FreadStream.FOnFrameOwned = [this](std::vector<uint8_t>&& f) {

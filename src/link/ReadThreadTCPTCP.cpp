@@ -20,7 +20,7 @@
 namespace ferro {
 
 namespace {
-constexpr size_t CReadChunk = 1024 * 1024;
+constexpr size_t CReadChunk = 256 * 1024;
 
 std::string sysError(int err) {
     return std::strerror(err);
@@ -165,8 +165,10 @@ void TIdReadThreadTCPTCP::ThreadRun() {
         SendCommandStream();
         return;
     }
-    if (FreadStream.Buffered() == 0 || MainThreadBusy()) {
-        // Idle: wait for data, but wake at once when a frame is queued.
+    const bool frameReady = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+    if (!frameReady || MainThreadBusy()) {
+        // Idle or in the middle of a frame: wait for data, but wake at once when a frame is queued.
+        // Never spin: the instrument needs the other core to send.
         if (!waitReadable(20, &woken) || MainThreadBusy()) return;
     }
     ReadData();
@@ -179,9 +181,7 @@ void TIdReadThreadTCPTCP::ReadData() {
         for (int rounds = 0; fd_ >= 0 && rounds < 64; ++rounds) {
             bool haveFrame = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
             if (haveFrame) break;
-            if (FreadStream.Buffered() > 0 || rounds > 0) {
-                if (!waitReadable(rounds == 0 ? 0 : 1, nullptr)) break;
-            }
+            if (rounds > 0 && !waitReadable(1, nullptr)) break;
             if (receiveAvailable() == 0) break;
         }
         FreadStream.CheckHead();

@@ -171,3 +171,20 @@ TEST(TcpLink, TeardownOfAStandingLinkEndsWithinFiveSeconds) {
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(5));
     WaitFor([] { return false; }, 50); // jobs posted by the thread are dropped with their link
 }
+
+TEST(TcpLink, QueuedFramesWakeTheLinkThreadInsteadOfWaitingOutItsIdleTurn) {
+    FakeInstrument dev;
+    TTCPComUnit link(false);
+    bool done = false;
+    link.FOnConnDone = [&](TSender, bool ok) { done = ok; };
+    link.SetIPAndPort("127.0.0.1", dev.port(), 0);
+    link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return done; }));
+    // Fifty exchanges: with a 20 ms idle wait that ignored the queue they would take a second.
+    auto t0 = std::chrono::steady_clock::now();
+    for (int i = 0; i < 50; ++i) {
+        link.SendNamed("CCC_IDENTIFY_BASIC");
+        ASSERT_TRUE(WaitFor([&] { return !link.FWaitForAnswer; }, 2000));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(600));
+}

@@ -296,3 +296,17 @@ TEST(SshLink, PublicKeyLoginFromMemory) {
     ASSERT_TRUE(WaitFor([&] { return c.done; }));
     EXPECT_EQ(c.link.FSN, 777u);
 }
+
+TEST(SshLink, QueuedFramesWakeTheLinkThread) {
+    SshRig rig;
+    Client c(rig.root, rig.server->Port(), "admin", "admin");
+    c.link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return c.done; }));
+    // Fifty exchanges: with a 10 ms idle wait that ignored the queue they would take half a second.
+    auto t0 = std::chrono::steady_clock::now();
+    for (int i = 0; i < 50; ++i) {
+        c.link.SendNamed("CCC_IDENTIFY_BASIC");
+        ASSERT_TRUE(WaitFor([&] { return !c.link.FWaitForAnswer; }, 2000));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(400));
+}
