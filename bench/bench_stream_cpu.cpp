@@ -5,6 +5,8 @@
 #include "support/SimProcess.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
 
 #include <sys/resource.h>
 
@@ -22,9 +24,11 @@ double cpuSeconds() {
     return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
 }
 
+// Runs the event loop for `secs`, sleeping whenever there is nothing to do.
 void spin(double secs) {
-    auto until = Clock::now() + std::chrono::duration<double>(secs);
-    while (Clock::now() < until) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    QEventLoop loop;
+    QTimer::singleShot(int(secs * 1000), &loop, &QEventLoop::quit);
+    loop.exec();
 }
 } // namespace
 
