@@ -27,7 +27,9 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-double seconds(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
+double seconds(Clock::time_point t0) {
+    return std::chrono::duration<double>(Clock::now() - t0).count();
+}
 
 // A plain sender thread and a plain receiver: the ceiling of loopback TCP on this machine.
 double rawTcpSeconds(size_t bytes) {
@@ -89,12 +91,15 @@ int main(int argc, char** argv) {
     {
         std::ofstream out(onInstrument, std::ios::binary | std::ios::trunc);
         std::vector<char> block(1 << 20);
-        for (size_t i = 0; i < block.size(); ++i) block[i] = char(i * 131);
-        for (size_t i = 0; i < mib; ++i) out.write(block.data(), std::streamsize(block.size()));
+        for (size_t i = 0; i < block.size(); ++i)
+            block[i] = char(i * 131);
+        for (size_t i = 0; i < mib; ++i)
+            out.write(block.data(), std::streamsize(block.size()));
     }
 
     std::vector<double> raw, frames, ftp;
-    for (int i = 0; i < runs; ++i) raw.push_back(rawTcpSeconds(bytes));
+    for (int i = 0; i < runs; ++i)
+        raw.push_back(rawTcpSeconds(bytes));
 
     SimProcess sim({}, root);
     if (!sim.ok()) {
@@ -121,7 +126,8 @@ int main(int argc, char** argv) {
         l.ManualTimer(nullptr);
         session.WaitFor([&] { return done; }, 600000);
         frames.push_back(seconds(t0));
-        if (fs::file_size(l.FRecDir + "10T-0-1700000000.rec") != bytes) std::fprintf(stderr, "short frame download\n");
+        if (fs::file_size(l.FRecDir + "10T-0-1700000000.rec") != bytes)
+            std::fprintf(stderr, "short frame download\n");
         session.Close();
     }
 
@@ -143,8 +149,10 @@ int main(int argc, char** argv) {
     double r = mbs(median(raw));
     std::printf("download of a %zu MiB recording from ferrosim on loopback, median of %d runs\n", mib, runs);
     std::printf("%-24s %8.1f MB/s\n", "raw loopback TCP", r);
-    std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "CCCI frames", mbs(median(frames)), mbs(median(frames)) / r);
+    std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "CCCI frames", mbs(median(frames)),
+                mbs(median(frames)) / r);
     if (!ftp.empty())
-        std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "FTP (pyftpdlib)", mbs(median(ftp)), mbs(median(ftp)) / r);
+        std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "FTP (pyftpdlib)", mbs(median(ftp)),
+                    mbs(median(ftp)) / r);
     return 0;
 }

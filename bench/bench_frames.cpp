@@ -23,7 +23,8 @@ std::vector<uint8_t> makeFrames(size_t payload, size_t count, uint8_t cmd, uint1
     h.Size = uint32_t(payload + 20);
     std::vector<uint8_t> frame(payload + 20, 0x5A);
     h.encode(frame.data());
-    for (size_t i = 0; i < count; ++i) out.insert(out.end(), frame.begin(), frame.end());
+    for (size_t i = 0; i < count; ++i)
+        out.insert(out.end(), frame.begin(), frame.end());
     return out;
 }
 
@@ -55,15 +56,20 @@ void feedInReads(benchmark::State& state, size_t payload, uint8_t cmd, uint16_t 
 void BM_Baseline_Memcpy64MiB(benchmark::State& state) {
     std::vector<uint8_t> src(64u << 20, 0x5A), dst(64u << 20);
     for (auto _ : state) {
-        for (size_t off = 0; off < src.size(); off += 65536) std::memcpy(dst.data() + off, src.data() + off, 65536);
+        for (size_t off = 0; off < src.size(); off += 65536)
+            std::memcpy(dst.data() + off, src.data() + off, 65536);
         benchmark::DoNotOptimize(dst.data());
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations() * src.size()));
 }
 
-void BM_Assemble_StreamBlocks(benchmark::State& state) { feedInReads(state, 2328, 4, 3); }
-void BM_Assemble_FileFrames64KiB(benchmark::State& state) { feedInReads(state, 65536, 5, 1); }
+void BM_Assemble_StreamBlocks(benchmark::State& state) {
+    feedInReads(state, 2328, 4, 3);
+}
+void BM_Assemble_FileFrames64KiB(benchmark::State& state) {
+    feedInReads(state, 65536, 5, 1);
+}
 
 // All frames are in the buffer before the first pass: the cost per frame must not grow with the count.
 void BM_Assemble_WaitingFrames(benchmark::State& state) {
@@ -85,8 +91,19 @@ void BM_Assemble_WaitingFrames(benchmark::State& state) {
 } // namespace
 
 BENCHMARK(BM_Baseline_Memcpy64MiB)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_Assemble_StreamBlocks)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_Assemble_FileFrames64KiB)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_Assemble_WaitingFrames)->Arg(1)->Arg(100)->Arg(10000)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_Assemble_StreamBlocks)
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_Assemble_FileFrames64KiB)
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_Assemble_WaitingFrames)
+    ->Arg(1)
+    ->Arg(100)
+    ->Arg(10000)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
 
 BENCHMARK_MAIN();

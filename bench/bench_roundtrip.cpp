@@ -6,8 +6,8 @@
 
 #include <QCoreApplication>
 
-#include <netinet/tcp.h>
 #include <QTemporaryDir>
+#include <netinet/tcp.h>
 
 #include <algorithm>
 #include <chrono>
@@ -67,7 +67,8 @@ std::vector<double> linkRoundTrips(TTCPComUnit& link, int rounds) {
         auto t0 = Clock::now();
         link.SendNamed("CCC_IDENTIFY_BASIC");
         auto limit = t0 + std::chrono::seconds(5);
-        while (link.FWaitForAnswer && Clock::now() < limit) QCoreApplication::processEvents(QEventLoop::AllEvents);
+        while (link.FWaitForAnswer && Clock::now() < limit)
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
         out.push_back(std::chrono::duration<double, std::micro>(Clock::now() - t0).count());
     }
     return out;
@@ -82,8 +83,8 @@ bool openLink(TTCPComUnit& link, int port) {
 }
 
 void report(const char* name, const Stats& s, const Stats& base) {
-    std::printf("%-28s median %8.1f us  p99 %8.1f us   ratio to raw: median %.2fx  p99 %.2fx\n", name, s.median, s.p99,
-                s.median / base.median, s.p99 / base.p99);
+    std::printf("%-28s median %8.1f us  p99 %8.1f us   ratio to raw: median %.2fx  p99 %.2fx\n", name,
+                s.median, s.p99, s.median / base.median, s.p99 / base.p99);
 }
 
 } // namespace
@@ -107,7 +108,8 @@ int main(int argc, char** argv) {
     ferrosim::SshServer::Config cfg;
     cfg.hostKeyFile = dir.path().toStdString() + "/key";
     cfg.framePort = sshDev.port();
-    ferrosim::SshServer server(cfg, [](const std::string&, const std::string&) { return true; }, nullptr);
+    ferrosim::SshServer server(
+        cfg, [](const std::string&, const std::string&) { return true; }, nullptr);
     std::string error;
     if (!server.Start(error)) {
         std::fprintf(stderr, "SSH server: %s\n", error.c_str());

@@ -11,21 +11,21 @@
 namespace ferro::chartdefs {
 
 // The display kinds and units of the shared vocabulary, as the charts name them.
-using ::ferro::TFerroDisp;
-using ::ferro::sdPanel;
-using ::ferro::sdOsziTime;
-using ::ferro::sdOsziFFT;
-using ::ferro::sdVecDiag;
-using ::ferro::sdLoadFlow;
+using ::ferro::sdFrqBandIL;
 using ::ferro::sdFrqBandULE;
 using ::ferro::sdFrqBandULL;
-using ::ferro::sdFrqBandIL;
+using ::ferro::sdHrmIL;
 using ::ferro::sdHrmULE;
 using ::ferro::sdHrmULL;
-using ::ferro::sdHrmIL;
+using ::ferro::sdIHrmIL;
 using ::ferro::sdIHrmULE;
 using ::ferro::sdIHrmULL;
-using ::ferro::sdIHrmIL;
+using ::ferro::sdLoadFlow;
+using ::ferro::sdOsziFFT;
+using ::ferro::sdOsziTime;
+using ::ferro::sdPanel;
+using ::ferro::sdVecDiag;
+using ::ferro::TFerroDisp;
 constexpr int CFerroDispCount = 14;
 
 inline const std::string CVolt = ::ferro::CVolt;

@@ -29,7 +29,7 @@ public:
     static constexpr size_t CHandOverSize = 1u << 20;
     // When set, a large frame that fills the whole buffer is handed over without a copy.
     std::function<void(std::vector<uint8_t>&& frame)> FOnFrameOwned;
-    FrameFn FOnNtp;   // Cmd 9 / ExtCmd 2, served where the bytes arrive
+    FrameFn FOnNtp; // Cmd 9 / ExtCmd 2, served where the bytes arrive
     BeginWorkFn FBeginWork;
     EndWorkFn FEndWork;
 

@@ -11,8 +11,7 @@
 using namespace ferro::test;
 namespace fs = std::filesystem;
 
-namespace {
-} // namespace
+namespace {} // namespace
 
 TEST(CtlLua, PrintsTheOutputOfALine) {
     SimProcess sim;
@@ -30,8 +29,8 @@ TEST(CtlLua, AnErrorFailsTheCommand) {
 
 TEST(CtlLua, SshShellRunsTheLine) {
     SimProcess sim({"--ssh-port", "0"});
-    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password", "admin",
-                          "--yes", "--ini-dir", sim.tempDir() + "/ini/", "lua", "print(6*7)"});
+    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password",
+                          "admin", "--yes", "--ini-dir", sim.tempDir() + "/ini/", "lua", "print(6*7)"});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(r.out, "42\n");
 }

@@ -23,7 +23,9 @@ std::vector<std::string> lines(const std::string& s) {
     return out;
 }
 
-std::string port(const SimProcess& sim) { return std::to_string(sim.port()); }
+std::string port(const SimProcess& sim) {
+    return std::to_string(sim.port());
+}
 
 } // namespace
 
@@ -64,12 +66,14 @@ TEST(CtlReadout, GetEventLandsInTheEventFolder) {
     std::string data = sim.tempDir() + "/data";
     CtlResult r = RunCtl({"--port", port(sim), "--data-dir", data, "get", "evt", kEvt});
     ASSERT_EQ(r.code, 0) << r.err;
-    EXPECT_EQ(readFile(data + "/5120042/Event/" + kEvt), readFile(sim.root() + "/flashdrive0/data/evt/" + kEvt));
+    EXPECT_EQ(readFile(data + "/5120042/Event/" + kEvt),
+              readFile(sim.root() + "/flashdrive0/data/evt/" + kEvt));
 }
 
 TEST(CtlReadout, GetOfAFileTheInstrumentDoesNotHaveFails) {
     SimProcess sim;
-    CtlResult r = RunCtl({"--port", port(sim), "--data-dir", sim.tempDir() + "/d", "get", "rec", "sync/none.rec"});
+    CtlResult r =
+        RunCtl({"--port", port(sim), "--data-dir", sim.tempDir() + "/d", "get", "rec", "sync/none.rec"});
     EXPECT_NE(r.code, 0);
     EXPECT_NE(r.err.find("nicht vorhanden"), std::string::npos) << r.err;
 }
@@ -78,8 +82,8 @@ TEST(CtlReadout, GetOverFtpIsByteIdentical) {
     SimProcess sim({"--ftp-port", "0"});
     if (sim.ftpPort() == 0) GTEST_SKIP() << "simulator without FTP";
     std::string data = sim.tempDir() + "/data";
-    CtlResult r = RunCtl({"--port", port(sim), "--ftp", "--ftp-port", std::to_string(sim.ftpPort()), "--data-dir",
-                          data, "get", "rec", kRec});
+    CtlResult r = RunCtl({"--port", port(sim), "--ftp", "--ftp-port", std::to_string(sim.ftpPort()),
+                          "--data-dir", data, "get", "rec", kRec});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(readFile(data + "/5120042/Recorder/10min-0-1763769600.rec"),
               readFile(sim.root() + "/flashdrive0/data/rec/" + kRec));
@@ -95,7 +99,8 @@ TEST(CtlStream, OneSecondValuesAsCsvWithPlausibleVoltages) {
     // Find the U1E column and check the values look like a 230 V supply.
     std::vector<std::string> head;
     std::istringstream h(rows[0]);
-    for (std::string c; std::getline(h, c, ',');) head.push_back(c);
+    for (std::string c; std::getline(h, c, ',');)
+        head.push_back(c);
     auto col = std::find(head.begin(), head.end(), "U1E");
     ASSERT_NE(col, head.end()) << rows[0].substr(0, 200);
     size_t idx = size_t(col - head.begin());
@@ -103,7 +108,8 @@ TEST(CtlStream, OneSecondValuesAsCsvWithPlausibleVoltages) {
     for (size_t i = 1; i < rows.size(); ++i) {
         std::vector<std::string> cells;
         std::istringstream in(rows[i]);
-        for (std::string c; std::getline(in, c, ',');) cells.push_back(c);
+        for (std::string c; std::getline(in, c, ',');)
+            cells.push_back(c);
         ASSERT_GT(cells.size(), idx);
         double u = std::atof(cells[idx].c_str());
         EXPECT_GT(u, 180.0);

@@ -39,8 +39,8 @@ TEST(CtlIdentify, TcpPrintsOneJsonObjectWithTheInstrumentsIdentity) {
     EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 1);
     QJsonObject o = parseOneObject(r.out);
     expectFixtureIdentity(o);
-    for (const char* key : {"serial", "article", "devType", "revision", "version", "plant", "field", "device", "clock",
-                            "timeZone"})
+    for (const char* key : {"serial", "article", "devType", "revision", "version", "plant", "field", "device",
+                            "clock", "timeZone"})
         EXPECT_TRUE(o.contains(key)) << key;
 }
 
@@ -60,8 +60,8 @@ TEST(CtlIdentify, SshWithYesStoresTheKeyAndWorksLikeTcp) {
     SimProcess sim({"--ssh-port", "0"});
     ASSERT_GT(sim.sshPort(), 0);
     std::string ini = sim.tempDir() + "/ini/";
-    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password", "admin",
-                          "--yes", "--ini-dir", ini, "identify"});
+    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password",
+                          "admin", "--yes", "--ini-dir", ini, "identify"});
     ASSERT_EQ(r.code, 0) << r.err;
     expectFixtureIdentity(parseOneObject(r.out));
     EXPECT_TRUE(std::filesystem::exists(ini + "Hash"));
@@ -71,8 +71,8 @@ TEST(CtlIdentify, SshWithoutTerminalAndWithoutYesRefusesANewKey) {
     SimProcess sim({"--ssh-port", "0"});
     ASSERT_GT(sim.sshPort(), 0);
     std::string ini = sim.tempDir() + "/ini/";
-    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password", "admin",
-                          "--ini-dir", ini, "identify"});
+    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password",
+                          "admin", "--ini-dir", ini, "identify"});
     EXPECT_NE(r.code, 0);
     EXPECT_NE(r.err.find("Dieses Gerät ist nicht bekannt"), std::string::npos) << r.err;
     EXPECT_FALSE(std::filesystem::exists(ini + "Hash"));
@@ -80,8 +80,8 @@ TEST(CtlIdentify, SshWithoutTerminalAndWithoutYesRefusesANewKey) {
 
 TEST(CtlIdentify, SshWrongPasswordSaysAuthenticationFailed) {
     SimProcess sim({"--ssh-port", "0"});
-    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password", "nope",
-                          "--yes", "--ini-dir", sim.tempDir() + "/ini/", "identify"});
+    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password",
+                          "nope", "--yes", "--ini-dir", sim.tempDir() + "/ini/", "identify"});
     EXPECT_NE(r.code, 0);
     EXPECT_NE(r.err.find("Authentifizierung fehlgeschlagen"), std::string::npos) << r.err;
 }

@@ -16,7 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-
 struct Rig {
     SimProcess sim;
     std::string tmp, ini;

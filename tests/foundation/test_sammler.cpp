@@ -47,7 +47,8 @@ TEST(XMLRecList, AddListeSplitsAtEveryComma) {
 TEST(AlphaColVerlauf, RampRunsFromRedOverTheRainbowBackToRed) {
     EXPECT_EQ(AlphaColVerlauf(12, 0), 0xFFFF0000u);
     EXPECT_EQ(AlphaColVerlauf(12, 12), 0xFFFF0000u);
-    // Count 12: s = 2. Index 1: p = round(8.33) = 8 -> red with green r(0) = round(127.5 * 1) = 128 (halves to even)
+    // Count 12: s = 2. Index 1: p = round(8.33) = 8 -> red with green r(0) = round(127.5 * 1) = 128 (halves
+    // to even)
     EXPECT_EQ(AlphaColVerlauf(12, 1), 0xFFFF8000u);
     // Index 2: p = round(16.67) = 17 -> pure yellow
     EXPECT_EQ(AlphaColVerlauf(12, 2), 0xFFFFFF00u);
@@ -81,8 +82,8 @@ TEST(GenerateAlphaColor, WalksTheHueCircleInSteps) {
 TEST(UTCToSystemTime, FollowsTheComputersZone) {
     setenv("TZ", "Europe/Berlin", 1);
     tzset();
-    EXPECT_EQ(UTCToSystemTime(int64_t(1700000000)), 1700000000 + 3600);      // November: CET
-    EXPECT_EQ(UTCToSystemTime(int64_t(1690000000)), 1690000000 + 7200);      // July: CEST
+    EXPECT_EQ(UTCToSystemTime(int64_t(1700000000)), 1700000000 + 3600); // November: CET
+    EXPECT_EQ(UTCToSystemTime(int64_t(1690000000)), 1690000000 + 7200); // July: CEST
     unsetenv("TZ");
     tzset();
 }

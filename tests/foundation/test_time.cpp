@@ -9,21 +9,22 @@ using namespace ferro;
 
 TEST(TimeSet, EveryFieldSitsAtItsOffset) {
     uint8_t raw[180];
-    for (int i = 0; i < 180; ++i) raw[i] = 0;
-    raw[0] = 3;                  // Std
-    raw[8] = (1 << 1) | 0;       // tz: +1 h
-    raw[10] = 30;                // tz minutes
-    raw[12] = 1;                 // dstmode
-    raw[16] = 3;                 // ws mon
-    raw[17] = 25;                // ws day
-    raw[18] = 2;                 // ws hour
-    raw[19] = 7;                 // ws dow
-    raw[20] = 10;                // sw mon
+    for (int i = 0; i < 180; ++i)
+        raw[i] = 0;
+    raw[0] = 3;            // Std
+    raw[8] = (1 << 1) | 0; // tz: +1 h
+    raw[10] = 30;          // tz minutes
+    raw[12] = 1;           // dstmode
+    raw[16] = 3;           // ws mon
+    raw[17] = 25;          // ws day
+    raw[18] = 2;           // ws hour
+    raw[19] = 7;           // ws dow
+    raw[20] = 10;          // sw mon
     std::memcpy(raw + 32, "pool.ntp.org", 12);
     std::memcpy(raw + 128, "10.0.0.3", 8);
-    raw[160] = 0x7B;             // port 0 = 123
-    raw[166] = 0x7C;             // port 3 = 124
-    raw[176] = 9;                // rspcm
+    raw[160] = 0x7B; // port 0 = 123
+    raw[166] = 0x7C; // port 3 = 124
+    raw[176] = 9;    // rspcm
     time_set_t t = time_set_t::decode(raw);
     EXPECT_EQ(t.Std, 3u);
     EXPECT_EQ(t.tz.hours(), 1u);

@@ -33,7 +33,8 @@ struct Collector {
 
 std::vector<uint8_t> payload(size_t n, uint8_t seed) {
     std::vector<uint8_t> p(n);
-    for (size_t i = 0; i < n; ++i) p[i] = uint8_t(seed + i * 7);
+    for (size_t i = 0; i < n; ++i)
+        p[i] = uint8_t(seed + i * 7);
     return p;
 }
 
@@ -91,7 +92,8 @@ TEST(FrameAssembly, FrameSplitAtEveryOffsetIsJoinedOnce) {
 TEST(FrameAssembly, ByteByByteDelivery) {
     auto f = Frame(6, 1, 3, payload(100, 7));
     Collector c;
-    for (uint8_t b : f) c.feed(&b, 1);
+    for (uint8_t b : f)
+        c.feed(&b, 1);
     ASSERT_EQ(c.frames.size(), 1u);
     EXPECT_EQ(c.frames[0], f);
 }
@@ -161,7 +163,8 @@ TEST(FrameAssemblyBadInput, ClearDropsHalfFrame) {
 TEST(FrameAssembly, ManyWaitingFramesKeepTheConsumedPrefixBounded) {
     auto f = Frame(4, 0, 3, payload(100, 1));
     std::vector<uint8_t> burst;
-    for (int i = 0; i < 10000; ++i) burst.insert(burst.end(), f.begin(), f.end());
+    for (int i = 0; i < 10000; ++i)
+        burst.insert(burst.end(), f.begin(), f.end());
     Collector c;
     c.a.Append(burst.data(), burst.size());
     size_t maxPrefix = 0;

@@ -17,7 +17,8 @@ std::vector<uint8_t> identityBasicReply() {
 
 TEST(CommandList, BurstOfTenPlainCommandsSendsOneUntilTheReply) {
     LinkFixture t;
-    for (int i = 0; i < 10; ++i) t.link.SendNamed("CCC_IDENTIFY_BASIC");
+    for (int i = 0; i < 10; ++i)
+        t.link.SendNamed("CCC_IDENTIFY_BASIC");
     EXPECT_EQ(t.link.Sent.size(), 1u);
     EXPECT_EQ(t.link.CountSendLst(), 9);
     t.feed(identityBasicReply());
@@ -60,10 +61,12 @@ TEST(CommandList, AppendLogsAndStreamFormsWaitForTheTimer) {
     LinkFixture t;
     t.link.SendCommand("CCC_STREAM_START", 4, 0, 1, uint32_t(0x01FFFFFF));
     EXPECT_TRUE(t.link.Sent.empty());
-    EXPECT_TRUE(t.logged("Liste -> Kommando hinzugefügt: CCC_STREAM_START CMD: 4 Priv: 0 ExtCmd: 1 ID: 33554431"));
+    EXPECT_TRUE(
+        t.logged("Liste -> Kommando hinzugefügt: CCC_STREAM_START CMD: 4 Priv: 0 ExtCmd: 1 ID: 33554431"));
     EXPECT_EQ(t.link.FStreamRec.ObjID, 0x01FFFFFFu);
     t.link.SendCommand("CCC_READOUT_REC_RD", 5, 0, 1, "rec.dat", 512u, false);
-    EXPECT_TRUE(t.logged("Liste -> Kommando hinzugefügt: CCC_READOUT_REC_RD CMD: 5 Priv: 0 ExtCmd: 1 Pos: 512"));
+    EXPECT_TRUE(
+        t.logged("Liste -> Kommando hinzugefügt: CCC_READOUT_REC_RD CMD: 5 Priv: 0 ExtCmd: 1 Pos: 512"));
     t.tick();
     ASSERT_EQ(t.link.Sent.size(), 2u) << "a stream start does not wait, the read behind it goes too";
     EXPECT_EQ(MemStream::peekU32(&t.link.Sent[1].bytes[84]), 512u);
@@ -72,8 +75,8 @@ TEST(CommandList, AppendLogsAndStreamFormsWaitForTheTimer) {
 
 TEST(CommandList, SessionStopDropsWhatWasAppendedBeforeItWasSent) {
     LinkFixture t;
-    t.link.SendNamed("CCC_IDENTIFY_BASIC");               // waits for its answer
-    t.link.SendNamed("CCC_SESSION_STP");                  // queued behind it
+    t.link.SendNamed("CCC_IDENTIFY_BASIC");                            // waits for its answer
+    t.link.SendNamed("CCC_SESSION_STP");                               // queued behind it
     t.link.SendCommand("CCC_READOUT_REC_RD", 5, 0, 1, "a", 0u, false); // queued behind the stop
     t.feed(identityBasicReply());
     t.tick();
@@ -122,8 +125,9 @@ TEST(Refusal, Code120ShowsTheTwoConnectionsMessage) {
     t.link.FRequestClose = [&](TSender) { closeRequested = true; };
     t.link.StartPlainSession();
     t.feed(Refusal(1, 1, 2, 120, ""));
-    EXPECT_EQ(shown, "Es sind bereits zwei aktive Verbindungen mit dem Gerät hergestellt. Eine weitere Verbindung "
-                     "ist nicht möglich.");
+    EXPECT_EQ(shown,
+              "Es sind bereits zwei aktive Verbindungen mit dem Gerät hergestellt. Eine weitere Verbindung "
+              "ist nicht möglich.");
     EXPECT_EQ(nakCode, 999u) << "with a display the code is not passed on before the answer";
     EXPECT_TRUE(t.link.FTransferInProgress) << "stays set until the next tick";
     ASSERT_TRUE(answer);
@@ -161,8 +165,8 @@ TEST(Refusal, FlagsEighteenIsNotARefusal) {
 TEST(Refusal, OtherCodesShowTheDeviceTextAndAskForAFlush) {
     LinkFixture t;
     std::vector<std::string> shown;
-    t.link.FDisplayConnMessage = [&](const std::string& text, TMsgDlgType, TThreadedMessageCallBack, TMsgDlgButtons,
-                                     TMsgDlgBtn) { shown.push_back(text); };
+    t.link.FDisplayConnMessage = [&](const std::string& text, TMsgDlgType, TThreadedMessageCallBack,
+                                     TMsgDlgButtons, TMsgDlgBtn) { shown.push_back(text); };
     int stops = 0;
     t.link.FStopWork = [&] { ++stops; };
     t.link.FSSHUser = "viewer";
@@ -202,7 +206,8 @@ TEST(Dispatcher, EveryKnownGroupIsDispatchedAndConsumed) {
 TEST(Dispatcher, AcceptLogCarriesTheHead) {
     LinkFixture t;
     t.feed(identityBasicReply());
-    EXPECT_TRUE(t.logged("ComUnit Accept Cmd=2 Priv=0 ExtCmd=0 ver=5 FTPNAK=4 SN=0 Size=32 SeqCnt=0 StreamSize=32"));
+    EXPECT_TRUE(
+        t.logged("ComUnit Accept Cmd=2 Priv=0 ExtCmd=0 ver=5 FTPNAK=4 SN=0 Size=32 SeqCnt=0 StreamSize=32"));
     EXPECT_TRUE(t.logged("IN: Idendity: SerNum=4711 ArtNum=2400512 ProdDate=01.01.1970 00:00:00"));
 }
 
@@ -212,14 +217,16 @@ TEST(Heartbeat, OldFirmwareBeatsEveryTwentyTwoSeconds) {
     t.feed(IdentityAll(1234, 2400512, 13685));
     EXPECT_FALSE(t.link.FHeartBeatDisabled);
     size_t sent = t.link.Sent.size();
-    for (int i = 0; i < 220; ++i) t.tick(100); // 22 s
+    for (int i = 0; i < 220; ++i)
+        t.tick(100); // 22 s
     EXPECT_EQ(t.link.Sent.size(), sent);
     t.tick(1000);
     ASSERT_EQ(t.link.Sent.size(), sent + 1);
     EXPECT_EQ(t.sentNames().back(), "CCC_IDENTIFY_BASIC");
     EXPECT_TRUE(t.logged("Heartbeat"));
     t.feed(identityBasicReply());
-    for (int i = 0; i < 240; ++i) t.tick(100);
+    for (int i = 0; i < 240; ++i)
+        t.tick(100);
     EXPECT_EQ(t.link.Sent.size(), sent + 2) << "and again about 22 s later";
 }
 
@@ -229,7 +236,8 @@ TEST(Heartbeat, NewerFirmwareStaysQuiet) {
     t.feed(IdentityAll(1234, 2400512, 13686));
     EXPECT_TRUE(t.link.FHeartBeatDisabled);
     size_t sent = t.link.Sent.size();
-    for (int i = 0; i < 100; ++i) t.tick(1000);
+    for (int i = 0; i < 100; ++i)
+        t.tick(1000);
     EXPECT_EQ(t.link.Sent.size(), sent);
     EXPECT_FALSE(t.logged("Heartbeat"));
 }
@@ -247,7 +255,8 @@ TEST(Shutdown, CallbackFiresExactlyOnce) {
     EXPECT_EQ(t.link.CloseConnectionCalls, 1);
     EXPECT_EQ(done, 1);
     EXPECT_FALSE(t.link.IsTimerActive());
-    for (int i = 0; i < 5; ++i) t.link.OnTimer();
+    for (int i = 0; i < 5; ++i)
+        t.link.OnTimer();
     EXPECT_EQ(done, 1);
 }
 

@@ -10,8 +10,12 @@
 using namespace ferro;
 
 namespace {
-std::vector<uint8_t> bytes(const MemStream& s) { return s.bytes(); }
-uint32_t u32(const std::vector<uint8_t>& b, size_t off) { return MemStream::peekU32(&b[off]); }
+std::vector<uint8_t> bytes(const MemStream& s) {
+    return s.bytes();
+}
+uint32_t u32(const std::vector<uint8_t>& b, size_t off) {
+    return MemStream::peekU32(&b[off]);
+}
 } // namespace
 
 TEST(FrameHead, PlainSessionStartIsTheDocumentedTwentyBytes) {
@@ -130,7 +134,8 @@ TEST(FrameForms, IdAndNtpReplyFrames) {
     ASSERT_EQ(id.size(), 24u);
     EXPECT_EQ(u32(id, 20), 0x01FFFFFFu);
     uint8_t packet[48];
-    for (int i = 0; i < 48; ++i) packet[i] = uint8_t(i);
+    for (int i = 0; i < 48; ++i)
+        packet[i] = uint8_t(i);
     ccc_head_t h;
     h.Cmd = 9;
     h.Priv = 1;
@@ -162,20 +167,20 @@ TEST(CommandTable, RowsAreSentExactlySo) {
         TSendCmd form;
     };
     const Want want[] = {
-        {"CCC_SESSION_STR_ADV", 1, 1, 2, scDefault},     {"CCC_SESSION_STR_SUP", 1, 2, 3, scDefault},
-        {"CCC_SESSION_STP", 1, 0, 0xFFFF, scDefault},    {"CCC_IDENTIFY_BASIC", 2, 0, 0, scDefault},
-        {"CCC_IDENTIFY_ALL", 2, 0, 1, scDefault},        {"CCC_SETUP_RD_ALL", 3, 0, 1, scDefault},
-        {"CCC_SETUP_RD_ONE", 3, 0, 2, scWithTxt},        {"CCC_SETUP_WR", 3, 1, 3, scFile},
-        {"CCC_STREAM_START", 4, 0, 1, scStream},         {"CCC_STREAM_GET_NXT", 4, 0, 2, scStream},
-        {"CCC_STREAM_STOP", 4, 0, 0xFFFF, scStream},     {"CCC_READOUT_REC_LS", 5, 0, 0, scDefault},
-        {"CCC_READOUT_REC_RD", 5, 0, 1, scFileResume},   {"CCC_READOUT_REC_RM", 5, 0, 2, scWithTxt},
-        {"CCC_READOUT_REC_RMALL", 5, 0, 3, scDefault},   {"CCC_READOUT_EVT_LS", 5, 0, 0x10, scDefault},
+        {"CCC_SESSION_STR_ADV", 1, 1, 2, scDefault},      {"CCC_SESSION_STR_SUP", 1, 2, 3, scDefault},
+        {"CCC_SESSION_STP", 1, 0, 0xFFFF, scDefault},     {"CCC_IDENTIFY_BASIC", 2, 0, 0, scDefault},
+        {"CCC_IDENTIFY_ALL", 2, 0, 1, scDefault},         {"CCC_SETUP_RD_ALL", 3, 0, 1, scDefault},
+        {"CCC_SETUP_RD_ONE", 3, 0, 2, scWithTxt},         {"CCC_SETUP_WR", 3, 1, 3, scFile},
+        {"CCC_STREAM_START", 4, 0, 1, scStream},          {"CCC_STREAM_GET_NXT", 4, 0, 2, scStream},
+        {"CCC_STREAM_STOP", 4, 0, 0xFFFF, scStream},      {"CCC_READOUT_REC_LS", 5, 0, 0, scDefault},
+        {"CCC_READOUT_REC_RD", 5, 0, 1, scFileResume},    {"CCC_READOUT_REC_RM", 5, 0, 2, scWithTxt},
+        {"CCC_READOUT_REC_RMALL", 5, 0, 3, scDefault},    {"CCC_READOUT_EVT_LS", 5, 0, 0x10, scDefault},
         {"CCC_READOUT_EVT_RD", 5, 0, 0x11, scFileResume}, {"CCC_READOUT_EVT_RM", 5, 0, 0x12, scWithTxt},
         {"CCC_READOUT_EVT_RMALL", 5, 0, 0x13, scDefault}, {"CCC_READOUT_DISP_RD", 5, 0, 0x21, scDefault},
-        {"CCC_READOUT_LOGD_RD", 5, 0, 0x22, scDefault},  {"CCC_LUA_COMMAND", 6, 1, 0, scWithTxt},
-        {"CCC_SCRATCH_PAD_RD", 7, 0, 1, scWithTxt},      {"CCC_SCRATCH_PAD_WR", 7, 0, 2, scCCCIFile},
-        {"CCC_SCRATCH_PAD_RM", 7, 0, 3, scWithTxt},      {"CCC_TUNNEL_NTP_OPEN", 9, 1, 0, scDefault},
-        {"CCC_TUNNEL_NTP_CLOSE", 9, 1, 1, scDefault},    {"CCC_TUNNEL_NTP_REPLY", 9, 1, 3, scDefault},
+        {"CCC_READOUT_LOGD_RD", 5, 0, 0x22, scDefault},   {"CCC_LUA_COMMAND", 6, 1, 0, scWithTxt},
+        {"CCC_SCRATCH_PAD_RD", 7, 0, 1, scWithTxt},       {"CCC_SCRATCH_PAD_WR", 7, 0, 2, scCCCIFile},
+        {"CCC_SCRATCH_PAD_RM", 7, 0, 3, scWithTxt},       {"CCC_TUNNEL_NTP_OPEN", 9, 1, 0, scDefault},
+        {"CCC_TUNNEL_NTP_CLOSE", 9, 1, 1, scDefault},     {"CCC_TUNNEL_NTP_REPLY", 9, 1, 3, scDefault},
     };
     ASSERT_EQ(CommandTable().size(), std::size(want));
     for (const Want& w : want) {

@@ -60,8 +60,9 @@ TEST(Ftp, RecordingFetchedByPathIsByteIdentical) {
     t.feed(Frame(5, 0, 1, std::vector<uint8_t>(path.begin(), path.end()), 5));
     ASSERT_EQ(got.size(), 1u);
     EXPECT_EQ(got[0], t.local + "Recorder/4-0-1700000000.dat");
-    EXPECT_EQ(QCryptographicHash::hash(QByteArray::fromStdString(readFile(got[0])), QCryptographicHash::Sha256),
-              QCryptographicHash::hash(QByteArray::fromStdString(data), QCryptographicHash::Sha256));
+    EXPECT_EQ(
+        QCryptographicHash::hash(QByteArray::fromStdString(readFile(got[0])), QCryptographicHash::Sha256),
+        QCryptographicHash::hash(QByteArray::fromStdString(data), QCryptographicHash::Sha256));
     ASSERT_GE(work.size(), 2u);
     EXPECT_EQ(work.front(), WorkBegin);
     EXPECT_EQ(work.back(), WorkEnd);

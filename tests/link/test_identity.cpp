@@ -29,8 +29,8 @@ TEST(Identity, CallbacksCarryTheNamesAndTheSerialNumber) {
     uint32_t sn = 0;
     TDevType type = devtypNone;
     std::string plant, bay, device;
-    t.link.FOnComNewSNCallBack = [&](TSender, uint32_t s, TDevType d, const std::string& a, const std::string& f,
-                                     const std::string& g) {
+    t.link.FOnComNewSNCallBack = [&](TSender, uint32_t s, TDevType d, const std::string& a,
+                                     const std::string& f, const std::string& g) {
         sn = s;
         type = d;
         plant = a;

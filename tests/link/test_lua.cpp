@@ -110,7 +110,9 @@ TEST(LuaFrames, LogFileRoadForOldDevices) {
     t.tick();
     ASSERT_EQ(t.link.Sent.size(), 2u);
     std::string copy(t.link.Sent[1].bytes.begin() + 20, t.link.Sent[1].bytes.end() - 2);
-    EXPECT_EQ(copy, "fs.cp(\"//mnt/flashdrive0/data/logd.log\",\"//mnt/flashdrive0/data/ccci/scratchpad/logd.log\")");
+    EXPECT_EQ(
+        copy,
+        "fs.cp(\"//mnt/flashdrive0/data/logd.log\",\"//mnt/flashdrive0/data/ccci/scratchpad/logd.log\")");
     t.feed(luaOut(3, ""));
     t.tick();
     ASSERT_EQ(t.link.Sent.size(), 3u);
@@ -126,8 +128,10 @@ TEST(LuaFrames, SeveralMegabytesArriveWhole) {
     std::string line(99, 'x');
     line += '\n';
     std::string chunk;
-    for (int i = 0; i < 10; ++i) chunk += line; // 1000 bytes per frame
-    for (int i = 0; i < 4000; ++i) t.feed(luaOut(1, chunk));
+    for (int i = 0; i < 10; ++i)
+        chunk += line; // 1000 bytes per frame
+    for (int i = 0; i < 4000; ++i)
+        t.feed(luaOut(1, chunk));
     t.feed(luaOut(3, ""));
     t.processEvents();
     EXPECT_EQ(result.size(), 4000u * 1000u);

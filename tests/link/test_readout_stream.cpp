@@ -16,8 +16,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-
-std::vector<uint8_t> bytesOf(const std::string& s) { return std::vector<uint8_t>(s.begin(), s.end()); }
+std::vector<uint8_t> bytesOf(const std::string& s) {
+    return std::vector<uint8_t>(s.begin(), s.end());
+}
 
 struct ReadoutFixture : LinkFixture {
     QTemporaryDir dir;
@@ -78,7 +79,8 @@ TEST(Readout, FileIsStoredUnderItsNameWithoutThePathAndASecondReadAppends) {
 TEST(Readout, ResumeAppendsTheRestAfterAPartialFile) {
     ReadoutFixture t;
     std::string full(100000, '\0');
-    for (size_t i = 0; i < full.size(); ++i) full[i] = char(i * 31);
+    for (size_t i = 0; i < full.size(); ++i)
+        full[i] = char(i * 31);
     fs::create_directories(t.link.FEvtDir);
     std::string local = t.link.FEvtDir + "evt-1700000000-5.bin";
     {
@@ -125,7 +127,9 @@ TEST(Readout, NameThatClimbsOutStaysInTheRecordingFolder) {
 TEST(Readout, DisplayImageAndFileText) {
     ReadoutFixture t;
     std::string png;
-    t.link.FSetNewDisplayImage = [&](TSender, MemStream& s) { png.assign(s.bytes().begin(), s.bytes().end()); };
+    t.link.FSetNewDisplayImage = [&](TSender, MemStream& s) {
+        png.assign(s.bytes().begin(), s.bytes().end());
+    };
     t.feed(Frame(5, 0, 0x21, bytesOf("\x89PNG....")));
     EXPECT_EQ(png, "\x89PNG....");
     t.feed(Frame(10, 0, 5, bytesOf("Firmware copied")));

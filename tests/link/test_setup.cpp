@@ -5,9 +5,9 @@
 
 #include <QTemporaryDir>
 
+#include "support/Files.h"
 #include <archive.h>
 #include <archive_entry.h>
-#include "support/Files.h"
 
 #include <gtest/gtest.h>
 
@@ -20,15 +20,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-
-
 std::vector<uint8_t> gz(const std::string& text) {
     MemStream in(text.data(), text.size()), out;
     EXPECT_TRUE(ZipFile(in, out));
     return out.bytes();
 }
 
-std::vector<uint8_t> reply(uint8_t cmd, uint16_t ext, const std::vector<uint8_t>& payload, uint16_t flags = 4) {
+std::vector<uint8_t> reply(uint8_t cmd, uint16_t ext, const std::vector<uint8_t>& payload,
+                           uint16_t flags = 4) {
     return Frame(cmd, 0, ext, payload, flags);
 }
 
@@ -44,7 +43,8 @@ struct TarBuilder {
     }
     static la_ssize_t write(archive*, void* self, const void* buf, size_t n) {
         auto* me = static_cast<TarBuilder*>(self);
-        me->bytes.insert(me->bytes.end(), static_cast<const uint8_t*>(buf), static_cast<const uint8_t*>(buf) + n);
+        me->bytes.insert(me->bytes.end(), static_cast<const uint8_t*>(buf),
+                         static_cast<const uint8_t*>(buf) + n);
         return la_ssize_t(n);
     }
     void file(const std::string& name, const std::string& data) {
@@ -133,8 +133,8 @@ TEST(SetupRead, TarGzFillsTheIcdAndKeyFields) {
 TEST(SetupRead, BrokenGzipLeavesTheLinkUsableAndSaysSo) {
     SetupFixture t;
     std::string shown;
-    t.link.FDisplayConnMessage = [&](const std::string& s, TMsgDlgType, TThreadedMessageCallBack, TMsgDlgButtons,
-                                     TMsgDlgBtn) { shown = s; };
+    t.link.FDisplayConnMessage = [&](const std::string& s, TMsgDlgType, TThreadedMessageCallBack,
+                                     TMsgDlgButtons, TMsgDlgBtn) { shown = s; };
     t.link.SendNamed("CCC_SETUP_RD_ALL");
     t.feed(reply(3, 1, {0x1f, 0x8b, 8, 0, 1, 2, 3, 4, 5}));
     EXPECT_TRUE(t.arrived.empty());
@@ -217,7 +217,8 @@ TEST(XmlVersions, ThreeNewerFilesArriveOneAfterAnotherAndConnDoneComesOnce) {
     t.link.CheckFileVersions();
     ASSERT_EQ(t.link.Sent.size(), 1u);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(&t.link.Sent[0].bytes[20])), "xml-versions.txt");
-    std::string list = "v ferro_objprops.gz 4\r\nv ferro_struct.gz 6\r\nv lang/lang_de.gz 8\r\nv lang/lang_en.gz 99\r\n";
+    std::string list =
+        "v ferro_objprops.gz 4\r\nv ferro_struct.gz 6\r\nv lang/lang_de.gz 8\r\nv lang/lang_en.gz 99\r\n";
     t.feed(reply(7, 1, std::vector<uint8_t>(list.begin(), list.end())));
     EXPECT_EQ(t.link.FScratchpadFleLst.size(), 3u);
     EXPECT_TRUE(t.logged("ComUnit: New Version 4 for ferro_objprops.gz"));

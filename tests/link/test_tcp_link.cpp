@@ -91,8 +91,8 @@ TEST(TcpLink, LineDropShowsConnectionLossAndFreesQueuedFrames) {
     std::string shown;
     int cleared = 0;
     link.FOnConnDone = [&](TSender, bool ok) { done = ok; };
-    link.FDisplayConnMessage = [&](const std::string& t, TMsgDlgType, TThreadedMessageCallBack, TMsgDlgButtons,
-                                   TMsgDlgBtn) { shown = t; };
+    link.FDisplayConnMessage = [&](const std::string& t, TMsgDlgType, TThreadedMessageCallBack,
+                                   TMsgDlgButtons, TMsgDlgBtn) { shown = t; };
     link.FClearWork = [&] { ++cleared; };
     link.SetIPAndPort("127.0.0.1", dev.port(), 0);
     link.DoConnect();

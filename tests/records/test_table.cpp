@@ -19,13 +19,15 @@ const TFieldTable& T() {
 } // namespace
 
 TEST(FieldTable, RecordSizes) {
-    const std::map<std::string, uint32_t> sizes = {
-        {"c_s_t_V1_0", 2320},      {"c_s_t_V2_2", 2328},      {"c_150t_t_V1_0", 6052},
-        {"c_150t_t_V2_2", 6264},   {"c_10t_t_V1_0", 6052},    {"c_10t_t_V2_2", 6264},
-        {"c_10min_t_V1_0", 12680}, {"c_10min_t_V2_2", 12896}, {"c_2h_t_V1_0", 8012},
-        {"c_2h_t_V2_2", 8228},     {"c_10s_t", 36},           {"c_osc_dta_t_V1_0", 40},
-        {"c_osc_dta_t_V2_0", 60},  {"c_osc_dta_t_V2_2", 60},  {"c_osc_dta_t_V3", 20},   {"c_hp_t", 24},
-        {"c_bin_in_t", 14}};
+    const std::map<std::string, uint32_t> sizes = {{"c_s_t_V1_0", 2320},      {"c_s_t_V2_2", 2328},
+                                                   {"c_150t_t_V1_0", 6052},   {"c_150t_t_V2_2", 6264},
+                                                   {"c_10t_t_V1_0", 6052},    {"c_10t_t_V2_2", 6264},
+                                                   {"c_10min_t_V1_0", 12680}, {"c_10min_t_V2_2", 12896},
+                                                   {"c_2h_t_V1_0", 8012},     {"c_2h_t_V2_2", 8228},
+                                                   {"c_10s_t", 36},           {"c_osc_dta_t_V1_0", 40},
+                                                   {"c_osc_dta_t_V2_0", 60},  {"c_osc_dta_t_V2_2", 60},
+                                                   {"c_osc_dta_t_V3", 20},    {"c_hp_t", 24},
+                                                   {"c_bin_in_t", 14}};
     EXPECT_EQ(T().Records().size(), sizes.size());
     for (const auto& [name, size] : sizes) {
         const TRecordDef* r = T().Record(name);

@@ -1,11 +1,11 @@
 // The SSH link against the simulator's SSH service: login, channel, shell, host keys.
 #include "SshServer.h"
 
-#include <libssh/libssh.h>
 #include "foundation/Format.h"
 #include "link/HashManager.h"
 #include "link/TCPComUnit.h"
 #include "support/FakeInstrument.h"
+#include <libssh/libssh.h>
 
 #include <QTemporaryDir>
 
@@ -112,7 +112,8 @@ TEST(SshLink, LuaGoesToTheShellAndTheAnswerComesBack) {
     EXPECT_EQ(result, "2\n");
     ASSERT_FALSE(rig.luaLines.empty());
     EXPECT_EQ(rig.luaLines.back(), "print(1+1)");
-    for (const auto& f : rig.dev.received()) EXPECT_NE(f[0], 6) << "Lua never travels in a frame over SSH";
+    for (const auto& f : rig.dev.received())
+        EXPECT_NE(f[0], 6) << "Lua never travels in a frame over SSH";
 }
 
 TEST(SshLink, WrongPasswordSaysAuthenticationFailed) {
@@ -124,7 +125,8 @@ TEST(SshLink, WrongPasswordSaysAuthenticationFailed) {
     EXPECT_EQ(c.shown[0], "Authentifizierung fehlgeschlagen");
     EXPECT_TRUE(c.link.FAuthError);
     WaitFor([] { return false; }, 700);
-    for (const auto& s : c.shown) EXPECT_NE(s, "Verbindungsabbruch");
+    for (const auto& s : c.shown)
+        EXPECT_NE(s, "Verbindungsabbruch");
     EXPECT_EQ(rig.dev.framesReceived(), 0u);
 }
 
@@ -163,7 +165,8 @@ TEST(SshHostKey, ChangedKeyAsksWithTheChangedText) {
     SshRig rig;
     THashManager store;
     store.SetHashStore(rig.root + "Hash");
-    store.StoreFingerprint("127.0.0.1", rig.server->Port(), "00:11:22:33:44:55:66:77:88:99:AA:BB:CC:DD:EE:FF");
+    store.StoreFingerprint("127.0.0.1", rig.server->Port(),
+                           "00:11:22:33:44:55:66:77:88:99:AA:BB:CC:DD:EE:FF");
     Client c(rig.root, rig.server->Port(), "admin", "admin");
     c.answer = mrNo;
     c.link.DoConnect();
@@ -236,7 +239,8 @@ TEST(SshBadServer, NoHostKeyAlgorithmWeAcceptEndsBeforeAnyQuestion) {
     cfg.hostKeyFile = dir.path().toStdString() + "/rsa_key";
     cfg.framePort = dev.port();
     cfg.rsaKey = true;
-    ferrosim::SshServer server(cfg, [](const std::string&, const std::string&) { return true; }, nullptr);
+    ferrosim::SshServer server(
+        cfg, [](const std::string&, const std::string&) { return true; }, nullptr);
     std::string error;
     ASSERT_TRUE(server.Start(error)) << error;
     Client c(dir.path().toStdString() + "/", server.Port(), "admin", "admin");

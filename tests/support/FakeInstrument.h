@@ -124,7 +124,8 @@ private:
     void answer(int client, const std::vector<uint8_t>& req) {
         std::vector<uint8_t> reply;
         if (req[0] == 1 && req[2] != 0xFF) reply = SessionReply(5);
-        if (req[0] == 2 && req[2] == 1) reply = IdentityAll(777, 2400512, revision, "Umspannwerk", "Feld 3", "PQ1");
+        if (req[0] == 2 && req[2] == 1)
+            reply = IdentityAll(777, 2400512, revision, "Umspannwerk", "Feld 3", "PQ1");
         if (req[0] == 2 && req[2] == 0) reply = Frame(2, 0, 0, std::vector<uint8_t>(12));
         if (!reply.empty()) ::send(client, reply.data(), reply.size(), MSG_NOSIGNAL);
     }
@@ -140,8 +141,7 @@ private:
 };
 
 // Runs the event loop until `done` holds or `timeoutMs` passes.
-template <class Pred>
-bool WaitFor(Pred done, int timeoutMs = 5000) {
+template <class Pred> bool WaitFor(Pred done, int timeoutMs = 5000) {
     auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (!done()) {
         if (std::chrono::steady_clock::now() > until) return false;

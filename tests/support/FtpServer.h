@@ -19,8 +19,8 @@ public:
         port_ = probe.serverPort();
         probe.close();
         proc_.setProcessChannelMode(QProcess::MergedChannels);
-        proc_.start("/usr/bin/python3", {"-m", "pyftpdlib", "-i", "127.0.0.1", "-p", QString::number(port_), "-w",
-                                         "-d", QString::fromStdString(root)});
+        proc_.start("/usr/bin/python3", {"-m", "pyftpdlib", "-i", "127.0.0.1", "-p", QString::number(port_),
+                                         "-w", "-d", QString::fromStdString(root)});
         proc_.waitForStarted(5000);
         auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (std::chrono::steady_clock::now() < until) {

@@ -40,9 +40,12 @@ public:
         }
         return names;
     }
-    bool logged(const std::string& line) const { return std::find(log.begin(), log.end(), line) != log.end(); }
+    bool logged(const std::string& line) const {
+        return std::find(log.begin(), log.end(), line) != log.end();
+    }
     bool loggedContaining(const std::string& part) const {
-        return std::any_of(log.begin(), log.end(), [&](const std::string& s) { return s.find(part) != s.npos; });
+        return std::any_of(log.begin(), log.end(),
+                           [&](const std::string& s) { return s.find(part) != s.npos; });
     }
     void tick(int64_t advanceMs = 100) {
         clock.advance(advanceMs);

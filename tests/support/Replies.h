@@ -9,8 +9,9 @@
 
 namespace ferro::test {
 
-inline std::vector<uint8_t> Frame(uint8_t cmd, uint8_t priv, uint16_t ext, const std::vector<uint8_t>& payload,
-                                  uint16_t flags = 4, uint16_t ver = 5, uint32_t seq = 0) {
+inline std::vector<uint8_t> Frame(uint8_t cmd, uint8_t priv, uint16_t ext,
+                                  const std::vector<uint8_t>& payload, uint16_t flags = 4, uint16_t ver = 5,
+                                  uint32_t seq = 0) {
     std::vector<uint8_t> f(20 + payload.size());
     f[0] = cmd;
     f[1] = priv;
@@ -28,15 +29,16 @@ inline std::vector<uint8_t> Frame(uint8_t cmd, uint8_t priv, uint16_t ext, const
 }
 
 inline void PutU32(std::vector<uint8_t>& b, size_t off, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b[off + size_t(i)] = uint8_t(v >> (8 * i));
+    for (int i = 0; i < 4; ++i)
+        b[off + size_t(i)] = uint8_t(v >> (8 * i));
 }
 
 inline void PutText(std::vector<uint8_t>& b, size_t off, const std::string& s) {
     std::memcpy(&b[off], s.data(), s.size());
 }
 
-inline std::vector<uint8_t> Refusal(uint8_t cmd, uint8_t priv, uint16_t ext, uint32_t code, const std::string& text,
-                                    uint16_t flags = 6) {
+inline std::vector<uint8_t> Refusal(uint8_t cmd, uint8_t priv, uint16_t ext, uint32_t code,
+                                    const std::string& text, uint16_t flags = 6) {
     std::vector<uint8_t> payload(4 + text.size());
     PutU32(payload, 0, code);
     std::memcpy(payload.data() + 4, text.data(), text.size());

@@ -17,7 +17,8 @@ public:
     explicit SimProcess(const std::vector<std::string>& extraArgs = {}, const std::string& root = {}) {
         root_ = root.empty() ? dir_.path().toStdString() + "/instrument" : root;
         QStringList args = {"--root", QString::fromStdString(root_), "--port", "0"};
-        for (const auto& a : extraArgs) args << QString::fromStdString(a);
+        for (const auto& a : extraArgs)
+            args << QString::fromStdString(a);
         proc_.start(FERROSIM_BIN, args);
         proc_.waitForStarted(5000);
         auto until = std::chrono::steady_clock::now() + std::chrono::seconds(15);
@@ -66,7 +67,8 @@ private:
         size_t at = out_.find(prefix);
         if (at == std::string::npos) return std::string();
         size_t end = out_.find('\n', at);
-        return out_.substr(at + prefix.size(), end == std::string::npos ? std::string::npos : end - at - prefix.size());
+        return out_.substr(at + prefix.size(),
+                           end == std::string::npos ? std::string::npos : end - at - prefix.size());
     }
     int number(const std::string& prefix) const {
         std::string t = text(prefix);
@@ -88,7 +90,8 @@ struct CtlResult {
 inline CtlResult RunCtl(const std::vector<std::string>& args, int timeoutMs = 60000) {
     QProcess p;
     QStringList a;
-    for (const auto& s : args) a << QString::fromStdString(s);
+    for (const auto& s : args)
+        a << QString::fromStdString(s);
     p.setStandardInputFile(QProcess::nullDevice());
     p.start(FERROCTL_BIN, a);
     CtlResult r;
