@@ -173,6 +173,22 @@ TEST(ConnectionViewSsh, AUserWithoutTheRightIsDenied) {
               "Der Benutzer \"viewer\" hat nicht die nötigen Rechte für diesen Vorgang!");
 }
 
+TEST(ConnectionViewSsh, AUserWithTheRightIsAllowed) {
+    SimProcess sim({"--ssh-port", "0"});
+    if (!sim.Ok()) GTEST_SKIP() << "ferrosim without SSH: " << sim.Output().toStdString();
+    ViewRig rig;
+    rig.open(Entry(TTransport::Ssh, sim.sshPort, "admin", "admin"));
+    ASSERT_TRUE(TrustHostKey(CConnectMs));
+    ASSERT_TRUE(WaitUntil([&] { return rig.view->Established(); }, CConnectMs));
+    int allowed = 0, denied = 0;
+    rig.view->CheckSSHRight(
+        "lua.user.print", [&] { ++allowed; }, [&] { ++denied; });
+    ASSERT_TRUE(WaitUntil([&] { return allowed + denied > 0; }, 10000));
+    EXPECT_EQ(allowed, 1);
+    EXPECT_EQ(denied, 0);
+    EXPECT_EQ(BoxContaining("nicht die nötigen Rechte"), nullptr);
+}
+
 TEST(ConnectionViewSsh, AWrongPasswordIsAnAuthenticationError) {
     SimProcess sim({"--ssh-port", "0"});
     if (!sim.Ok()) GTEST_SKIP() << "ferrosim without SSH: " << sim.Output().toStdString();
