@@ -65,3 +65,15 @@ TEST(CtlSetup, PutOfAMissingFileIsRefusedBeforeConnecting) {
     EXPECT_EQ(r.code, 2);
     EXPECT_NE(r.err.find("setup-put"), std::string::npos);
 }
+
+TEST(CtlSetup, GetOverSshBringsTheSameSetup) {
+    SimProcess sim({"--ssh-port", "0"});
+    std::string overTcp = sim.tempDir() + "/tcp.xml", overSsh = sim.tempDir() + "/ssh.xml";
+    CtlResult r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", overTcp});
+    ASSERT_EQ(r.code, 0) << r.err;
+    r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password", "admin", "--yes",
+                "--ini-dir", sim.tempDir() + "/ini/", "setup-get", overSsh});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_FALSE(readFile(overSsh).empty());
+    EXPECT_EQ(readFile(overSsh), readFile(overTcp));
+}
