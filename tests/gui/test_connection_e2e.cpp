@@ -21,6 +21,24 @@ namespace {
 
 constexpr int CConnectMs = 20000;
 
+TInstrument Entry(TTransport t, int port, const std::string& user = "", const std::string& pw = "") {
+    TInstrument e;
+    e.Name = "ferrosim";
+    e.Address = "127.0.0.1";
+    e.Port = port;
+    e.Transport = t;
+    e.SshUser = user;
+    e.SshPassword = pw;
+    return e;
+}
+
+// Answers the question about an unknown host key with Yes.
+bool TrustHostKey(int timeoutMs) {
+    if (!WaitUntil([] { return BoxContaining("RSA") != nullptr; }, timeoutMs)) return false;
+    BoxContaining("RSA")->button(QMessageBox::Yes)->click();
+    return true;
+}
+
 struct ViewRig {
     QTemporaryDir dir;
     std::vector<std::string> log;
@@ -53,6 +71,11 @@ struct ViewRig {
         QDir().mkpath(dir.filePath("ini"));
         view->Open(e, folders());
     }
+    // Opens an SSH view, trusts the new host key and waits for the session.
+    bool openSsh(int port, const std::string& user, const std::string& password) {
+        open(Entry(TTransport::Ssh, port, user, password));
+        return TrustHostKey(CConnectMs) && WaitUntil([&] { return view->Established(); }, CConnectMs);
+    }
     QString label(const char* name) const { return view->findChild<QLabel*>(name)->text(); }
     int count(const std::string& part) const {
         int n = 0;
@@ -62,17 +85,6 @@ struct ViewRig {
     }
 };
 
-TInstrument Entry(TTransport t, int port, const std::string& user = "", const std::string& pw = "") {
-    TInstrument e;
-    e.Name = "ferrosim";
-    e.Address = "127.0.0.1";
-    e.Port = port;
-    e.Transport = t;
-    e.SshUser = user;
-    e.SshPassword = pw;
-    return e;
-}
-
 // A loopback port on which nobody listens.
 int ClosedPort() {
     QTcpServer s;
@@ -80,13 +92,6 @@ int ClosedPort() {
     const int port = s.serverPort();
     s.close();
     return port;
-}
-
-// Answers the question about an unknown host key with Yes.
-bool TrustHostKey(int timeoutMs) {
-    if (!WaitUntil([] { return BoxContaining("RSA") != nullptr; }, timeoutMs)) return false;
-    BoxContaining("RSA")->button(QMessageBox::Yes)->click();
-    return true;
 }
 
 void SaveScreenshot(QWidget& w, const char* name) {
@@ -160,9 +165,7 @@ TEST(ConnectionViewSsh, AUserWithoutTheRightIsDenied) {
     SimProcess sim({"--ssh-port", "0"});
     if (!sim.Ok()) GTEST_SKIP() << "ferrosim without SSH: " << sim.Output().toStdString();
     ViewRig rig;
-    rig.open(Entry(TTransport::Ssh, sim.sshPort, "viewer", "viewer"));
-    ASSERT_TRUE(TrustHostKey(CConnectMs));
-    ASSERT_TRUE(WaitUntil([&] { return rig.view->Established(); }, CConnectMs));
+    ASSERT_TRUE(rig.openSsh(sim.sshPort, "viewer", "viewer"));
     int allowed = 0, denied = 0;
     rig.view->CheckSSHRight(
         "lua.user.print", [&] { ++allowed; }, [&] { ++denied; });
@@ -177,9 +180,7 @@ TEST(ConnectionViewSsh, AUserWithTheRightIsAllowed) {
     SimProcess sim({"--ssh-port", "0"});
     if (!sim.Ok()) GTEST_SKIP() << "ferrosim without SSH: " << sim.Output().toStdString();
     ViewRig rig;
-    rig.open(Entry(TTransport::Ssh, sim.sshPort, "admin", "admin"));
-    ASSERT_TRUE(TrustHostKey(CConnectMs));
-    ASSERT_TRUE(WaitUntil([&] { return rig.view->Established(); }, CConnectMs));
+    ASSERT_TRUE(rig.openSsh(sim.sshPort, "admin", "admin"));
     int allowed = 0, denied = 0;
     rig.view->CheckSSHRight(
         "lua.user.print", [&] { ++allowed; }, [&] { ++denied; });
