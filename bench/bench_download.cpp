@@ -31,8 +31,10 @@ double seconds(Clock::time_point t0) {
     return std::chrono::duration<double>(Clock::now() - t0).count();
 }
 
-// A plain sender thread and a plain receiver: the ceiling of loopback TCP on this machine.
-double rawTcpSeconds(size_t bytes) {
+// A plain sender thread and a plain receiver: the ceiling of loopback TCP on this machine. With
+// `toFile` the receiver also writes what it gets to a file: the ceiling of any download that
+// stores its data.
+double rawTcpSeconds(size_t bytes, const std::string& toFile = std::string()) {
     int ls = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in a{};
     a.sin_family = AF_INET;
@@ -54,13 +56,16 @@ double rawTcpSeconds(size_t bytes) {
     });
     int r = ::accept(ls, nullptr, nullptr);
     std::vector<char> buf(1 << 20);
+    FILE* out = toFile.empty() ? nullptr : std::fopen(toFile.c_str(), "wb");
     auto t0 = Clock::now();
     size_t got = 0;
     while (got < bytes) {
         ssize_t n = ::recv(r, buf.data(), buf.size(), 0);
         if (n <= 0) break;
         got += size_t(n);
+        if (out) std::fwrite(buf.data(), 1, size_t(n), out);
     }
+    if (out) std::fclose(out);
     double s = seconds(t0);
     sender.join();
     ::close(r);
@@ -97,9 +102,11 @@ int main(int argc, char** argv) {
             out.write(block.data(), std::streamsize(block.size()));
     }
 
-    std::vector<double> raw, frames, ftp;
+    std::vector<double> raw, rawFile, frames, ftp;
     for (int i = 0; i < runs; ++i)
         raw.push_back(rawTcpSeconds(bytes));
+    for (int i = 0; i < runs; ++i)
+        rawFile.push_back(rawTcpSeconds(bytes, work.path().toStdString() + "/raw.bin"));
 
     SimProcess sim({}, root);
     if (!sim.ok()) {
@@ -149,6 +156,8 @@ int main(int argc, char** argv) {
     double r = mbs(median(raw));
     std::printf("download of a %zu MiB recording from ferrosim on loopback, median of %d runs\n", mib, runs);
     std::printf("%-24s %8.1f MB/s\n", "raw loopback TCP", r);
+    std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "raw TCP into a file", mbs(median(rawFile)),
+                mbs(median(rawFile)) / r);
     std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "CCCI frames", mbs(median(frames)),
                 mbs(median(frames)) / r);
     if (!ftp.empty())
