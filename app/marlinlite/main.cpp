@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
     QCommandLineOption demo("demo",
                             "Fügt Simulator-Geräte hinzu: HOST:PORT[,ssh=PORT][,serial=DEV][,user=NAME]"
                             "[,password=TEXT]",
-                            "spec");
+                            "entry");
     QCommandLineOption settings("settings", "Geräteliste in dieser INI-Datei statt der Benutzereinstellungen",
                                 "file");
     parser.addOption(demo);
@@ -27,9 +27,9 @@ int main(int argc, char** argv) {
     parser.process(app);
 
     std::vector<ferro::TInstrument> demoEntries;
-    for (const QString& spec : parser.values(demo)) {
+    for (const QString& entry : parser.values(demo)) {
         std::string error;
-        if (!ferro::TInstrumentStore::ParseDemo(spec.toStdString(), demoEntries, error)) {
+        if (!ferro::TInstrumentStore::ParseDemo(entry.toStdString(), demoEntries, error)) {
             std::fprintf(stderr, "%s\n", error.c_str());
             return 2;
         }
