@@ -97,7 +97,11 @@ int RunGet(const CliOptions& opt) {
         session->Close();
         return 0;
     }
-    if (opt.ftp) have = 0, fs::remove(local, ec); // FTP brings the whole file again
+    if (opt.ftp) {
+        // FTP brings the whole file again.
+        have = 0;
+        fs::remove(local, ec);
+    }
     bool done = false;
     auto arrived = [&](ferro::TSender, const std::string&) { done = true; };
     l.FRecToTable = arrived;

@@ -47,6 +47,34 @@ void TComUnit::WriteLog(const std::string& Text, bool ToMemo) {
     if (FOnLogCallBack) FOnLogCallBack(this, Text, ToMemo);
 }
 
+void TComUnit::WriteLogFromAnyThread(const std::string& Text, bool ToMemo) {
+    if (IsMainThread())
+        WriteLog(Text, ToMemo);
+    else
+        Postpone(this, [this, Text, ToMemo] { WriteLog(Text, ToMemo); });
+}
+
+bool TComUnit::FireShutDownComplete() {
+    if (!FShutDownComplete) return false;
+    TShutDownComplete cb = std::move(FShutDownComplete);
+    FShutDownComplete = nullptr;
+    FOnLogCallBack = nullptr;
+    cb(this);
+    return true;
+}
+
+void TComUnit::SetIPAndPort(const std::string& IP, int Port, int) {
+    FIP = IP;
+    // Port 0 is stored as 1: the field is never left without a port.
+    FPort = uint16_t(Port < 1 ? 1 : (Port > 65535 ? 65535 : Port));
+}
+
+void TComUnit::StreamErrorsSearch() {
+    Postpone(this, [this] { SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl); });
+    Postpone(
+        this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);
+}
+
 void TComUnit::SetSSHUserPass(const std::string& User, const std::string& Password) {
     FSSHUser = User;
     FSSHPassword = Password;
@@ -66,6 +94,17 @@ ccc_head_t TComUnit::MakeHead(uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) const 
 
 // ---------------------------------------------------------------- the command list
 
+TSendRec TComUnit::MakeRec(TSendCmd Typ, const std::string& Info, uint8_t Cmd, uint8_t Priv,
+                           uint16_t ExtCmd) {
+    TSendRec r;
+    r.Typ = Typ;
+    r.Info = Info;
+    r.Cmd = Cmd;
+    r.Priv = Priv;
+    r.ExtCmd = ExtCmd;
+    return r;
+}
+
 void TComUnit::appendRec(TSendRec rec, const char* suffix) {
     WriteLog(Fmt("Liste -> Kommando hinzugefügt: %s CMD: %x Priv: %x ExtCmd: %x%s", rec.Info.c_str(), rec.Cmd,
                  rec.Priv, rec.ExtCmd, suffix));
@@ -73,24 +112,14 @@ void TComUnit::appendRec(TSendRec rec, const char* suffix) {
 }
 
 void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) {
-    TSendRec r;
-    r.Typ = scDefault;
-    r.Info = Info;
-    r.Cmd = Cmd;
-    r.Priv = Priv;
-    r.ExtCmd = ExtCmd;
+    TSendRec r = MakeRec(scDefault, Info, Cmd, Priv, ExtCmd);
     appendRec(std::move(r), "");
     SendNxtCommand();
 }
 
 void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                            const std::string& txt, bool LUA) {
-    TSendRec r;
-    r.Typ = scWithTxt;
-    r.Info = Info;
-    r.Cmd = Cmd;
-    r.Priv = Priv;
-    r.ExtCmd = ExtCmd;
+    TSendRec r = MakeRec(scWithTxt, Info, Cmd, Priv, ExtCmd);
     r.txt = txt;
     r.LUA = LUA;
     appendRec(std::move(r), "");
@@ -98,12 +127,7 @@ void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, u
 }
 
 void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd, uint32_t ID) {
-    TSendRec r;
-    r.Typ = scStream;
-    r.Info = Info;
-    r.Cmd = Cmd;
-    r.Priv = Priv;
-    r.ExtCmd = ExtCmd;
+    TSendRec r = MakeRec(scStream, Info, Cmd, Priv, ExtCmd);
     r.ID = ID;
     if (Cmd == CmdStream && ExtCmd == 1) FStreamRec.ObjID = ID;
     bool stop = ExtCmd == CExtStop;
@@ -123,24 +147,14 @@ void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, u
 
 void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                            const std::string& txt) {
-    TSendRec r;
-    r.Typ = scFile;
-    r.Info = Info;
-    r.Cmd = Cmd;
-    r.Priv = Priv;
-    r.ExtCmd = ExtCmd;
+    TSendRec r = MakeRec(scFile, Info, Cmd, Priv, ExtCmd);
     r.txt = txt;
     appendRec(std::move(r), "");
 }
 
 void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                            const std::string& txt, uint32_t Pos, bool LUA) {
-    TSendRec r;
-    r.Typ = scFileResume;
-    r.Info = Info;
-    r.Cmd = Cmd;
-    r.Priv = Priv;
-    r.ExtCmd = ExtCmd;
+    TSendRec r = MakeRec(scFileResume, Info, Cmd, Priv, ExtCmd);
     r.txt = txt;
     r.Pos = Pos;
     r.LUA = LUA;
@@ -149,12 +163,7 @@ void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, u
 
 void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                            const std::string& txt, const std::string& ccciFileName) {
-    TSendRec r;
-    r.Typ = scCCCIFile;
-    r.Info = Info;
-    r.Cmd = Cmd;
-    r.Priv = Priv;
-    r.ExtCmd = ExtCmd;
+    TSendRec r = MakeRec(scCCCIFile, Info, Cmd, Priv, ExtCmd);
     r.txt = txt;
     r.ccciFileName = ccciFileName;
     appendRec(std::move(r), "");
@@ -493,10 +502,7 @@ void TComUnit::OnTimer() {
             SetTimerEnabled(false);
             CloseConnection(true);
         } else if (FShutDownComplete) {
-            FOnLogCallBack = nullptr;
-            TShutDownComplete cb = std::move(FShutDownComplete);
-            FShutDownComplete = nullptr;
-            cb(this);
+            FireShutDownComplete();
         } else {
             FShutDown = false;
         }
@@ -514,10 +520,7 @@ void TComUnit::ShutDown(TSender, TShutDownComplete Callback) {
         if (FStreamRec.ObjHdl > 1) SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl);
         SendNamed("CCC_SESSION_STP");
     } else if (FShutDownComplete) {
-        FOnLogCallBack = nullptr;
-        TShutDownComplete cb = std::move(FShutDownComplete);
-        FShutDownComplete = nullptr;
-        cb(this);
+        FireShutDownComplete();
     }
 }
 

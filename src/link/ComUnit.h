@@ -104,10 +104,12 @@ public:
     virtual bool SendCommandStream(MemStream& Stream, bool IsLua) = 0;
     virtual void ReConnect() = 0;
     virtual bool IsConnected() const = 0;
-    virtual void SetIPAndPort(const std::string& IP, int Port, int BoundPort) = 0;
+    // Stores address and port (clamped to 1..65535); transports pass them on to their line.
+    virtual void SetIPAndPort(const std::string& IP, int Port, int BoundPort);
     virtual void DoConnect() = 0;
     virtual void DoDisconnect(bool Value) = 0;
-    virtual void StreamErrorsSearch() = 0;
+    // Restart of a stream that went silent: stop now, start again 2 s later.
+    virtual void StreamErrorsSearch();
 
     // ---- Group handlers, called by Evaluate with the stream at offset 20 ----
     void SessionCommand(MemStream& Stream);
@@ -169,6 +171,10 @@ public:
 
     // ---- Timer control (the QTimer runs only when real ticking is wanted) ----
     void SetTimerEnabled(bool on);
+    // Takes the shutdown callback out, unhooks the log and calls it; false when none was set.
+    bool FireShutDownComplete();
+    // Log line from any thread: on other threads it is posted to the main thread.
+    void WriteLogFromAnyThread(const std::string& Text, bool ToMemo = false);
     // Tests drive OnTimer by hand; then no QTimer ticks in the background.
     void SetRealTimer(bool on) { FRealTimer = on; }
 
@@ -253,6 +259,8 @@ protected:
     void ReportUnpackFailure(const std::string& file, const std::string& why);
 
 private:
+    static TSendRec MakeRec(TSendCmd Typ, const std::string& Info, uint8_t Cmd, uint8_t Priv,
+                            uint16_t ExtCmd);
     void appendRec(TSendRec rec, const char* suffix);
 
     std::deque<TSendRec> FSendLst;

@@ -22,23 +22,13 @@ TRSComUnit::~TRSComUnit() {
 void TRSComUnit::CreateThread(bool) {
     WriteLog("Create Thread");
     FReadThread = std::make_unique<TIdReadThreadRS>(this);
-    FReadThread->Flog = [this](const std::string& s, bool memo) {
-        if (IsMainThread())
-            WriteLog(s, memo);
-        else
-            Postpone(this, [this, s, memo] { WriteLog(s, memo); });
-    };
+    FReadThread->Flog = [this](const std::string& s, bool memo) { WriteLogFromAnyThread(s, memo); };
     FReadThread->FOnPortLost = [this](const std::string&) {
         Postpone(this, [this] {
             OnError(_SVerbindungsabbruch);
             if (FClearWork) FClearWork();
         });
     };
-}
-
-void TRSComUnit::SetIPAndPort(const std::string& IP, int Port, int) {
-    FIP = IP;
-    FPort = uint16_t(Port < 1 ? 1 : (Port > 65535 ? 65535 : Port));
 }
 
 void TRSComUnit::DoConnect() {
@@ -84,12 +74,7 @@ void TRSComUnit::CloseConnection(bool) {
 void TRSComUnit::DoDisconnect(bool) {
     WriteLog("Do Disconnect");
     if (FReadThread) FReadThread->DoDisconnect();
-    if (FShutDownComplete) {
-        TShutDownComplete cb = std::move(FShutDownComplete);
-        FShutDownComplete = nullptr;
-        FOnLogCallBack = nullptr;
-        cb(this);
-    }
+    FireShutDownComplete();
 }
 
 void TRSComUnit::OnError(const std::string& Message) {
@@ -103,12 +88,6 @@ void TRSComUnit::OnError(const std::string& Message) {
 void TRSComUnit::ReConnect() {
     // There is no reconnect on this line; the bell is the only sign.
     WriteLog("\a");
-}
-
-void TRSComUnit::StreamErrorsSearch() {
-    Postpone(this, [this] { SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl); });
-    Postpone(
-        this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);
 }
 
 } // namespace ferro

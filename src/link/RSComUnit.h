@@ -25,10 +25,8 @@ public:
     bool SendCommandStream(MemStream& Stream, bool IsLua) override;
     void ReConnect() override;
     bool IsConnected() const override;
-    void SetIPAndPort(const std::string& IP, int Port, int BoundPort) override;
     void DoConnect() override;
     void DoDisconnect(bool Value) override;
-    void StreamErrorsSearch() override;
     void OnError(const std::string& Message);
 
     std::function<void(TWorkStatus, TWorkMode, uint64_t)> FOnWork;

@@ -29,13 +29,6 @@ TTCPComUnit::~TTCPComUnit() {
     FReadThread.reset();
 }
 
-void TTCPComUnit::logFromAnyThread(const std::string& text, bool memo) {
-    if (IsMainThread())
-        WriteLog(text, memo);
-    else
-        Postpone(this, [this, text, memo] { WriteLog(text, memo); });
-}
-
 void TTCPComUnit::CreateThread(bool IsSSH) {
     WriteLog("Create Thread");
     if (IsSSH) {
@@ -45,7 +38,7 @@ void TTCPComUnit::CreateThread(bool IsSSH) {
     auto t = std::make_unique<TIdReadThreadTCPTCP>(this);
     t->FOnStatus = [this](TcpStatus s, const std::string& text) { onStatus(s, text); };
     FReadThread = std::move(t);
-    FReadThread->Flog = [this](const std::string& s, bool memo) { logFromAnyThread(s, memo); };
+    FReadThread->Flog = [this](const std::string& s, bool memo) { WriteLogFromAnyThread(s, memo); };
     FReadThread->FOnException = [this](const std::string& msg) {
         Postpone(this, [this, msg] { ThreadException(msg); });
     };
@@ -53,7 +46,7 @@ void TTCPComUnit::CreateThread(bool IsSSH) {
 
 void TTCPComUnit::createSshThread() {
     auto t = std::make_unique<TIdReadThreadTCPSSH>(this);
-    t->Flog = [this](const std::string& s, bool memo) { logFromAnyThread(s, memo); };
+    t->Flog = [this](const std::string& s, bool memo) { WriteLogFromAnyThread(s, memo); };
     t->FOnException = [this](const std::string& msg) {
         Postpone(this, [this, msg] { ThreadException(msg); });
     };
@@ -61,7 +54,7 @@ void TTCPComUnit::createSshThread() {
     t->FLuaCB = [this](const std::string& text) { Postpone(this, [this, text] { LUACommandSSH(text); }); };
     t->FOnConnected = [this](bool ok) { sshConnected(ok); };
     t->FOnLineLost = [this] {
-        logFromAnyThread("Status: Disconnected", false);
+        WriteLogFromAnyThread("Status: Disconnected", false);
         Postpone(this, [this] { onDisconnected(); });
     };
     t->SSH().FOnFingerprint = [this](TSSHUnit*, const std::string& fp, TFingerprintState st,
@@ -137,7 +130,7 @@ void TTCPComUnit::sshConnected(bool ok) {
             });
         return;
     }
-    logFromAnyThread("Status: Connected", false);
+    WriteLogFromAnyThread("Status: Connected", false);
     Postpone(this, [this] {
         FHardDisconnect = false;
         WriteLog(Fmt("Connected: %s:%d", FIP.c_str(), int(FPort)), true);
@@ -146,15 +139,14 @@ void TTCPComUnit::sshConnected(bool ok) {
 }
 
 void TTCPComUnit::SetIPAndPort(const std::string& IP, int Port, int BoundPort) {
-    FIP = IP;
-    FPort = uint16_t(Port < 1 ? 1 : (Port > 65535 ? 65535 : Port));
+    TComUnit::SetIPAndPort(IP, Port, BoundPort);
     if (FReadThread) FReadThread->SetConParams(IP, FPort, BoundPort);
 }
 
 void TTCPComUnit::DoConnect() {
-    logFromAnyThread("DoConnect", false);
+    WriteLogFromAnyThread("DoConnect", false);
     if (!FReadThread) {
-        logFromAnyThread("DoConnectExcept: no link thread", false);
+        WriteLogFromAnyThread("DoConnectExcept: no link thread", false);
         return;
     }
     if (auto* tcp = dynamic_cast<TIdReadThreadTCPTCP*>(FReadThread.get())) {
@@ -178,23 +170,23 @@ bool TTCPComUnit::IsConnected() const {
 void TTCPComUnit::onStatus(TcpStatus status, const std::string& text) {
     switch (status) {
     case TcpStatus::Resolving:
-        logFromAnyThread("Status: Resolving", false);
+        WriteLogFromAnyThread("Status: Resolving", false);
         break;
     case TcpStatus::Connecting:
-        logFromAnyThread("Status: Connecting " + text, false);
+        WriteLogFromAnyThread("Status: Connecting " + text, false);
         break;
     case TcpStatus::Connected:
-        logFromAnyThread("Status: Connected1 " + text, false);
+        WriteLogFromAnyThread("Status: Connected1 " + text, false);
         // The session opens 100 ms after the socket stands.
         Postpone(
             this, [this] { afterConnected(); }, 100);
         break;
     case TcpStatus::Disconnecting:
-        logFromAnyThread("Status: Disconnecting", false);
+        WriteLogFromAnyThread("Status: Disconnecting", false);
         FWantedDisco = true;
         break;
     case TcpStatus::Disconnected:
-        logFromAnyThread("Status: Disconnected " + text, false);
+        WriteLogFromAnyThread("Status: Disconnected " + text, false);
         Postpone(this, [this] { onDisconnected(); });
         break;
     }
@@ -213,13 +205,7 @@ void TTCPComUnit::onDisconnected() {
         ReConnect();
         return;
     }
-    if (FShutDownComplete) {
-        TShutDownComplete cb = std::move(FShutDownComplete);
-        FShutDownComplete = nullptr;
-        FOnLogCallBack = nullptr;
-        cb(this);
-        return;
-    }
+    if (FireShutDownComplete()) return;
     if (FWantedDisco && FRequestClose) {
         WriteLog("RequestClose ");
         Postpone(this, [this] {
@@ -268,12 +254,6 @@ void TTCPComUnit::DoDisconnect(bool Value) {
 
 void TTCPComUnit::CloseConnection(bool Value) {
     DoDisconnect(Value);
-}
-
-void TTCPComUnit::StreamErrorsSearch() {
-    Postpone(this, [this] { SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl); });
-    Postpone(
-        this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);
 }
 
 } // namespace ferro

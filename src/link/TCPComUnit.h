@@ -27,7 +27,6 @@ public:
     void SetIPAndPort(const std::string& IP, int Port, int BoundPort) override;
     void DoConnect() override;
     void DoDisconnect(bool Value) override;
-    void StreamErrorsSearch() override;
 
     TIdReadThreadTCP* ReadThread() const { return FReadThread.get(); }
 
@@ -45,7 +44,6 @@ private:
     void onStatus(TcpStatus status, const std::string& text);
     void afterConnected();
     void onDisconnected();
-    void logFromAnyThread(const std::string& text, bool memo);
     void createSshThread();
     void sshConnected(bool ok);
     // Asks the user about a host key on the main thread; the calling thread waits for the answer.

@@ -29,20 +29,10 @@ bool TTestComUnit::SendCommandStream(MemStream& Stream, bool IsLua) {
     return true;
 }
 
-void TTestComUnit::SetIPAndPort(const std::string& IP, int Port, int) {
-    FIP = IP;
-    FPort = uint16_t(Port < 1 ? 1 : (Port > 65535 ? 65535 : Port));
-}
-
 void TTestComUnit::CloseConnection(bool) {
     ++CloseConnectionCalls;
     connected_ = false;
-    if (FShutDownComplete) {
-        TShutDownComplete cb = std::move(FShutDownComplete);
-        FShutDownComplete = nullptr;
-        FOnLogCallBack = nullptr;
-        cb(this);
-    }
+    FireShutDownComplete();
 }
 
 void TTestComUnit::DoDisconnect(bool) {

@@ -39,7 +39,6 @@ public:
     bool SendCommandStream(MemStream& Stream, bool IsLua) override;
     void ReConnect() override {}
     bool IsConnected() const override { return connected_; }
-    void SetIPAndPort(const std::string& IP, int Port, int) override;
     void DoConnect() override { connected_ = true; }
     void DoDisconnect(bool Value) override;
     void StreamErrorsSearch() override { ++StreamErrorsSearchCalls; }

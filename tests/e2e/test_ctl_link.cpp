@@ -27,14 +27,6 @@ TEST(CtlLua, AnErrorFailsTheCommand) {
     EXPECT_NE(r.out.find("nosuchfunction"), std::string::npos) << r.out;
 }
 
-TEST(CtlLua, SshShellRunsTheLine) {
-    SimProcess sim({"--ssh-port", "0"});
-    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password",
-                          "admin", "--yes", "--ini-dir", sim.tempDir() + "/ini/", "lua", "print(6*7)"});
-    ASSERT_EQ(r.code, 0) << r.err;
-    EXPECT_EQ(r.out, "42\n");
-}
-
 TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesIt) {
     SimProcess sim;
     std::string file = sim.tempDir() + "/setup.xml";

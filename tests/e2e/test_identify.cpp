@@ -78,14 +78,6 @@ TEST(CtlIdentify, SshWithoutTerminalAndWithoutYesRefusesANewKey) {
     EXPECT_FALSE(std::filesystem::exists(ini + "Hash"));
 }
 
-TEST(CtlIdentify, SshWrongPasswordSaysAuthenticationFailed) {
-    SimProcess sim({"--ssh-port", "0"});
-    CtlResult r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password",
-                          "nope", "--yes", "--ini-dir", sim.tempDir() + "/ini/", "identify"});
-    EXPECT_NE(r.code, 0);
-    EXPECT_NE(r.err.find("Authentifizierung fehlgeschlagen"), std::string::npos) << r.err;
-}
-
 TEST(CtlIdentify, SerialLineWorksLikeTcp) {
     SimProcess sim({"--serial"});
     ASSERT_FALSE(sim.serial().empty());

@@ -203,14 +203,6 @@ TEST(Dispatcher, EveryKnownGroupIsDispatchedAndConsumed) {
     EXPECT_EQ(t.link.ClearBufferRequests, 0);
 }
 
-TEST(Dispatcher, AcceptLogCarriesTheHead) {
-    LinkFixture t;
-    t.feed(identityBasicReply());
-    EXPECT_TRUE(
-        t.logged("ComUnit Accept Cmd=2 Priv=0 ExtCmd=0 ver=5 FTPNAK=4 SN=0 Size=32 SeqCnt=0 StreamSize=32"));
-    EXPECT_TRUE(t.logged("IN: Idendity: SerNum=4711 ArtNum=2400512 ProdDate=01.01.1970 00:00:00"));
-}
-
 TEST(Heartbeat, OldFirmwareBeatsEveryTwentyTwoSeconds) {
     LinkFixture t;
     t.openSession();

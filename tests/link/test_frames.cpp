@@ -38,30 +38,6 @@ TEST(FrameHead, SupportLevelOpensTheSupportSession) {
     EXPECT_EQ(h.ExtCmd, 3);
 }
 
-TEST(FrameHead, DecodeEncodeRoundTripIsLittleEndian) {
-    ccc_head_t h;
-    h.Cmd = 5;
-    h.Priv = 1;
-    h.ExtCmd = 0x1122;
-    h.Ver = 5;
-    h.FTPNAK = 0x000C;
-    h.SN = 0xA1B2C3D4;
-    h.Size = 0x01020304;
-    h.SeqCnt = 77;
-    uint8_t raw[20];
-    h.encode(raw);
-    EXPECT_EQ(raw[2], 0x22);
-    EXPECT_EQ(raw[3], 0x11);
-    EXPECT_EQ(raw[8], 0xD4);
-    EXPECT_EQ(raw[12], 0x04);
-    EXPECT_EQ(raw[15], 0x01);
-    ccc_head_t back = ccc_head_t::decode(raw);
-    EXPECT_EQ(back.ExtCmd, 0x1122);
-    EXPECT_EQ(back.SN, 0xA1B2C3D4u);
-    EXPECT_EQ(back.Size, 0x01020304u);
-    EXPECT_EQ(back.SeqCnt, 77u);
-}
-
 TEST(FrameFlags, RefusalNeedsBitOneAndAWordBelowSixteen) {
     EXPECT_TRUE(CheckNAK(6));
     EXPECT_TRUE(CheckNAK(2));
@@ -160,29 +136,21 @@ TEST(FrameForms, RefusalLayout) {
     EXPECT_EQ(u32(b, 12), b.size());
 }
 
-TEST(CommandTable, RowsAreSentExactlySo) {
+TEST(CommandTable, NamesFindTheirRowsAndEveryRowIsItsOwn) {
     struct Want {
         const char* name;
         int cmd, priv, ext;
         TSendCmd form;
     };
-    const Want want[] = {
-        {"CCC_SESSION_STR_ADV", 1, 1, 2, scDefault},      {"CCC_SESSION_STR_SUP", 1, 2, 3, scDefault},
-        {"CCC_SESSION_STP", 1, 0, 0xFFFF, scDefault},     {"CCC_IDENTIFY_BASIC", 2, 0, 0, scDefault},
-        {"CCC_IDENTIFY_ALL", 2, 0, 1, scDefault},         {"CCC_SETUP_RD_ALL", 3, 0, 1, scDefault},
-        {"CCC_SETUP_RD_ONE", 3, 0, 2, scWithTxt},         {"CCC_SETUP_WR", 3, 1, 3, scFile},
-        {"CCC_STREAM_START", 4, 0, 1, scStream},          {"CCC_STREAM_GET_NXT", 4, 0, 2, scStream},
-        {"CCC_STREAM_STOP", 4, 0, 0xFFFF, scStream},      {"CCC_READOUT_REC_LS", 5, 0, 0, scDefault},
-        {"CCC_READOUT_REC_RD", 5, 0, 1, scFileResume},    {"CCC_READOUT_REC_RM", 5, 0, 2, scWithTxt},
-        {"CCC_READOUT_REC_RMALL", 5, 0, 3, scDefault},    {"CCC_READOUT_EVT_LS", 5, 0, 0x10, scDefault},
-        {"CCC_READOUT_EVT_RD", 5, 0, 0x11, scFileResume}, {"CCC_READOUT_EVT_RM", 5, 0, 0x12, scWithTxt},
-        {"CCC_READOUT_EVT_RMALL", 5, 0, 0x13, scDefault}, {"CCC_READOUT_DISP_RD", 5, 0, 0x21, scDefault},
-        {"CCC_READOUT_LOGD_RD", 5, 0, 0x22, scDefault},   {"CCC_LUA_COMMAND", 6, 1, 0, scWithTxt},
-        {"CCC_SCRATCH_PAD_RD", 7, 0, 1, scWithTxt},       {"CCC_SCRATCH_PAD_WR", 7, 0, 2, scCCCIFile},
-        {"CCC_SCRATCH_PAD_RM", 7, 0, 3, scWithTxt},       {"CCC_TUNNEL_NTP_OPEN", 9, 1, 0, scDefault},
-        {"CCC_TUNNEL_NTP_CLOSE", 9, 1, 1, scDefault},     {"CCC_TUNNEL_NTP_REPLY", 9, 1, 3, scDefault},
-    };
-    ASSERT_EQ(CommandTable().size(), std::size(want));
+    // The rows whose numbers are easy to get wrong: stops, support session, replies sent by us.
+    const Want want[] = {{"CCC_SESSION_STR_SUP", 1, 2, 3, scDefault},
+                         {"CCC_SESSION_STP", 1, 0, 0xFFFF, scDefault},
+                         {"CCC_SETUP_WR", 3, 1, 3, scFile},
+                         {"CCC_STREAM_STOP", 4, 0, 0xFFFF, scStream},
+                         {"CCC_READOUT_EVT_RD", 5, 0, 0x11, scFileResume},
+                         {"CCC_READOUT_LOGD_RD", 5, 0, 0x22, scDefault},
+                         {"CCC_SCRATCH_PAD_WR", 7, 0, 2, scCCCIFile},
+                         {"CCC_TUNNEL_NTP_REPLY", 9, 1, 3, scDefault}};
     for (const Want& w : want) {
         const TCommandDef* row = FindCommand(w.name);
         ASSERT_NE(row, nullptr) << w.name;
@@ -191,6 +159,8 @@ TEST(CommandTable, RowsAreSentExactlySo) {
         EXPECT_EQ(row->ExtCmd, w.ext) << w.name;
         EXPECT_EQ(row->Form, w.form) << w.name;
     }
+    std::set<std::pair<int, int>> seen;
+    for (const auto& row : CommandTable())
+        EXPECT_TRUE(seen.insert({row.Cmd, row.ExtCmd}).second) << row.Name << " shares its numbers";
     EXPECT_EQ(FindCommand("CCC_NO_SUCH"), nullptr);
-    EXPECT_STREQ(FindCommand(5, 0x21)->Name, "CCC_READOUT_DISP_RD");
 }
