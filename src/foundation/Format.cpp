@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
+#include <ctime>
 #include <vector>
 
 namespace ferro {
@@ -30,6 +31,13 @@ std::string Fmt(const char* fmt, ...) {
     }
     va_end(ap2);
     return out;
+}
+
+std::string ClockText(int64_t ms, char sep) {
+    std::time_t t = std::time_t(ms / 1000);
+    std::tm tm{};
+    localtime_r(&t, &tm);
+    return Fmt("%02d:%02d:%02d%c%03d", tm.tm_hour, tm.tm_min, tm.tm_sec, sep, int(ms % 1000));
 }
 
 std::string ToLower(std::string s) {

@@ -1,6 +1,7 @@
 #pragma once
 // printf-style formatting into std::string, as the log and message texts are written.
 
+#include <cstdint>
 #include <string>
 
 namespace ferro {
@@ -11,6 +12,9 @@ std::string Fmt(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
 inline const char* BoolStr(bool b) {
     return b ? "True" : "False";
 }
+
+// Local time of day of a clock value (ms since 1970) as "hh:mm:ss" + `sep` + milliseconds.
+std::string ClockText(int64_t ms, char sep = '.');
 
 std::string ToLower(std::string s);
 std::string ToUpper(std::string s);

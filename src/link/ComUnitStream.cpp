@@ -8,15 +8,6 @@
 
 namespace ferro {
 
-namespace {
-std::string clockText(int64_t ms) {
-    std::time_t t = std::time_t(ms / 1000);
-    std::tm tm{};
-    localtime_r(&t, &tm);
-    return Fmt("%02d:%02d:%02d:%03d", tm.tm_hour, tm.tm_min, tm.tm_sec, int(ms % 1000));
-}
-} // namespace
-
 void TComUnit::StreamCommand(MemStream& Stream) {
     const size_t end = FHead.Size;
     if (FNAK) {
@@ -100,7 +91,7 @@ void TComUnit::StreamCommand(MemStream& Stream) {
         if (id != CBinaryObjID && FStreamRec.ObjHdl > 1) {
             FNextStreamBool = true;
             FNextStreamDT = clock().nowMs() + 1000;
-            WriteLog("GetNextStream @ " + clockText(FNextStreamDT));
+            WriteLog("GetNextStream @ " + ClockText(FNextStreamDT, ':'));
         }
         break;
     }

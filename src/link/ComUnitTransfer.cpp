@@ -12,18 +12,8 @@
 
 namespace ferro {
 
-namespace {
-std::string clockText() {
-    int64_t ms = clock().nowMs();
-    std::time_t t = std::time_t(ms / 1000);
-    std::tm tm{};
-    localtime_r(&t, &tm);
-    return Fmt("%02d:%02d:%02d.%03d", tm.tm_hour, tm.tm_min, tm.tm_sec, int(ms % 1000));
-}
-} // namespace
-
 void TComUnit::ReadoutCommand(MemStream& Stream) {
-    WriteLog(Fmt("%s: ReadOut=%d", clockText().c_str(), FHead.ExtCmd));
+    WriteLog(Fmt("%s: ReadOut=%d", ClockText(clock().nowMs()).c_str(), FHead.ExtCmd));
     const size_t end = FHead.Size;
     try {
         Stream.setPosition(CHeadSize);

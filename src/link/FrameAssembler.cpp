@@ -88,14 +88,8 @@ bool TFrameAssembler::ReadData() {
     } else if (FOnFrameOwned && start_ == 0 && buf_.size() == size && size >= CHandOverSize) {
         // A large frame that is all there is: hand the buffer itself over instead of copying it.
         std::vector<uint8_t> whole;
-        whole.swap(buf_);
-        start_ = 0;
-        FHeadRead = false;
-        FHead = ccc_head_t{};
+        whole.swap(buf_); // the buffer is empty now: the common tail below finds nothing behind it
         FOnFrameOwned(std::move(whole));
-        if (FEndWork) FEndWork();
-        log("ReadEnd");
-        return true;
     } else if (FOnFrame) {
         FOnFrame(frame, size);
     }
