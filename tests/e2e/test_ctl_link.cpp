@@ -33,7 +33,7 @@ TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesIt) {
     CtlResult r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", file});
     ASSERT_EQ(r.code, 0) << r.err;
     std::string xml = readFile(file);
-    EXPECT_EQ(xml, readFile(sim.root() + "/setup.xml").empty() ? xml : xml);
+    EXPECT_EQ(xml, readFile(sim.root() + "/flashdrive0/data/setup/setup.xml"));
     ASSERT_NE(xml.find("pqAppl"), std::string::npos);
 
     std::string changed = xml;
