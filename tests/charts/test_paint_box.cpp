@@ -1,6 +1,5 @@
-// The paint box base: caption layout, text placement, deferred labels and their overlap test.
-// The recorder measures a character as half the font size and a line as 1.25 font sizes, so with
-// the base font of 12: "H" is 6 wide and 15 high.
+// The paint box base: caption layout, text placement, deferred labels and their overlap test. The
+// recorder measures a letter as half the font size wide and 1.25 sizes high: 6 x 15 in font 12.
 #include "charts/PQPaintBox.h"
 #include "charts/RecordingCanvas.h"
 
@@ -18,10 +17,7 @@ public:
         PaintCaption(Canvas);
         Canvas.EndScene();
     }
-    bool CopyToClip(TClipLst& List) override {
-        List.Add("x");
-        return true;
-    }
+    bool CopyToClip(TClipLst&) override { return true; }
 };
 
 struct PaintBoxTest : ::testing::Test {
@@ -48,66 +44,38 @@ TEST_F(PaintBoxTest, CaptionTakesOneLineOfTheLargerFont) {
     const auto& cap = c.Calls[0];
     EXPECT_EQ(cap.Text, "Messwerte [29.02.2024 13:45:07]");
     EXPECT_EQ(cap.Fill.Color, 0xFF0000FFu);
-    EXPECT_DOUBLE_EQ(cap.Font.Size, 14);
     EXPECT_EQ(cap.Rect, box.CapRect());
-    EXPECT_EQ(cap.HAlign, taCenter);
-    // Back to the base font, and the letter measured in it.
-    EXPECT_DOUBLE_EQ(c.Font.Size, 12);
-    EXPECT_DOUBLE_EQ(box.TxtW(), 6);
-    EXPECT_DOUBLE_EQ(box.TxtH(), 15);
-}
-
-TEST_F(PaintBoxTest, CaptionNamesTheDisplay) {
-    box.SetFerroDisp(chartdefs::sdHrmIL);
-    EXPECT_EQ(box.GetCaption(), "Harmonische I [01.01.1970 00:00:00]");
-    chartdefs::SetDispCaption(chartdefs::sdHrmIL, "Harmonics I");
-    EXPECT_EQ(box.GetCaption(), "Harmonics I [01.01.1970 00:00:00]");
+    EXPECT_DOUBLE_EQ(c.Font.Size, 12); // back to the base font
 }
 
 TEST_F(PaintBoxTest, TextOutPlacesTheMeasuredBox) {
-    // "ABCD" is 24 wide and 15 high.
-    box.TextOutC(c, "ABCD", {100, 50}, 99, 0xFF112233, false);
-    box.TextOutL(c, "ABCD", {100, 50}, 5, 0xFF112233, false);
-    box.TextOutR(c, "ABCD", {100, 50}, 5, 0xFF112233, false);
-    const auto t = c.Of(TCanvasOp::FillText);
-    ASSERT_EQ(t.size(), 3u);
-    EXPECT_EQ(t[0].Rect, TRectF(88, 50, 112, 65)); // centred below P, offset not used
-    EXPECT_EQ(t[0].HAlign, taCenter);
-    EXPECT_EQ(t[1].Rect, TRectF(106, 45, 130, 60)); // one letter right, lifted by 5
-    EXPECT_EQ(t[1].HAlign, taLeading);
-    EXPECT_EQ(t[2].Rect, TRectF(70, 55, 94, 70)); // one letter left, lowered by 5
-    EXPECT_EQ(t[2].HAlign, taTrailing);
-    EXPECT_EQ(t[2].Fill.Color, 0xFF112233u);
-}
-
-TEST_F(PaintBoxTest, TextOutLRGoesAwayFromTheOtherEnd) {
-    // Other end right and lower: to the left of P1, one line up.
+    // "ABCD" is 24 wide and 15 high, "AB" 12 wide.
+    box.TextOutC(c, "ABCD", {100, 50}, 99, 0xFF112233, false); // centred below P, offset not used
+    box.TextOutL(c, "ABCD", {100, 50}, 5, 0xFF112233, false);  // one letter right, lifted by 5
+    box.TextOutR(c, "ABCD", {100, 50}, 5, 0xFF112233, false);  // one letter left, lowered by 5
+    // TextOutLR goes away from the other end, and one line up when that end is lower.
     box.TextOutLR(c, "AB", {100, 100}, {200, 150}, 0xFF000000, false);
-    // Other end right and higher: to the left, on the line.
     box.TextOutLR(c, "AB", {100, 100}, {200, 50}, 0xFF000000, false);
-    // Other end left and lower: to the right, one line up.
     box.TextOutLR(c, "AB", {100, 100}, {0, 150}, 0xFF000000, false);
-    // Other end left and higher: to the right, on the line.
     box.TextOutLR(c, "AB", {100, 100}, {0, 50}, 0xFF000000, false);
     const auto t = c.Of(TCanvasOp::FillText);
-    ASSERT_EQ(t.size(), 4u);
-    EXPECT_EQ(t[0].Rect, TRectF(82, 85, 94, 100));
-    EXPECT_EQ(t[1].Rect, TRectF(82, 100, 94, 115));
-    EXPECT_EQ(t[2].Rect, TRectF(106, 85, 118, 100));
-    EXPECT_EQ(t[3].Rect, TRectF(106, 100, 118, 115));
+    ASSERT_EQ(t.size(), 7u);
+    const TRectF rects[] = {{88, 50, 112, 65},  {106, 45, 130, 60},  {70, 55, 94, 70},    {82, 85, 94, 100},
+                            {82, 100, 94, 115}, {106, 85, 118, 100}, {106, 100, 118, 115}};
+    for (size_t i = 0; i < 7; ++i)
+        EXPECT_EQ(t[i].Rect, rects[i]) << i;
+    EXPECT_EQ(t[0].HAlign, taCenter);
+    EXPECT_EQ(t[1].HAlign, taLeading);
+    EXPECT_EQ(t[2].HAlign, taTrailing);
 }
 
 TEST_F(PaintBoxTest, InvertedTextIsWhiteOnABoxOfTheColour) {
     box.TextOutInvers(c, "M1", {200, 20}, 0, 0xFFFF0000);
     ASSERT_EQ(c.Calls.size(), 2u);
-    EXPECT_EQ(c.Calls[0].Op, TCanvasOp::FillRect);
     EXPECT_EQ(c.Calls[0].Rect, TRectF(194, 20, 206, 35));
     EXPECT_EQ(c.Calls[0].Color, 0xFFFF0000u);
-    EXPECT_EQ(box.Brush().Color, 0xFFFF0000u); // painted through the chart's brush
-    EXPECT_EQ(c.Calls[1].Op, TCanvasOp::FillText);
     EXPECT_EQ(c.Calls[1].Fill.Color, 0xFFFFFFFFu);
     EXPECT_EQ(c.Calls[1].Rect, c.Calls[0].Rect);
-    EXPECT_TRUE(box.LabDispLst().empty());
 }
 
 TEST_F(PaintBoxTest, TouchingDeferredLabelIsDropped) {
@@ -129,7 +97,6 @@ TEST_F(PaintBoxTest, TouchingDeferredLabelIsDropped) {
     EXPECT_EQ(t[0].Rect, TRectF(94, 50, 106, 65));
     EXPECT_EQ(t[1].Text, "EF");
     EXPECT_EQ(t[1].Fill.Color, 0xFF0000FFu);
-    EXPECT_EQ(t[1].HAlign, taCenter);
 }
 
 TEST_F(PaintBoxTest, LabelsDrawnAtOnceNeverBlockDeferredOnes) {
@@ -151,15 +118,4 @@ TEST_F(PaintBoxTest, NextCaptionStartsANewLabelPass) {
     box.TextOutC(c, "", {10, 10}, 0, 0xFF000000, false);
     EXPECT_TRUE(box.LabDispLst().empty());           // empty texts are neither queued
     EXPECT_EQ(c.Of(TCanvasOp::FillText).size(), 1u); // nor drawn (only the caption)
-}
-
-TEST_F(PaintBoxTest, RepaintGoesToTheHost) {
-    int requests = 0;
-    box.Repaint(); // no host yet: nothing happens
-    box.SetRepaintRequest([&] { ++requests; });
-    box.Repaint();
-    box.Repaint();
-    EXPECT_EQ(requests, 2);
-    EXPECT_EQ(box.FontCol(), 0xFF000000u);
-    EXPECT_EQ(box.Brush().Color, 0xFFF5F5DCu);
 }

@@ -3,7 +3,6 @@
 #include "forms/PaintBoxWidget.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QImage>
 #include <QMouseEvent>
@@ -12,33 +11,31 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using namespace ferro;
 
 namespace {
 
-struct TEvent {
-    std::string Kind;
-    TMouseButton Button;
-    TShiftState Shift;
-    double X, Y;
-    int Delta;
-};
+std::string Ev(const char* kind, int button, int shift, double x, double y, int delta = 0) {
+    std::ostringstream o;
+    o << kind << " button " << button << " shift " << shift << " at " << x << "," << y << " delta " << delta;
+    return o.str();
+}
 
 // Records what reaches it; claims the wheel so the widget accepts the event.
 class RecordingBox : public TPQPaintBoxPanel {
 public:
-    std::vector<TEvent> Events;
+    std::vector<std::string> Events;
     void MouseDown(TMouseButton B, TShiftState S, double X, double Y) override {
-        Events.push_back({"down", B, S, X, Y, 0});
+        Events.push_back(Ev("down", B, S, X, Y));
     }
-    void MouseMove(TShiftState S, double X, double Y) override {
-        Events.push_back({"move", mbLeft, S, X, Y, 0});
-    }
+    void MouseMove(TShiftState S, double X, double Y) override { Events.push_back(Ev("move", -1, S, X, Y)); }
     void MouseUp(TMouseButton B, TShiftState S, double X, double Y) override {
-        Events.push_back({"up", B, S, X, Y, 0});
+        Events.push_back(Ev("up", B, S, X, Y));
     }
     void MouseWheel(TShiftState S, int Delta, bool& Handled) override {
-        Events.push_back({"wheel", mbLeft, S, 0, 0, Delta});
+        Events.push_back(Ev("wheel", -1, S, 0, 0, Delta));
         Handled = true;
     }
 };
@@ -60,10 +57,6 @@ TEST(PaintBoxWidget, PaintsTheChartAndRepaintsOnRequest) {
     auto owned = std::make_unique<TPQPaintBoxPanel>();
     TPQPaintBoxPanel* panel = owned.get();
     panel->SetPanDispType(pdtMains);
-    panel->SetMains(50.01f, 10400, 820, 150, 10450);
-    panel->SetVoltage(229.8f, 230.4f, 230.0f, 0.5f, 398.2f, 398.9f, 398.5f);
-    panel->SetCurrent(15.2f, 14.9f, 15.6f, 0.7f);
-    panel->SetCosPhi(0.99f, 0.99f, 0.98f, 0.99f);
     int paints = 0;
     panel->SetPaintNotify([&](TPQPaintBox*, uint32_t) { ++paints; });
 
@@ -74,14 +67,6 @@ TEST(PaintBoxWidget, PaintsTheChartAndRepaintsOnRequest) {
     EXPECT_EQ(paints, 1);
     EXPECT_DOUBLE_EQ(panel->Width(), 900);
     EXPECT_EQ(img.pixel(880, 160) | 0xFF000000u, 0xFFF5F5F5u);
-    int blue = 0;
-    for (int y = 0; y < 18; ++y)
-        for (int x = 0; x < 900; ++x)
-            if (qBlue(img.pixel(x, y)) > 200 && qRed(img.pixel(x, y)) < 80) ++blue;
-    EXPECT_GT(blue, 100);
-    const QString dir = QStringLiteral(FERRO_BINARY_DIR "/screenshots");
-    QDir().mkpath(dir);
-    EXPECT_TRUE(img.save(dir + "/value_panel_widget.png"));
 
     // A repaint asked for by the chart reaches the screen through the event loop.
     w.show();
@@ -110,20 +95,9 @@ TEST(PaintBoxWidget, ForwardsMouseAndWheelWithButtonsAndKeys) {
                       Qt::NoModifier, Qt::NoScrollPhase, false);
     QApplication::sendEvent(&w, &wheel);
 
-    ASSERT_EQ(box->Events.size(), 4u);
-    EXPECT_EQ(box->Events[0].Kind, "down");
-    EXPECT_EQ(box->Events[0].Button, mbLeft);
-    EXPECT_EQ(box->Events[0].Shift, TShiftState(ssShift | ssLeft));
-    EXPECT_DOUBLE_EQ(box->Events[0].X, 30);
-    EXPECT_DOUBLE_EQ(box->Events[0].Y, 40);
-    EXPECT_EQ(box->Events[1].Kind, "move");
-    EXPECT_EQ(box->Events[1].Shift, TShiftState(ssLeft));
-    EXPECT_DOUBLE_EQ(box->Events[1].X, 35.5);
-    EXPECT_EQ(box->Events[2].Kind, "up");
-    EXPECT_EQ(box->Events[2].Button, mbRight);
-    EXPECT_EQ(box->Events[2].Shift, TShiftState(ssCtrl));
-    EXPECT_EQ(box->Events[3].Kind, "wheel");
-    EXPECT_EQ(box->Events[3].Delta, -120);
+    EXPECT_EQ(box->Events, (std::vector<std::string>{
+                               Ev("down", mbLeft, ssShift | ssLeft, 30, 40), Ev("move", -1, ssLeft, 35.5, 41),
+                               Ev("up", mbRight, ssCtrl, 60, 45), Ev("wheel", -1, 0, 0, 0, -120)}));
     EXPECT_TRUE(wheel.isAccepted());
 }
 

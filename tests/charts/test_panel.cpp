@@ -20,27 +20,7 @@ void FillPlausible(TPQPaintBoxPanel& p) {
     p.SetCosPhi(0.97f, 0.98f, 0.96f, 0.97f);
 }
 
-std::vector<TCanvasCall> TextsAfterCaption(const TRecordingCanvas& c) {
-    auto t = c.Of(TCanvasOp::FillText);
-    if (!t.empty()) t.erase(t.begin());
-    return t;
-}
-
 } // namespace
-
-TEST(PanelColumns, DisplayTypeChoosesTheColumns) {
-    TPQPaintBoxPanel p;
-    EXPECT_EQ(p.FerroDisp(), chartdefs::sdPanel);
-    EXPECT_EQ(p.PanDispColSet(), 0);
-    p.SetPanDispType(pdtMains);
-    EXPECT_EQ(p.PanDispColSet(), PanCol(pdcMains) | PanCol(pdcVolt) | PanCol(pdcCurrent) | PanCol(pdcFact));
-    p.SetPanDispType(pdtHarms);
-    EXPECT_EQ(p.PanDispColSet(), PanCol(pdcHrmU) | PanCol(pdcHrmI));
-    p.SetPanDispType(pdtFrqBand);
-    EXPECT_EQ(p.PanDispColSet(), PanCol(pdcFrqBand));
-    p.SetPanDispType(TPanDispType(7));
-    EXPECT_EQ(p.PanDispColSet(), 0);
-}
 
 TEST(PanelColumns, TextsInLineOrderWithUnits) {
     TPQPaintBoxPanel p;
@@ -54,74 +34,13 @@ TEST(PanelColumns, TextsInLineOrderWithUnits) {
     // The total comes first in SetCosPhi but last in the column.
     EXPECT_EQ(p.ColumnText(pdcFact),
               "Leistungsfaktoren\r\nCosPhi1=0.98\r\nCosPhi2=0.96\r\nCosPhi3=0.97\r\nCosPhi=0.97");
-    EXPECT_EQ(p.ColumnText(pdcHrmU), "");
     EXPECT_EQ(p.ColumnText(pdcFrqBand), "");
 }
 
-TEST(PanelPaint, ColumnsSideBySideOnTheRecorder) {
+TEST(PanelPaint, ColumnsSideBySideOnTheRecorderThenNotifies) {
     TPQPaintBoxPanel p;
     p.SetSize(900, 300);
     FillPlausible(p);
-    p.SetPanDispType(pdtMains);
-    TRecordingCanvas c;
-    c.Font.Size = 12;
-    p.Paint(c);
-
-    ASSERT_GE(c.Calls.size(), 4u);
-    EXPECT_EQ(c.Calls.front().Op, TCanvasOp::BeginScene);
-    EXPECT_EQ(c.Calls.back().Op, TCanvasOp::EndScene);
-    EXPECT_EQ(c.Calls[1].Op, TCanvasOp::Clear);
-    EXPECT_EQ(c.Calls[1].Color, 0xFFF5F5F5u);
-    // Panel font 14, caption 16 (line 20): graph area 20 .. 280, framed thin and black.
-    const auto frame = c.Of(TCanvasOp::DrawRect);
-    ASSERT_EQ(frame.size(), 1u);
-    EXPECT_EQ(frame[0].Rect, TRectF(0, 20, 900, 280));
-    EXPECT_DOUBLE_EQ(frame[0].Stroke.Thickness, 0.3);
-    EXPECT_EQ(frame[0].Stroke.Color, 0xFF000000u);
-
-    // Column width: 20 letters of 7 = 140. "H" in font 14: 7 wide, 17.5 high. Row top 37.5.
-    // x = n * 140 + 0 + 7, and TextOutL starts one letter further right.
-    const auto t = TextsAfterCaption(c);
-    ASSERT_EQ(t.size(), 4u);
-    const double lefts[] = {14, 154, 294, 434};
-    const TPanDispCols cols[] = {pdcMains, pdcVolt, pdcCurrent, pdcFact};
-    for (int i = 0; i < 4; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(t[i].Text, p.ColumnText(cols[i]));
-        EXPECT_DOUBLE_EQ(t[i].Rect.Left, lefts[i]);
-        EXPECT_DOUBLE_EQ(t[i].Rect.Top, 37.5);
-        EXPECT_EQ(t[i].Font.Style & fsBold, fsBold);
-        EXPECT_DOUBLE_EQ(t[i].Font.Size, 14);
-        EXPECT_EQ(t[i].Fill.Color, 0xFF000000u);
-        EXPECT_EQ(t[i].HAlign, taLeading);
-    }
-    // Voltage column: 8 lines of 17.5; widest line "U1E=230.10 V" and "Spannungen" -> 12 chars.
-    EXPECT_DOUBLE_EQ(t[1].Rect.Height(), 140);
-    EXPECT_DOUBLE_EQ(t[1].Rect.Width(), 84);
-    // The font is handed back as it came.
-    EXPECT_DOUBLE_EQ(c.Font.Size, 12);
-    EXPECT_EQ(c.Font.Style, 0);
-}
-
-TEST(PanelPaint, EmptyColumnSetShowsCaptionAndFrameOnly) {
-    TPQPaintBoxPanel p;
-    p.SetSize(600, 200);
-    FillPlausible(p);
-    TRecordingCanvas c;
-    p.Paint(c);
-    EXPECT_EQ(c.Of(TCanvasOp::FillText).size(), 1u); // the caption
-    EXPECT_EQ(c.Of(TCanvasOp::DrawRect).size(), 1u);
-    EXPECT_TRUE(TextsAfterCaption(c).empty());
-    // Harmonic columns have no values of their own: nothing beyond caption and frame either.
-    p.SetPanDispType(pdtHarms);
-    c.Reset();
-    p.Paint(c);
-    EXPECT_EQ(c.Of(TCanvasOp::FillText).size(), 1u);
-}
-
-TEST(PanelPaint, NotifiesAfterAPassAndNotWhenTheSceneIsRefused) {
-    TPQPaintBoxPanel p;
-    p.SetSize(600, 200);
     p.SetPanDispType(pdtMains);
     std::vector<uint32_t> notified;
     p.SetPaintNotify([&](TPQPaintBox* sender, uint32_t num) {
@@ -131,14 +50,57 @@ TEST(PanelPaint, NotifiesAfterAPassAndNotWhenTheSceneIsRefused) {
     });
     p.SetPaintCnt(3);
     TRecordingCanvas c;
+    c.Font.Size = 12;
     p.Paint(c);
     EXPECT_EQ(notified, std::vector<uint32_t>{3});
 
+    // Panel font 14, caption 16 (line 20): graph area 20 .. 280, framed thin and black.
+    const auto frame = c.Of(TCanvasOp::DrawRect);
+    ASSERT_EQ(frame.size(), 1u);
+    EXPECT_EQ(frame[0].Rect, TRectF(0, 20, 900, 280));
+    EXPECT_DOUBLE_EQ(frame[0].Stroke.Thickness, 0.3);
+
+    // Column width: 20 letters of 7 = 140. "H" in font 14: 7 wide, 17.5 high. Row top 37.5.
+    // x = n * 140 + 0 + 7, and TextOutL starts one letter further right.
+    auto t = c.Of(TCanvasOp::FillText);
+    ASSERT_EQ(t.size(), 5u);
+    t.erase(t.begin()); // the caption
+    const TPanDispCols cols[] = {pdcMains, pdcVolt, pdcCurrent, pdcFact};
+    for (int i = 0; i < 4; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(t[i].Text, p.ColumnText(cols[i]));
+        EXPECT_DOUBLE_EQ(t[i].Rect.Left, 14 + 140 * i);
+        EXPECT_DOUBLE_EQ(t[i].Rect.Top, 37.5);
+        EXPECT_EQ(t[i].Font.Style & fsBold, fsBold);
+    }
+    // Voltage column: 8 lines of 17.5; widest line "U1E=230.10 V" and "Spannungen" -> 12 chars.
+    EXPECT_DOUBLE_EQ(t[1].Rect.Height(), 140);
+    EXPECT_DOUBLE_EQ(t[1].Rect.Width(), 84);
+    // The font is handed back as it came.
+    EXPECT_DOUBLE_EQ(c.Font.Size, 12);
+    EXPECT_EQ(c.Font.Style, 0);
+
+    // A refused scene draws nothing and does not notify.
     TRecordingCanvas refusing;
     refusing.AcceptScene = false;
     p.Paint(refusing);
     EXPECT_TRUE(refusing.Calls.empty());
     EXPECT_EQ(notified.size(), 1u);
+}
+
+TEST(PanelPaint, EmptyColumnSetShowsCaptionAndFrameOnly) {
+    // No type chosen, harmonic and band columns (no values of their own), an unknown type.
+    for (int type : {-1, int(pdtHarms), int(pdtFrqBand), 7}) {
+        SCOPED_TRACE(type);
+        TPQPaintBoxPanel p;
+        p.SetSize(600, 200);
+        FillPlausible(p);
+        if (type >= 0) p.SetPanDispType(TPanDispType(type));
+        TRecordingCanvas c;
+        p.Paint(c);
+        EXPECT_EQ(c.Of(TCanvasOp::FillText).size(), 1u); // the caption
+        EXPECT_EQ(c.Of(TCanvasOp::DrawRect).size(), 1u);
+    }
 }
 
 TEST(PanelClip, CopyToClipEmptiesTheList) {
@@ -170,15 +132,11 @@ TEST(PanelRender, ThreePhaseValuesOnAnImage) {
     // Background in an empty corner of the graph area, blue caption ink, black column ink.
     EXPECT_EQ(img.pixel(880, 160) | 0xFF000000u, 0xFFF5F5F5u);
     int blue = 0, black = 0;
-    for (int y = 0; y < 18; ++y)
+    for (int y = 0; y < 180; ++y)
         for (int x = 0; x < 900; ++x) {
             const QRgb px = img.pixel(x, y);
-            if (qBlue(px) > 200 && qRed(px) < 80 && qGreen(px) < 80) ++blue;
-        }
-    for (int y = 40; y < 180; ++y)
-        for (int x = 10; x < 800; ++x) {
-            const QRgb px = img.pixel(x, y);
-            if (qRed(px) < 60 && qGreen(px) < 60 && qBlue(px) < 60) ++black;
+            blue += y < 18 && qBlue(px) > 200 && qRed(px) < 80 && qGreen(px) < 80;
+            black += y >= 40 && qRed(px) < 60 && qGreen(px) < 60 && qBlue(px) < 60;
         }
     EXPECT_GT(blue, 100);
     EXPECT_GT(black, 1000);

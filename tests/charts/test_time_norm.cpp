@@ -29,69 +29,47 @@ TEST(TimeNormGrid, StepIsTheFirstAboveATenthOfTheRange) {
     EXPECT_EQ(Axis(D, D + 10 * sec).TimeGrid(), gr2Sec);
     // One hour: 10 x 5 min = 50 min is not above it, 10 x 10 min is.
     EXPECT_EQ(Axis(D, D + hour).TimeGrid(), gr10Min);
-    EXPECT_EQ(Axis(D, D + 48 * hour).TimeGrid(), gr6Hour);
-}
-
-TEST(TimeNormGrid, HugeRangeKeepsTwentyDaysWithManyLines) {
-    // 2e16 ns is more than ten 20-day steps (1.728e16); 2e16 div 1.728e15 = 11 lines, and
-    // start + 11 steps lies beyond the end, so no twelfth.
-    const TTimeNorm t = Axis(D, D + 20000000000000000ull);
-    EXPECT_EQ(t.TimeGrid(), gr20day);
-    EXPECT_EQ(t.SclCount(), 11);
-    const TTimeNorm big = Axis(D, D + 172800000000000000ull); // 100 steps of 20 days
-    EXPECT_EQ(big.TimeGrid(), gr20day);
-    EXPECT_EQ(big.SclCount(), 100);
 }
 
 TEST(TimeNormGrid, LinesAlignToMidnightAndStartAfterTheLeftEnd) {
-    // 7.3 s after midnight, 60 s long: 10 s grid, first line at 10 s, 6 lines (10 .. 60 s).
-    TTimeNorm t = Axis(D + 7300 * ms, D + 67300 * ms);
-    EXPECT_EQ(t.TimeGrid(), gr10Sec);
-    EXPECT_EQ(t.SclStart(), D + 10 * sec);
-    EXPECT_EQ(t.SclCount(), 6);
-    EXPECT_EQ(t.ScaleAt(5), D + 60 * sec);
-
-    // A left end on a grid line: the first line is the next one.
-    t = Axis(D + 20 * sec, D + 80 * sec);
-    EXPECT_EQ(t.SclStart(), D + 30 * sec);
-    EXPECT_EQ(t.SclCount(), 6);
-
-    // 9 s to 74 s: 65 div 10 = 6, but 10 s + 6 x 10 s = 70 s is still inside, so 7 lines.
-    t = Axis(D + 9 * sec, D + 74 * sec);
-    EXPECT_EQ(t.SclStart(), D + 10 * sec);
-    EXPECT_EQ(t.SclCount(), 7);
-
-    // Six-hour lines fall on 06:00, 12:00 ... whatever the start time.
-    t = Axis(D + 5 * hour, D + 53 * hour);
-    EXPECT_EQ(t.SclStart(), D + 6 * hour);
-    EXPECT_EQ(t.SclCount(), 8);
-    EXPECT_EQ(t.ScaleAt(3), D + 24 * hour);
-}
-
-TEST(TimeNormGrid, SumIntoTheTopBitCountsAsBelowTheEnd) {
-    // 1 ms grid over 5 ms, ending at 2^63 - 1. The first line is the next whole millisecond,
-    // 9223372036850000000; five steps on it is 9223372036855000000, past 2^63 and so past the
-    // end, but read as a signed number it is negative and counts as below: a sixth line.
-    const uint64_t end = 9223372036854775807ull;
-    const TTimeNorm t = Axis(end - 5 * ms, end);
-    EXPECT_EQ(t.TimeGrid(), gr1ms);
-    EXPECT_EQ(t.SclStart(), 9223372036850000000ull);
-    EXPECT_EQ(t.SclCount(), 6);
-}
-
-TEST(TimeNormShift, LeadingZerosLessOne) {
-    // 10 ms = 10,000,000 ns: highest bit 23 (2^23 = 8,388,608), 40 leading zeros.
-    EXPECT_EQ(Axis(D, D + 10 * ms).ShiftNum(), 39);
-    EXPECT_EQ(Axis(D, D + 1).ShiftNum(), 62);
-    EXPECT_EQ(Axis(0, 1ull << 62).ShiftNum(), 0);
+    const uint64_t top = 9223372036854775807ull; // 2^63 - 1
+    struct Case {
+        uint64_t from, to;
+        TTimeGrid grid;
+        uint64_t start;
+        int count;
+    };
+    const Case cases[] = {
+        // 7.3 s after midnight, 60 s long: 10 s grid, first line at 10 s, 6 lines (10 .. 60 s).
+        {D + 7300 * ms, D + 67300 * ms, gr10Sec, D + 10 * sec, 6},
+        {D + 20 * sec, D + 80 * sec, gr10Sec, D + 30 * sec, 6}, // on a grid line: the next one
+        // 65 div 10 = 6, but 10 s + 6 x 10 s = 70 s is still inside, so 7 lines.
+        {D + 9 * sec, D + 74 * sec, gr10Sec, D + 10 * sec, 7},
+        // Six-hour lines fall on 06:00, 12:00 ... whatever the start time.
+        {D + 5 * hour, D + 53 * hour, gr6Hour, D + 6 * hour, 8},
+        // 2e16 ns is more than ten 20-day steps (1.728e16); 2e16 div 1.728e15 = 11 lines, and
+        // start + 11 steps lies beyond the end, so no twelfth. The first line is one step on.
+        {D, D + 20000000000000000ull, gr20day, D + 20 * 86400 * sec, 11},
+        // The first line is the next whole millisecond; five steps on it pass 2^63 and so the
+        // end, but read as a signed number the sum is negative and counts as below: a sixth line.
+        {top - 5 * ms, top, gr1ms, 9223372036850000000ull, 6},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.from);
+        const TTimeNorm t = Axis(c.from, c.to);
+        EXPECT_EQ(t.TimeGrid(), c.grid);
+        EXPECT_EQ(t.SclStart(), c.start);
+        EXPECT_EQ(t.SclCount(), c.count);
+    }
+    EXPECT_EQ(Axis(D + 5 * hour, D + 53 * hour).ScaleAt(3), D + 24 * hour);
+    EXPECT_EQ(Axis(D, D + 172800000000000000ull).SclCount(), 100); // 100 steps of 20 days
 }
 
 TEST(TimeNormPixel, EndsAndOutsideValues) {
     const TTimeNorm t = Axis(D, D + 10 * ms, 50, 400);
     EXPECT_FLOAT_EQ(t.TmNorm(D), 50);
-    EXPECT_FLOAT_EQ(t.TmNorm(D + 10 * ms), 450);    // right end
-    EXPECT_FLOAT_EQ(t.TmNorm(D + 10 * ms + 1), 50); // one ns later: left edge, not right
-    EXPECT_FLOAT_EQ(t.TmNorm(D - 1), 50);
+    EXPECT_FLOAT_EQ(t.TmNorm(D + 10 * ms), 450);          // right end
+    EXPECT_FLOAT_EQ(t.TmNorm(D + 10 * ms + 1), 50);       // one ns later: left edge, not right
     EXPECT_FLOAT_EQ(t.TmNorm(D + 2500 * ms / 1000), 150); // a quarter of 400
     // Single nanoseconds count on a long axis: 1 ns of a 3-ns axis over 300 pixels.
     const TTimeNorm fine = Axis(D, D + 3, 0, 300);
@@ -112,11 +90,9 @@ TEST(TimeNormText, LabelFormatFollowsTheGrid) {
 TEST(TimeNormText, DurationReadsTheNanosecondRangeAsMilliseconds) {
     EXPECT_EQ(Axis(D, D + 9999).GetDuration(), "9999ms");
     EXPECT_EQ(Axis(D, D + 10000).GetDuration(), "10.00sec");
-    EXPECT_EQ(Axis(D, D + 30000).GetDuration(), "30.00sec");
     EXPECT_EQ(Axis(D, D + 120000).GetDuration(), "2.00min");
     // 10 ms = 10,000,000 "ms" = 2.777... hours.
     EXPECT_EQ(Axis(D, D + 10 * ms).GetDuration(), "2.78hour");
     // 1 s = 1e9 "ms" = 11.574 days.
     EXPECT_EQ(Axis(D, D + sec).GetDuration(), "11.57days");
-    EXPECT_EQ(Axis(D, D + sec).GetTimeRange(), sec);
 }

@@ -9,28 +9,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 using namespace ferro;
 using ferro::test::Bytes;
 
 namespace {
 
-// Fills the c_s_t fields the panel reads, each with a value derived from its own offset.
-Bytes makeCs(size_t len, size_t iFb, size_t pStd) {
+// A c_s_t object with every single after the header telling its own offset.
+Bytes makeCs(size_t len) {
     Bytes b(len);
     b.u32(0, 0x04FFFFFF);
     b.u32(4, 1700000000);
     b.u32(8, 250000000);
-    for (size_t off = 16; off < 16 + 148; off += 4)
-        b.markF32(off); // u_s_t up to the THDs
-    for (size_t off = 192; off < 192 + 980; off += 4)
-        b.markF32(off);
-    for (size_t off = 1172; off < 1172 + 96; off += 4)
-        b.markF32(off);
-    for (size_t off = iFb; off < iFb + 560; off += 4)
-        b.markF32(off);
-    for (size_t off = pStd; off < pStd + 176; off += 4)
+    for (size_t off = 16; off < len; off += 4)
         b.markF32(off);
     return b;
 }
@@ -48,11 +38,11 @@ void expectCs(const TCsValues& v, size_t iFb, size_t pStd) {
         EXPECT_EQ(v.FbU[c][0], m(192 + 140 * c)) << c;
         EXPECT_EQ(v.FbU[c][34], m(192 + 140 * c + 136)) << c;
     }
-    EXPECT_EQ(v.PHL[0], m(52));
-    EXPECT_EQ(v.PHL[1], m(60));
-    EXPECT_EQ(v.PHL[2], m(68));
     EXPECT_EQ(v.UU, m(128));
     for (size_t c = 0; c < 4; ++c) {
+        if (c < 3) {
+            EXPECT_EQ(v.PHL[c], m(52 + 8 * c)) << c;
+        }
         EXPECT_EQ(v.I[c], m(1172 + 4 * c)) << c;
         EXPECT_EQ(v.THDI[c], m(1252 + 4 * c)) << c;
         EXPECT_EQ(v.FbI[c][0], m(iFb + 140 * c)) << c;
@@ -60,46 +50,32 @@ void expectCs(const TCsValues& v, size_t iFb, size_t pStd) {
         EXPECT_EQ(v.D[c], m(pStd + 112 + 4 * c)) << c;
         EXPECT_EQ(v.PF[c], m(pStd + 128 + 8 * c)) << c;
         EXPECT_EQ(v.CosPhi[c], m(pStd + 160 + 4 * c)) << c;
+        EXPECT_EQ(v.P[c], m(pStd + 12 * c)) << c; // the total follows the three phases
+        EXPECT_EQ(v.Q[c], m(pStd + 12 * c + 4)) << c;
+        EXPECT_EQ(v.S[c], m(pStd + 12 * c + 8)) << c;
     }
-    for (size_t ph = 0; ph < 3; ++ph) {
-        EXPECT_EQ(v.P[ph], m(pStd + 12 * ph)) << ph;
-        EXPECT_EQ(v.Q[ph], m(pStd + 12 * ph + 4)) << ph;
-        EXPECT_EQ(v.S[ph], m(pStd + 12 * ph + 8)) << ph;
-    }
-    EXPECT_EQ(v.P[3], m(pStd + 36));
-    EXPECT_EQ(v.Q[3], m(pStd + 40));
-    EXPECT_EQ(v.S[3], m(pStd + 44));
 }
 
 } // namespace
 
-TEST(CsRecord, V1_0ReadsEveryPanelValueAtItsOffset) {
-    EXPECT_EQ(TCsRecord::Length(0), 2320u);
-    EXPECT_EQ(TCsRecord::Length(1), 2320u);
-    Bytes b = makeCs(2320, 1332, 1892);
-    auto v = TCsRecord::Decode(b.data(), b.size(), 0);
-    ASSERT_TRUE(v);
-    expectCs(*v, 1332, 1892);
-}
-
-TEST(CsRecord, V2_2MovesCurrentBandsAndPowersByFourBytesOnly) {
-    EXPECT_EQ(TCsRecord::Length(2), 2328u);
-    Bytes b = makeCs(2328, 1336, 1896);
-    auto v = TCsRecord::Decode(b.data(), b.size(), 2);
-    ASSERT_TRUE(v);
-    expectCs(*v, 1336, 1896);
-    // Read with the older layout's offsets, the powers would come four bytes early.
-    Bytes old = makeCs(2320, 1332, 1892);
-    auto v10 = TCsRecord::Decode(old.data(), old.size(), 0);
-    ASSERT_TRUE(v10);
-    EXPECT_EQ(v->U, v10->U);
-    EXPECT_EQ(v->I, v10->I);
-    EXPECT_EQ(v->THDI, v10->THDI);
-    EXPECT_NE(v->P[0], v10->P[0]);
+TEST(CsRecord, BothLayoutsReadEveryPanelValueAtItsOffset) {
+    // V2_2 is 8 bytes longer: i_fb_t and p_std_t move by 4 bytes, nothing in front of them does.
+    struct Case {
+        uint8_t gen;
+        size_t len, iFb, pStd;
+    };
+    for (const Case& c : {Case{0, 2320, 1332, 1892}, Case{1, 2320, 1332, 1892}, Case{2, 2328, 1336, 1896}}) {
+        SCOPED_TRACE(int(c.gen));
+        EXPECT_EQ(TCsRecord::Length(c.gen), c.len);
+        Bytes b = makeCs(c.len);
+        auto v = TCsRecord::Decode(b.data(), b.size(), c.gen);
+        ASSERT_TRUE(v);
+        expectCs(*v, c.iFb, c.pStd);
+    }
 }
 
 TEST(CsRecord, WrongLengthIsNotDecoded) {
-    Bytes b = makeCs(2328, 1336, 1896);
+    Bytes b = makeCs(2328);
     EXPECT_FALSE(TCsRecord::Decode(b.data(), b.size(), 0)); // a V2_2 object under a V1_0 firmware
     EXPECT_FALSE(TCsRecord::Decode(b.data(), 2320, 2));
     EXPECT_FALSE(TCsRecord::Decode(b.data(), 2319, 0));
@@ -107,7 +83,9 @@ TEST(CsRecord, WrongLengthIsNotDecoded) {
 }
 
 TEST(HarmRecord, ArraysAndPairsComeFromTheirOffsetsInBothLayouts) {
+    auto m = Bytes::mark;
     for (uint8_t gen : {uint8_t(0), uint8_t(2)}) {
+        SCOPED_TRACE(int(gen));
         const size_t len = gen >= 2 ? 6264 : 6052;
         EXPECT_EQ(THarmRecord::Length(gen), len);
         Bytes b(len);
@@ -117,52 +95,35 @@ TEST(HarmRecord, ArraysAndPairsComeFromTheirOffsetsInBothLayouts) {
         for (size_t off = 20; off + 4 <= 5464; off += 4)
             b.markF32(off);
         auto v = THarmRecord::Decode(b.data(), b.size(), gen);
-        ASSERT_TRUE(v) << int(gen);
-        auto m = Bytes::mark;
+        ASSERT_TRUE(v);
         EXPECT_EQ(v->TS.sec, 1234u);
         EXPECT_EQ(v->TS.frac, 5678u);
         const size_t hrmU[] = {244, 648, 1052, 1456, 1860, 2264, 2668};
         const size_t ihrmU[] = {448, 852, 1256, 1660, 2064, 2468, 2872};
-        const size_t vecU[] = {52, 60, 68, 76, 84, 92, 100};
-        for (size_t h = 0; h < 51; ++h) {
-            for (size_t c = 0; c < 4; ++c)
-                EXPECT_EQ(v->HrmULE[c][h], m(hrmU[c] + 4 * h));
-            for (size_t c = 0; c < 3; ++c)
-                EXPECT_EQ(v->HrmULL[c][h], m(hrmU[4 + c] + 4 * h));
-        }
-        for (size_t h = 0; h < 50; ++h) {
-            for (size_t c = 0; c < 4; ++c)
-                EXPECT_EQ(v->IHrmULE[c][h], m(ihrmU[c] + 4 * h));
-            for (size_t c = 0; c < 3; ++c)
-                EXPECT_EQ(v->IHrmULL[c][h], m(ihrmU[4 + c] + 4 * h));
-        }
         for (size_t c = 0; c < 7; ++c) {
-            EXPECT_EQ(v->VecU[c].Mag, m(vecU[c]));
-            EXPECT_EQ(v->VecU[c].Ang, m(vecU[c] + 4));
+            for (size_t h = 0; h < 51; ++h)
+                EXPECT_EQ(c < 4 ? v->HrmULE[c][h] : v->HrmULL[c - 4][h], m(hrmU[c] + 4 * h));
+            for (size_t h = 0; h < 50; ++h)
+                EXPECT_EQ(c < 4 ? v->IHrmULE[c][h] : v->IHrmULL[c - 4][h], m(ihrmU[c] + 4 * h));
+            EXPECT_EQ(v->VecU[c].Mag, m(52 + 8 * c));
+            EXPECT_EQ(v->VecU[c].Ang, m(56 + 8 * c));
         }
         const size_t hrmI[] = {3848, 4252, 4656, 5060};
-        const size_t ihrmI[] = {4052, 4456, 4860, 5264};
-        const size_t vecI[] = {3704, 3712, 3720};
         for (size_t c = 0; c < 4; ++c) {
             EXPECT_EQ(v->HrmIL[c][0], m(hrmI[c]));
             EXPECT_EQ(v->HrmIL[c][50], m(hrmI[c] + 200));
-            EXPECT_EQ(v->IHrmIL[c][0], m(ihrmI[c]));
-            EXPECT_EQ(v->IHrmIL[c][49], m(ihrmI[c] + 196));
+            EXPECT_EQ(v->IHrmIL[c][0], m(hrmI[c] + 204));
+            EXPECT_EQ(v->IHrmIL[c][49], m(hrmI[c] + 400));
         }
         for (size_t c = 0; c < 3; ++c) {
-            EXPECT_EQ(v->VecI[c].Mag, m(vecI[c]));
-            EXPECT_EQ(v->VecI[c].Ang, m(vecI[c] + 4));
+            EXPECT_EQ(v->VecI[c].Mag, m(3704 + 8 * c));
+            EXPECT_EQ(v->VecI[c].Ang, m(3708 + 8 * c));
         }
     }
-}
-
-TEST(HarmRecord, WrongLengthIsNotDecoded) {
     Bytes b(6264);
     EXPECT_FALSE(THarmRecord::Decode(b.data(), 6264, 1));
     EXPECT_FALSE(THarmRecord::Decode(b.data(), 6052, 2));
-    // The load-flow reader's length test: a c_s_t length never passes here.
-    EXPECT_FALSE(THarmRecord::Decode(b.data(), 2320, 0));
-    EXPECT_TRUE(THarmRecord::Decode(b.data(), 6052, 0));
+    EXPECT_FALSE(THarmRecord::Decode(b.data(), 2320, 0)); // a c_s_t length never passes here
 }
 
 namespace {
@@ -170,7 +131,10 @@ struct OscCase {
     uint8_t gen;
     size_t cntOffs, rateOffs, first, sampleSize, channels;
 };
-const OscCase kOsc[] = {{0, 32, 36, 40, 44, 11}, {1, 52, 56, 60, 44, 11}, {2, 52, 56, 60, 48, 12}};
+// Generation 1 keeps generation 0's sample size, with the samples 20 bytes further on;
+// generation 3 drops the gap after the stamp: the count at 12, the samples at 20.
+const OscCase kOsc[] = {
+    {0, 32, 36, 40, 44, 11}, {1, 52, 56, 60, 44, 11}, {2, 52, 56, 60, 48, 12}, {3, 12, 16, 20, 48, 12}};
 
 Bytes makeOsc(const OscCase& c, uint32_t cnt, uint32_t rate) {
     Bytes b(c.first + cnt * c.sampleSize);
@@ -184,35 +148,21 @@ Bytes makeOsc(const OscCase& c, uint32_t cnt, uint32_t rate) {
 }
 } // namespace
 
-TEST(OscRecord, LayoutsOfTheThreeGenerations) {
-    for (const auto& c : kOsc) {
-        const TOscLayout& l = TOscLayout::For(c.gen);
-        EXPECT_EQ(l.CountOffs, c.cntOffs) << int(c.gen);
-        EXPECT_EQ(l.RateOffs, c.rateOffs) << int(c.gen);
-        EXPECT_EQ(l.FirstSample, c.first) << int(c.gen);
-        EXPECT_EQ(l.SampleSize, c.sampleSize) << int(c.gen);
-        EXPECT_EQ(l.Channels, c.channels) << int(c.gen);
-    }
-    // Generation 1 keeps generation 0's sample size, 20 bytes further on.
-    EXPECT_EQ(TOscLayout::For(1).SampleSize, TOscLayout::For(0).SampleSize);
-    EXPECT_EQ(TOscLayout::For(1).FirstSample, TOscLayout::For(0).FirstSample + 20);
-}
-
 TEST(OscRecord, SamplesGoToTheirChannelsWithTheirTimes) {
     const uint64_t base = 1700000000ull * 1000000000ull + 123;
     for (const auto& c : kOsc) {
+        SCOPED_TRACE(int(c.gen));
         Bytes b = makeOsc(c, 5, 10240);
         auto v = TOscRecord::Decode(b.data(), b.size(), c.gen, base);
-        ASSERT_TRUE(v) << int(c.gen);
+        ASSERT_TRUE(v);
         EXPECT_EQ(v->SmplCnt, 5u);
         EXPECT_EQ(v->smplrte, 10240u);
         ASSERT_EQ(v->Ch.size(), c.channels);
-        for (size_t k = 0; k < 5; ++k) {
+        for (size_t k = 0; k < 5; ++k)
             for (size_t ch = 0; ch < c.channels; ++ch)
                 EXPECT_EQ(v->Ch[ch][k], Bytes::mark(c.first + k * c.sampleSize + 4 * ch)) << ch;
-            // 1e9 / 10240 = 97656.25 ns per sample, rounded per sample, not accumulated.
-            EXPECT_EQ(v->Time[k], TOscRecord::SampleTime(base, 10240, k));
-        }
+        // 1e9 / 10240 = 97656.25 ns per sample, rounded per sample, not accumulated.
+        EXPECT_EQ(v->Time[0], base);
         EXPECT_EQ(v->Time[1], base + 97656);
         EXPECT_EQ(v->Time[2], base + 195312); // 195312.5: halves go to the even neighbour
         EXPECT_EQ(v->Time[3], base + 292969); // 292968.75
@@ -221,8 +171,8 @@ TEST(OscRecord, SamplesGoToTheirChannelsWithTheirTimes) {
 
 TEST(OscRecord, NoSamplesAndWrongLengths) {
     for (const auto& c : kOsc) {
+        SCOPED_TRACE(int(c.gen));
         Bytes empty = makeOsc(c, 0, 10240);
-        EXPECT_EQ(empty.size(), c.first);
         auto v = TOscRecord::Decode(empty.data(), empty.size(), c.gen, 0);
         ASSERT_TRUE(v);
         EXPECT_EQ(v->SmplCnt, 0u);
@@ -235,9 +185,8 @@ TEST(OscRecord, NoSamplesAndWrongLengths) {
         EXPECT_FALSE(TOscRecord::Decode(three.data(), three.size() - c.sampleSize, c.gen, 0));
         EXPECT_FALSE(TOscRecord::Decode(three.data(), c.first - 1, c.gen, 0));
         // A count that would reach beyond 4 GiB must not wrap into a plausible length.
-        Bytes huge = makeOsc(c, 0, 10240);
-        huge.u32(c.cntOffs, 0xFFFFFFFFu);
-        EXPECT_FALSE(TOscRecord::Decode(huge.data(), huge.size(), c.gen, 0));
+        empty.u32(c.cntOffs, 0xFFFFFFFFu);
+        EXPECT_FALSE(TOscRecord::Decode(empty.data(), empty.size(), c.gen, 0));
         Bytes noRate = makeOsc(c, 2, 0);
         EXPECT_FALSE(TOscRecord::Decode(noRate.data(), noRate.size(), c.gen, 0));
     }
@@ -255,8 +204,6 @@ TEST(OscRecord, HandOverObjectUsesItsLocalStampAsBase) {
     ASSERT_TRUE(v);
     EXPECT_EQ(v->Time[0], 100000000005ull);
     EXPECT_EQ(v->Time[1], 100001000005ull);
-    EXPECT_STREQ(TOscRecord::ChannelName(11), "iR");
-    EXPECT_STREQ(TOscRecord::ChannelName(3), "uN");
 }
 
 TEST(BinaryInputRecord, HeaderAndInputs) {
@@ -271,8 +218,6 @@ TEST(BinaryInputRecord, HeaderAndInputs) {
     auto v = TBinaryInputs::Decode(b.data(), b.size());
     ASSERT_TRUE(v);
     EXPECT_EQ(v->id, 10000000u);
-    EXPECT_EQ(v->TS.sec, 77u);
-    EXPECT_EQ(v->TS.frac, 88u);
     EXPECT_EQ(v->Ver, 2);
     EXPECT_EQ(v->Inputs, (std::vector<uint8_t>{1, 0, 9}));
     EXPECT_EQ(v->Encode(), b.vec());
@@ -285,10 +230,8 @@ TEST(BinaryInputRecord, HeaderAndInputs) {
 }
 
 TEST(ObjectHeader, PayloadStartAndClass) {
-    EXPECT_EQ(TObjectHeader::PayloadOffset(0x00FFFFFF), 20u);
-    EXPECT_EQ(TObjectHeader::PayloadOffset(0x01FFFFFF), 20u);
-    for (uint32_t id = 0x02FFFFFF; id <= 0x07FFFFFF; id += 0x01000000)
-        EXPECT_EQ(TObjectHeader::PayloadOffset(id), 16u);
+    EXPECT_EQ(TObjectHeader::PayloadOffset(0x01FFFFFF), 20u); // the 3 s object has the longer header
+    EXPECT_EQ(TObjectHeader::PayloadOffset(0x02FFFFFF), 16u);
     EXPECT_EQ(TObjectHeader::DataObjOf(0x06FFFFFF), int(doNs));
     EXPECT_EQ(TObjectHeader::DataObjOf(10000000), int(doBin));
     EXPECT_EQ(TObjectHeader::DataObjOf(0x09FFFFFF), -1);
@@ -299,7 +242,7 @@ TEST(ObjectHeader, PayloadStartAndClass) {
     auto h = TObjectHeader::Read(b.data(), 20);
     ASSERT_TRUE(h);
     EXPECT_EQ(h->TS.sec, 42u);
-    EXPECT_FALSE(TObjectHeader::Read(b.data(), 19)); // the 3 s object has the longer header
+    EXPECT_FALSE(TObjectHeader::Read(b.data(), 19));
     b.u32(0, 0x09FFFFFF);
     auto unknown = TObjectHeader::Read(b.data(), 16);
     ASSERT_TRUE(unknown); // the stamp is taken over even for an id outside the table
