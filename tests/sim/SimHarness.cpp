@@ -4,46 +4,44 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <archive.h>
-#include <archive_entry.h>
+#include "ferrosim/Compression.h"
+
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <chrono>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 
 namespace fs = std::filesystem;
 
 namespace simtest {
 
+namespace {
+using Clock = std::chrono::steady_clock;
+int msLeft(Clock::time_point deadline) {
+    return int(std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count());
+}
+} // namespace
+
 void put16(Bytes& b, uint16_t v) {
-    b.push_back(uint8_t(v));
-    b.push_back(uint8_t(v >> 8));
+    b.insert(b.end(), {uint8_t(v), uint8_t(v >> 8)});
 }
 void put32(Bytes& b, uint32_t v) {
-    for (int i = 0; i < 4; ++i)
-        b.push_back(uint8_t(v >> (8 * i)));
+    b.insert(b.end(), {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)});
 }
 uint16_t get16(const Bytes& b, size_t at) {
     return at + 2 <= b.size() ? uint16_t(b[at] | b[at + 1] << 8) : 0;
 }
 uint32_t get32(const Bytes& b, size_t at) {
-    if (at + 4 > b.size()) return 0;
-    return uint32_t(b[at]) | uint32_t(b[at + 1]) << 8 | uint32_t(b[at + 2]) << 16 | uint32_t(b[at + 3]) << 24;
+    return at + 4 <= b.size() ? uint32_t(get16(b, at) | get16(b, at + 2) << 16) : 0;
 }
 std::string text(const Bytes& b, size_t at, size_t width) {
-    std::string s;
-    for (size_t i = at; i < at + width && i < b.size() && b[i]; ++i)
-        s += char(b[i]);
-    return s;
+    const std::string s = str(b, at).substr(0, width);
+    return s.substr(0, s.find('\0'));
 }
 std::string str(const Bytes& b, size_t from) {
     return from < b.size() ? std::string(b.begin() + long(from), b.end()) : std::string();
@@ -89,9 +87,8 @@ Bytes start(const std::string& user, const std::string& password, uint16_t ver) 
 
 Bytes lua(const std::string& line) {
     Bytes b = head(6, 1, 0, uint32_t(20 + line.size() + 2));
-    b.insert(b.end(), line.begin(), line.end());
-    b.push_back('\r');
-    b.push_back('\n');
+    const std::string withEnd = line + "\r\n";
+    b.insert(b.end(), withEnd.begin(), withEnd.end());
     return b;
 }
 
@@ -110,51 +107,15 @@ Bytes setupWrite(const Bytes& file, uint16_t flags) {
 
 Bytes gunzip(const Bytes& packed) {
     Bytes out;
-    z_stream zs{};
-    if (inflateInit2(&zs, 16 + 15) != Z_OK) return out;
-    zs.next_in = const_cast<Bytef*>(packed.data());
-    zs.avail_in = uInt(packed.size());
-    uint8_t buf[16384];
-    int rc;
-    do {
-        zs.next_out = buf;
-        zs.avail_out = sizeof(buf);
-        rc = inflate(&zs, Z_NO_FLUSH);
-        out.insert(out.end(), buf, buf + (sizeof(buf) - zs.avail_out));
-    } while (rc == Z_OK);
-    inflateEnd(&zs);
-    if (rc != Z_STREAM_END) out.clear();
-    return out;
+    return ferro::sim::Compression::gunzip(packed, out, 64u << 20) ? out : Bytes();
 }
 
-Bytes gzipBytes(const Bytes& plain) {
-    z_stream zs{};
-    deflateInit2(&zs, 6, Z_DEFLATED, 16 + 15, 8, Z_DEFAULT_STRATEGY);
-    Bytes out(deflateBound(&zs, uLong(plain.size())) + 64);
-    zs.next_in = const_cast<Bytef*>(plain.data());
-    zs.avail_in = uInt(plain.size());
-    zs.next_out = out.data();
-    zs.avail_out = uInt(out.size());
-    deflate(&zs, Z_FINISH);
-    out.resize(zs.total_out);
-    deflateEnd(&zs);
-    return out;
-}
-
-std::vector<std::pair<std::string, Bytes>> untar(const Bytes& packed) {
-    std::vector<std::pair<std::string, Bytes>> out;
-    archive* a = archive_read_new();
-    archive_read_support_filter_gzip(a);
-    archive_read_support_format_tar(a);
-    if (archive_read_open_memory(a, packed.data(), packed.size()) == ARCHIVE_OK) {
-        archive_entry* e;
-        while (archive_read_next_header(a, &e) == ARCHIVE_OK) {
-            Bytes data(size_t(archive_entry_size(e)));
-            if (!data.empty()) archive_read_data(a, data.data(), data.size());
-            out.emplace_back(archive_entry_pathname(e), std::move(data));
-        }
-    }
-    archive_read_free(a);
+std::map<std::string, Bytes> untar(const Bytes& packed) {
+    std::vector<ferro::sim::ArchiveEntry> entries;
+    std::map<std::string, Bytes> out;
+    if (ferro::sim::Compression::untarGz(packed, entries, 64u << 20))
+        for (auto& e : entries)
+            out[e.name] = std::move(e.data);
     return out;
 }
 
@@ -197,11 +158,9 @@ void RawClient::send(const Bytes& bytes) {
 bool RawClient::recvExact(Bytes& out, size_t n, int timeoutMs) {
     out.resize(n);
     size_t got = 0;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     while (got < n) {
-        int left = int(
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())
-                .count());
+        const int left = msLeft(deadline);
         if (left <= 0 || fd_ < 0) return false;
         pollfd p{fd_, POLLIN, 0};
         if (::poll(&p, 1, left) <= 0) return false;
@@ -232,12 +191,10 @@ Frame RawClient::request(const Bytes& bytes, int timeoutMs) {
 }
 
 bool RawClient::closedWithin(int timeoutMs) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     uint8_t buf[65536];
     while (fd_ >= 0) {
-        int left = int(
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())
-                .count());
+        const int left = msLeft(deadline);
         if (left <= 0) return false;
         pollfd p{fd_, POLLIN, 0};
         if (::poll(&p, 1, left) <= 0) return false;
@@ -267,38 +224,24 @@ Sim::Sim(const std::string& faults, const std::function<void(const std::string&)
     process_->start();
     if (!process_->waitForStarted(5000)) return;
     // The first line tells the port; nothing else is on stdout before it.
-    QByteArray line;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!line.contains('\n') && std::chrono::steady_clock::now() < deadline) {
-        if (process_->bytesAvailable() == 0 && !process_->waitForReadyRead(200)) {
-            if (process_->state() != QProcess::Running) break;
-            continue;
-        }
-        line += process_->read(1);
-    }
-    const QByteArray prefix = "listening on 127.0.0.1:";
-    if (line.startsWith(prefix)) port_ = uint16_t(line.mid(prefix.size()).trimmed().toUInt());
+    const std::string line = stdoutLine(10000), prefix = "listening on 127.0.0.1:";
+    if (line.rfind(prefix, 0) == 0) port_ = uint16_t(std::stoi(line.substr(prefix.size())));
 }
 
 Sim::~Sim() {
-    if (process_->state() != QProcess::NotRunning) {
-        process_->terminate();
-        if (!process_->waitForFinished(5000)) {
-            process_->kill();
-            process_->waitForFinished(2000);
-        }
-    }
+    process_->terminate();
+    if (!process_->waitForFinished(5000)) process_->kill();
 }
 
 std::string Sim::stdoutLine(int timeoutMs) {
     QByteArray line;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!line.endsWith('\n') && std::chrono::steady_clock::now() < deadline) {
-        if (process_->bytesAvailable() == 0 && !process_->waitForReadyRead(100)) {
-            if (process_->state() != QProcess::Running) break;
-            continue;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!line.endsWith('\n') && msLeft(deadline) > 0) {
+        if (process_->bytesAvailable() > 0) {
+            line += process_->read(1);
+        } else if (!process_->waitForReadyRead(100) && process_->state() != QProcess::Running) {
+            break;
         }
-        line += process_->read(1);
     }
     return line.endsWith('\n') ? line.trimmed().toStdString() : std::string();
 }
@@ -309,10 +252,7 @@ std::string Sim::stderrText() {
 
 void Sim::setProfile(const std::string& root, const std::string& key, const std::string& jsonValue) {
     std::string path = root + "/profile.json";
-    Bytes raw = fileBytes(path);
-    QJsonObject o =
-        QJsonDocument::fromJson(QByteArray(reinterpret_cast<const char*>(raw.data()), int(raw.size())))
-            .object();
+    QJsonObject o = QJsonDocument::fromJson(QByteArray::fromStdString(str(fileBytes(path), 0))).object();
     QJsonDocument value = QJsonDocument::fromJson(QByteArray::fromStdString("[" + jsonValue + "]"));
     o.insert(QString::fromStdString(key), value.array().at(0));
     QByteArray out = QJsonDocument(o).toJson();

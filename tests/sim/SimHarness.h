@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,16 +35,14 @@ Bytes scratchWrite(const std::string& name, const Bytes& file);
 Bytes setupWrite(const Bytes& file, uint16_t flags);
 
 Bytes gunzip(const Bytes& packed);
-Bytes gzipBytes(const Bytes& plain);
 // Entry names and contents of a tar.gz.
-std::vector<std::pair<std::string, Bytes>> untar(const Bytes& packed);
+std::map<std::string, Bytes> untar(const Bytes& packed);
 Bytes fileBytes(const std::string& path);
 void writeBytes(const std::string& path, const Bytes& bytes);
 
 struct Frame {
     Bytes bytes;
     uint8_t cmd() const { return bytes[0]; }
-    uint8_t priv() const { return bytes[1]; }
     uint16_t ext() const { return get16(bytes, 2); }
     uint16_t ver() const { return get16(bytes, 4); }
     uint16_t flags() const { return get16(bytes, 6); }

@@ -29,6 +29,11 @@ inline Bytes nextBlock(RawClient& c, uint32_t handle) {
     return f.payload();
 }
 
+// The stamp of a stream object in ns.
+inline uint64_t linear(const Bytes& obj) {
+    return uint64_t(get32(obj, 4)) * 1000000000ull + get32(obj, 8);
+}
+
 // Profile text of a supply without drift, distortion, unbalance or events: a pure sine.
 inline std::string pureSineSupply(double volts, double amps) {
     return "{\"voltage\": " + std::to_string(volts) + ", \"current\": " + std::to_string(amps) +

@@ -1,5 +1,7 @@
-// Session opening, refusals and connection limits, checked byte by byte on the wire.
+// Session opening, identity, refusals and connection limits, checked byte by byte on the wire.
 #include "SimHarness.h"
+
+#include <QDateTime>
 
 #include <gtest/gtest.h>
 
@@ -9,7 +11,7 @@ namespace {
 constexpr uint32_t kSerial = 5120042;
 }
 
-TEST(SimSession, PlainOpeningAnswersInTheVersionSpokenWithTheAccount) {
+TEST(SimSession, BothOpeningFormsAndThePasswordCheck) {
     Sim sim;
     ASSERT_TRUE(sim.running());
     RawClient c(sim.port());
@@ -17,42 +19,30 @@ TEST(SimSession, PlainOpeningAnswersInTheVersionSpokenWithTheAccount) {
     Bytes adv = {0x01, 0x01, 0x02, 0x00, 0x04, 0x00, 0x04, 0x00, 0x00, 0x00,
                  0x00, 0x00, 0x14, 0x00, 0x00, 0x00, 0x2A, 0x00, 0x00, 0x00};
     Frame f = c.request(adv);
-    EXPECT_EQ(f.cmd(), 1);
-    EXPECT_EQ(f.priv(), 1);
     EXPECT_EQ(f.ext(), 2);
     EXPECT_EQ(f.ver(), 4);
-    EXPECT_FALSE(f.nak());
     EXPECT_EQ(f.seq(), 42u);
     EXPECT_EQ(f.sn(), kSerial);
     ASSERT_EQ(f.size(), 20u + 64 + 64);
     EXPECT_EQ(text(f.bytes, 20, 64), "admin");
     EXPECT_EQ(text(f.bytes, 84, 64), "admin");
-}
+    c.send(plain(1, 0, 0xFFFF));
+    ASSERT_TRUE(c.closedWithin(3000));
 
-TEST(SimSession, StartFrameOpensVersion5WithEmptyReplyAndChecksPassword) {
-    Sim sim;
     RawClient good(sim.port());
-    Frame f = good.request(start("viewer", "viewer"));
-    EXPECT_EQ(f.cmd(), 1);
-    EXPECT_EQ(f.ext(), 0);
-    EXPECT_EQ(f.ver(), 5);
-    EXPECT_FALSE(f.nak());
-    EXPECT_EQ(f.size(), 20u);
+    Frame s = good.request(start("viewer", "viewer"));
+    EXPECT_FALSE(s.nak());
+    EXPECT_EQ(s.ver(), 5);
+    EXPECT_EQ(s.size(), 20u);
 
     RawClient bad(sim.port());
-    Frame r = bad.request(start("viewer", "wrong"));
-    EXPECT_TRUE(r.nak());
-    EXPECT_EQ(r.code(), 13u);
+    EXPECT_EQ(bad.request(start("viewer", "wrong")).code(), 13u);
 }
 
 TEST(SimSession, Version4DeviceRefusesStartFrameWith134ThenAcceptsPlainOpening) {
     Sim sim("", [](const std::string& root) { Sim::setProfile(root, "protocolVersion", "4"); });
     RawClient c(sim.port());
-    Frame r = c.request(start("admin", "admin"));
-    EXPECT_TRUE(r.nak());
-    EXPECT_EQ(r.cmd(), 1);
-    EXPECT_EQ(r.ext(), 0);
-    EXPECT_EQ(r.code(), 134u);
+    EXPECT_EQ(c.request(start("admin", "admin")).code(), 134u);
     // The fall-back on the same line.
     Frame f = c.openPlain();
     EXPECT_FALSE(f.nak());
@@ -60,56 +50,41 @@ TEST(SimSession, Version4DeviceRefusesStartFrameWith134ThenAcceptsPlainOpening) 
     EXPECT_EQ(f.size(), 148u);
 }
 
-TEST(SimSession, RefusalFrameHasFlagsCodeAndTextInPlace) {
+TEST(SimSession, RefusalsHaveFlagsCodeAndTextInPlace) {
     Sim sim;
     RawClient c(sim.port());
+    EXPECT_EQ(c.request(plain(2, 0, 1)).code(), 13u); // before the session
     c.openPlain();
     Bytes req = head(4, 0, 1, 24, 4, 4, 0x01020304);
     put32(req, 0x09FFFFFF); // no such stream object
     Frame r = c.request(req);
     // NAK bit added to the GZ bit of the request.
     EXPECT_EQ(r.flags(), 6);
-    EXPECT_EQ(r.cmd(), 4);
-    EXPECT_EQ(r.priv(), 0);
     EXPECT_EQ(r.ext(), 1);
     EXPECT_EQ(r.seq(), 0x01020304u);
     EXPECT_EQ(r.sn(), kSerial);
     EXPECT_EQ(r.code(), 200u);
     EXPECT_EQ(str(r.bytes, 24), "unknown stream object 0x09FFFFFF");
     EXPECT_EQ(r.size(), 24u + 32);
-}
-
-TEST(SimSession, CommandsBeforeTheSessionAndUnknownCommandsAreRefused) {
-    Sim sim;
-    RawClient c(sim.port());
-    Frame early = c.request(plain(2, 0, 1));
-    EXPECT_TRUE(early.nak());
-    EXPECT_EQ(early.code(), 13u);
-    c.openPlain();
     for (uint8_t cmd : {0, 8, 11, 200}) {
-        Frame r = c.request(plain(cmd, 0, 0));
-        EXPECT_TRUE(r.nak()) << int(cmd);
-        EXPECT_EQ(r.cmd(), cmd);
-        EXPECT_EQ(r.code(), 1u);
+        Frame u = c.request(plain(cmd, 0, 0));
+        EXPECT_EQ(u.cmd(), cmd);
+        EXPECT_EQ(u.code(), 1u) << int(cmd);
     }
-    // Still serving afterwards.
+    EXPECT_TRUE(c.request(plain(2, 0, 5)).nak()); // unknown identity form
     EXPECT_FALSE(c.request(plain(2, 0, 0)).nak());
 }
 
-TEST(SimSession, ThirdConnectionIsRefusedWith120AndClosed) {
+TEST(SimSession, ThirdConnectionIsRefusedWith120UntilASessionStops) {
     Sim sim;
     RawClient a(sim.port()), b(sim.port());
     EXPECT_FALSE(a.openPlain().nak());
     EXPECT_FALSE(b.openPlain().nak());
     RawClient c(sim.port());
-    Frame r = c.openPlain();
-    EXPECT_TRUE(r.nak());
-    EXPECT_EQ(r.code(), 120u);
-    EXPECT_EQ(r.cmd(), 1);
-    EXPECT_EQ(r.ext(), 2);
+    EXPECT_EQ(c.openPlain().code(), 120u);
     EXPECT_TRUE(c.closedWithin(3000));
-    // Once one of the two leaves, a new client gets in.
-    a.send(plain(1, 0, 0xFFFF));
+    Frame stop = a.request(plain(1, 0, 0xFFFF));
+    EXPECT_EQ(stop.ext(), 0xFFFF);
     EXPECT_TRUE(a.closedWithin(3000));
     RawClient d(sim.port());
     EXPECT_FALSE(d.openPlain().nak());
@@ -123,34 +98,38 @@ TEST(SimSession, TwoClientsAreServedIndependently) {
     // Interleaved: a Lua state per session, and each reply reaches its own line.
     EXPECT_EQ(a.request(lua("x = 'from a'")).ext(), 3);
     EXPECT_EQ(b.request(lua("x = 'from b'")).ext(), 3);
-    Frame fa = a.request(lua("print(x)"));
-    Frame fb = b.request(lua("print(x)"));
-    EXPECT_EQ(str(fa.bytes), "from a\n");
-    EXPECT_EQ(str(fb.bytes), "from b\n");
+    EXPECT_EQ(str(a.request(lua("print(x)")).bytes), "from a\n");
+    EXPECT_EQ(str(b.request(lua("print(x)")).bytes), "from b\n");
     Frame end;
-    ASSERT_TRUE(a.frame(end));
-    EXPECT_EQ(end.ext(), 3);
-    ASSERT_TRUE(b.frame(end));
-    EXPECT_EQ(end.ext(), 3);
+    for (RawClient* c : {&a, &b})
+        EXPECT_TRUE(c->frame(end) && end.ext() == 3);
 }
 
-TEST(SimSession, SessionStopIsAnsweredAndTheLineCloses) {
-    Sim sim;
+TEST(SimIdentity, BasicAndFullRepliesAtTheirOffsets) {
+    Sim sim("", [](const std::string& root) {
+        Sim::setProfile(root, "plant", "\"Anlage West\"");
+        Sim::setProfile(root, "firmware", "13686");
+    });
     RawClient c(sim.port());
     c.openPlain();
-    Frame r = c.request(plain(1, 0, 0xFFFF));
-    EXPECT_EQ(r.cmd(), 1);
-    EXPECT_EQ(r.ext(), 0xFFFF);
-    EXPECT_FALSE(r.nak());
-    EXPECT_TRUE(c.closedWithin(3000));
-}
+    Frame b = c.request(plain(2, 0, 0));
+    ASSERT_EQ(b.size(), 32u);
+    EXPECT_EQ(get32(b.bytes, 20), kSerial);
+    EXPECT_EQ(get32(b.bytes, 28), 1684310400u); // production date 2023-05-17 08:00:00 UTC
 
-TEST(SimSession, ServiceOpeningIsAcceptedLikeThePlainOne) {
-    Sim sim;
-    RawClient c(sim.port());
-    Frame f = c.request(plain(1, 2, 3, 4, 4));
-    EXPECT_FALSE(f.nak());
-    EXPECT_EQ(f.priv(), 2);
-    EXPECT_EQ(f.ext(), 3);
-    EXPECT_EQ(f.ver(), 4);
+    Frame f = c.request(plain(2, 0, 1));
+    ASSERT_EQ(f.size(), 1592u);
+    EXPECT_EQ(get32(f.bytes, 24), 2400512u);
+    EXPECT_LT(std::llabs(int64_t(get32(f.bytes, 32)) - QDateTime::currentSecsSinceEpoch()), 5);
+    // time_set_t at 36: zone +60 min as (hours << 1 | sign), summer from March to October.
+    EXPECT_EQ(get16(f.bytes, 44), 2);
+    EXPECT_EQ(f.bytes[52], 3);
+    EXPECT_EQ(f.bytes[56], 10);
+    EXPECT_EQ(text(f.bytes, 36 + 32, 32), "127.0.0.1");
+    EXPECT_EQ(get16(f.bytes, 36 + 160), 123);
+    EXPECT_EQ(get32(f.bytes, 216), 13686u);
+    EXPECT_EQ(text(f.bytes, 476, 128), "Anlage West");
+    EXPECT_EQ(text(f.bytes, 1044, 128), "Feld 3");
+    EXPECT_EQ(text(f.bytes, 1380, 128), "FR-042");
+    EXPECT_EQ(f.bytes[476 + 127], 0);
 }
