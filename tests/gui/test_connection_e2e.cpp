@@ -5,14 +5,12 @@
 #include "link/Messages.h"
 
 #include <QLabel>
-#include <QPlainTextEdit>
-#include <QSettings>
 #include <QTabWidget>
 #include <QTcpServer>
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <algorithm>
 
 using namespace ferro;
 using namespace ferro::guitest;
@@ -21,41 +19,35 @@ namespace {
 
 constexpr int CConnectMs = 20000;
 
-TInstrument Entry(TTransport t, int port, const std::string& user = "", const std::string& pw = "") {
-    TInstrument e;
-    e.Name = "ferrosim";
-    e.Address = "127.0.0.1";
-    e.Port = port;
-    e.Transport = t;
-    e.SshUser = user;
-    e.SshPassword = pw;
-    return e;
+TInstrument Serial(const QString& device) {
+    return Entry("Koffer", "", 5040, TTransport::Serial, "", "", device.toStdString());
+}
+
+// Shows the host, lists only `e` and opens a connection view on it.
+QPointer<TConnectionView> OpenInHost(TMainWindow& w, const TInstrument& e) {
+    w.show();
+    w.AddInstruments({e});
+    w.SelectInstrument(0);
+    return w.OpenConnectionView();
 }
 
 // Answers the question about an unknown host key with Yes.
-bool TrustHostKey(int timeoutMs) {
-    if (!WaitUntil([] { return BoxContaining("RSA") != nullptr; }, timeoutMs)) return false;
-    BoxContaining("RSA")->button(QMessageBox::Yes)->click();
-    return true;
+bool TrustHostKey() {
+    QMessageBox* box = WaitForBox("RSA", CConnectMs);
+    if (box) box->button(QMessageBox::Yes)->click();
+    return box != nullptr;
 }
 
 struct ViewRig {
     QTemporaryDir dir;
     std::vector<std::string> log;
     int attempts = 0;
-    bool attemptOk = false, authError = false;
-    bool finished = false;
-    std::unique_ptr<TConnectionView> view;
+    bool attemptOk = false;
+    std::unique_ptr<TConnectionView> view = std::make_unique<TConnectionView>();
 
     ViewRig() {
-        view = std::make_unique<TConnectionView>();
         view->FOnLogCallBack = [this](TSender, const std::string& s, bool) { log.push_back(s); };
-        view->FConnectThreadEnd = [this](TSender, bool ok, bool auth) {
-            ++attempts;
-            attemptOk = ok;
-            authError = auth;
-        };
-        QObject::connect(view.get(), &TConnectionView::ViewFinished, [this] { finished = true; });
+        view->FConnectThreadEnd = [this](TSender, bool ok, bool) { ++attempts, attemptOk = ok; };
         view->resize(900, 620);
         view->show();
     }
@@ -63,230 +55,132 @@ struct ViewRig {
         view.reset();
         CloseAllBoxes();
     }
-    TFolders folders() const {
-        return {dir.filePath("data/").toStdString(), dir.filePath("ini/").toStdString(),
-                dir.filePath("tmp/").toStdString()};
-    }
     void open(const TInstrument& e) {
         QDir().mkpath(dir.filePath("ini"));
-        view->Open(e, folders());
+        view->Open(e, FoldersIn(dir));
     }
-    // Opens an SSH view, trusts the new host key and waits for the session.
-    bool openSsh(int port, const std::string& user, const std::string& password) {
-        open(Entry(TTransport::Ssh, port, user, password));
-        return TrustHostKey(CConnectMs) && WaitUntil([&] { return view->Established(); }, CConnectMs);
+    bool established() {
+        return WaitUntil([&] { return view->Established(); }, CConnectMs);
     }
     QString label(const char* name) const { return view->findChild<QLabel*>(name)->text(); }
-    int count(const std::string& part) const {
-        int n = 0;
-        for (const auto& l : log)
-            n += l.find(part) != std::string::npos;
-        return n;
+    long count(const std::string& piece) const {
+        return std::count_if(log.begin(), log.end(),
+                             [&](const std::string& l) { return l.find(piece) != l.npos; });
+    }
+    // Asks for a right and returns whether it was granted.
+    bool allowed() {
+        int yes = 0, no = 0;
+        view->CheckSSHRight(
+            "lua.user.print", [&] { ++yes; }, [&] { ++no; });
+        EXPECT_TRUE(WaitUntil([&] { return yes + no > 0; }, 10000));
+        return yes == 1 && no == 0;
     }
 };
 
-// A loopback port on which nobody listens.
-int ClosedPort() {
+} // namespace
+
+TEST(ConnectionViewTcp, AClosedPortEndsTheAttemptWithAMessage) {
     QTcpServer s;
     s.listen(QHostAddress::LocalHost, 0);
     const int port = s.serverPort();
     s.close();
-    return port;
-}
-
-void SaveScreenshot(QWidget& w, const char* name) {
-    QDir().mkpath(FERRO_BINARY_DIR "/screenshots");
-    w.grab().save(QString(FERRO_BINARY_DIR "/screenshots/") + name);
-}
-
-} // namespace
-
-// ---------------------------------------------------------------- TCP
-
-TEST(ConnectionViewTcp, ReachesConnEstAndShowsTheIdentity) {
-    SimProcess sim;
-    ASSERT_TRUE(sim.Ok()) << sim.Output().toStdString();
     ViewRig rig;
-    rig.open(Entry(TTransport::Tcp, sim.port));
-    ASSERT_TRUE(WaitUntil([&] { return rig.view->Established(); }, CConnectMs));
-    EXPECT_EQ(rig.attempts, 1);
-    EXPECT_TRUE(rig.attemptOk);
-    const TComUnit& link = *rig.view->FComUnit;
-    EXPECT_NE(link.FSN, 0u);
-    EXPECT_EQ(rig.label("lblSerial"), QString::number(link.FSN));
-    EXPECT_EQ(rig.label("lblArticle"), QString::number(link.FArticle));
-    EXPECT_EQ(rig.label("lblFirmware").toStdString(), link.FRev.VerAsStr());
-    EXPECT_NE(rig.label("lblDevType"), "–");
-    EXPECT_TRUE(rig.label("lblStation").contains(QString::fromStdString(link.FPlant)));
-    EXPECT_TRUE(rig.label("lblClock").contains("UTC"));
-    EXPECT_EQ(rig.label("lblState"), "Verbunden");
-    EXPECT_TRUE(
-        rig.view->findChild<QLabel*>("lblCon")->text().startsWith(QString("127.0.0.1:%1").arg(sim.port)));
-    EXPECT_FALSE(rig.view->findChild<QWidget*>("PanelBack")->isHidden());
-    EXPECT_TRUE(rig.view->findChild<QWidget*>("AniIndi")->isHidden());
-    // The data folder of this instrument was made.
-    EXPECT_TRUE(QDir(rig.dir.filePath(QString("data/%1/Recorder").arg(link.FSN))).exists());
-    WaitUntil([] { return false; }, 1100); // one clock tick
-    SaveScreenshot(*rig.view, "connection_view_tcp.png");
-
-    rig.view->CloseView();
-    ASSERT_TRUE(WaitUntil([&] { return rig.finished; }, 8000));
-    EXPECT_TRUE(rig.count("CCC_SESSION_STP") > 0);
-}
-
-TEST(ConnectionViewTcp, AClosedPortEndsTheAttemptWithAMessage) {
-    const int port = ClosedPort();
-    ViewRig rig;
-    rig.open(Entry(TTransport::Tcp, port));
+    rig.open(Entry("ferrosim", "127.0.0.1", port));
     ASSERT_TRUE(WaitUntil([&] { return rig.attempts > 0; }, CConnectMs));
     EXPECT_FALSE(rig.attemptOk);
     EXPECT_FALSE(rig.view->Established());
-    const QString text = QString("Keine Verbindung zu 127.0.0.1:%1 möglich.").arg(port);
-    ASSERT_TRUE(WaitUntil([&] { return BoxContaining(text) != nullptr; }, 3000));
+    EXPECT_NE(WaitForBox(QString("Keine Verbindung zu 127.0.0.1:%1 möglich.").arg(port)), nullptr);
     EXPECT_EQ(rig.label("lblState"), "Keine Verbindung");
 }
 
-// ---------------------------------------------------------------- SSH
-
-TEST(ConnectionViewSsh, ReachesConnEstAfterTheHostKeyIsTrusted) {
+TEST(ConnectionViewSsh, HostKeyPasswordAndUserRights) {
     SimProcess sim({"--ssh-port", "0"});
-    if (!sim.Ok()) GTEST_SKIP() << "ferrosim without SSH: " << sim.Output().toStdString();
-    ViewRig rig;
-    rig.open(Entry(TTransport::Ssh, sim.sshPort, "admin", "admin"));
-    ASSERT_TRUE(TrustHostKey(CConnectMs));
-    ASSERT_TRUE(WaitUntil([&] { return rig.view->Established(); }, CConnectMs));
-    EXPECT_EQ(rig.label("lblState"), "Verbunden (verschlüsselt)");
-    EXPECT_NE(rig.label("lblSerial"), "–");
-    EXPECT_EQ(rig.view->findChild<QLabel*>("imgSecure")->toolTip(), "Verschlüsselte Verbindung (SSH)");
-    SaveScreenshot(*rig.view, "connection_view_ssh.png");
+    ASSERT_TRUE(sim.Ok()) << sim.Output();
+    for (const std::string user : {"admin", "viewer", "intruder"}) {
+        const bool admin = user == "admin", intruder = user == "intruder";
+        ViewRig rig;
+        rig.open(Entry("ferrosim", "127.0.0.1", sim.sshPort, TTransport::Ssh, intruder ? "admin" : user,
+                       intruder ? "falsch" : user));
+        ASSERT_TRUE(TrustHostKey()) << user;
+        if (intruder) {
+            EXPECT_NE(WaitForBox(_SAuthFehlgeschlagen, CConnectMs), nullptr);
+            EXPECT_FALSE(rig.view->Established());
+            continue;
+        }
+        ASSERT_TRUE(rig.established()) << user;
+        EXPECT_EQ(rig.label("lblState"), "Verbunden (verschlüsselt)");
+        EXPECT_NE(rig.label("lblSerial"), "–");
+        EXPECT_EQ(rig.view->findChild<QLabel*>("imgSecure")->toolTip(), "Verschlüsselte Verbindung (SSH)");
+        EXPECT_TRUE(!admin || SaveScreenshot(*rig.view, "connection_view_ssh.png"));
+        EXPECT_EQ(rig.allowed(), admin);
+        const auto denial = "Der Benutzer \"" + user + "\" hat nicht die nötigen Rechte für diesen Vorgang!";
+        EXPECT_EQ(WaitForBox(QString::fromStdString(denial), admin ? 0 : 3000) != nullptr, !admin) << user;
+    }
 }
-
-TEST(ConnectionViewSsh, AUserWithoutTheRightIsDenied) {
-    SimProcess sim({"--ssh-port", "0"});
-    if (!sim.Ok()) GTEST_SKIP() << "ferrosim without SSH: " << sim.Output().toStdString();
-    ViewRig rig;
-    ASSERT_TRUE(rig.openSsh(sim.sshPort, "viewer", "viewer"));
-    int allowed = 0, denied = 0;
-    rig.view->CheckSSHRight(
-        "lua.user.print", [&] { ++allowed; }, [&] { ++denied; });
-    ASSERT_TRUE(WaitUntil([&] { return allowed + denied > 0; }, 10000));
-    EXPECT_EQ(denied, 1);
-    ASSERT_TRUE(WaitUntil([] { return BoxContaining("nicht die nötigen Rechte") != nullptr; }, 3000));
-    EXPECT_EQ(BoxContaining("nicht die nötigen Rechte")->text(),
-              "Der Benutzer \"viewer\" hat nicht die nötigen Rechte für diesen Vorgang!");
-}
-
-TEST(ConnectionViewSsh, AUserWithTheRightIsAllowed) {
-    SimProcess sim({"--ssh-port", "0"});
-    if (!sim.Ok()) GTEST_SKIP() << "ferrosim without SSH: " << sim.Output().toStdString();
-    ViewRig rig;
-    ASSERT_TRUE(rig.openSsh(sim.sshPort, "admin", "admin"));
-    int allowed = 0, denied = 0;
-    rig.view->CheckSSHRight(
-        "lua.user.print", [&] { ++allowed; }, [&] { ++denied; });
-    ASSERT_TRUE(WaitUntil([&] { return allowed + denied > 0; }, 10000));
-    EXPECT_EQ(allowed, 1);
-    EXPECT_EQ(denied, 0);
-    EXPECT_EQ(BoxContaining("nicht die nötigen Rechte"), nullptr);
-}
-
-TEST(ConnectionViewSsh, AWrongPasswordIsAnAuthenticationError) {
-    SimProcess sim({"--ssh-port", "0"});
-    if (!sim.Ok()) GTEST_SKIP() << "ferrosim without SSH: " << sim.Output().toStdString();
-    ViewRig rig;
-    rig.open(Entry(TTransport::Ssh, sim.sshPort, "admin", "falsch"));
-    TrustHostKey(CConnectMs);
-    ASSERT_TRUE(WaitUntil([] { return BoxContaining(_SAuthFehlgeschlagen) != nullptr; }, CConnectMs));
-    EXPECT_FALSE(rig.view->Established());
-}
-
-// ---------------------------------------------------------------- serial
 
 TEST(ConnectionViewSerial, AMissingDeviceKeepsTryingAndTheViewCanBeClosed) {
     ViewRig rig;
-    TInstrument e;
-    e.Name = "Koffer";
-    e.Transport = TTransport::Serial;
-    e.SerialDevice = rig.dir.filePath("no-such-tty").toStdString();
-    rig.open(e);
+    rig.open(Serial(rig.dir.filePath("no-such-tty")));
     ASSERT_TRUE(WaitUntil([&] { return rig.count("Thread not Connected") >= 3; }, 5000));
     ASSERT_TRUE(WaitUntil([&] { return rig.attempts > 0; }, 10000));
     EXPECT_FALSE(rig.attemptOk);
     EXPECT_FALSE(rig.view->Established());
     rig.view->close();
     rig.view.reset();
-    SUCCEED();
 }
 
-TEST(ConnectionViewSerial, ReachesConnEstOverThePtyAndClosesWhenItGoes) {
-    SimProcess sim({"--serial"});
-    if (!sim.Ok()) GTEST_SKIP() << "ferrosim without --serial: " << sim.Output().toStdString();
-    ViewRig rig;
-    TInstrument e;
-    e.Name = "Koffer";
-    e.Transport = TTransport::Serial;
-    e.SerialDevice = sim.serial.toStdString();
-    rig.open(e);
-    ASSERT_TRUE(WaitUntil([&] { return rig.view->Established(); }, CConnectMs));
-    EXPECT_NE(rig.label("lblSerial"), "–");
-    sim.Stop();
-    ASSERT_TRUE(WaitUntil([&] { return rig.finished; }, 10000));
-    ASSERT_TRUE(WaitUntil([] { return BoxContaining(_SUSBGetrennt) != nullptr; }, 3000));
-}
-
-// ---------------------------------------------------------------- the host
-
-TEST(HostWithSimulator, OpensAConnectionViewInATabAndClosesIt) {
+TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
     SimProcess sim;
-    ASSERT_TRUE(sim.Ok()) << sim.Output().toStdString();
+    ASSERT_TRUE(sim.Ok()) << sim.Output();
     QTemporaryDir dir;
-    TMainWindow w(std::make_unique<QSettings>(dir.filePath("m.ini"), QSettings::IniFormat),
-                  {dir.filePath("data/").toStdString(), dir.filePath("ini/").toStdString(),
-                   dir.filePath("tmp/").toStdString()});
-    w.show();
-    std::vector<TInstrument> demo;
-    std::string error;
-    ASSERT_TRUE(
-        TInstrumentStore::ParseDemo(QString("127.0.0.1:%1").arg(sim.port).toStdString(), demo, error));
-    w.AddInstruments(demo);
-    w.SelectInstrument(0);
-    TConnectionView* view = w.OpenConnectionView();
+    TMainWindow w(SettingsIn(dir), FoldersIn(dir));
+    QPointer<TConnectionView> view = OpenInHost(w, Entry("ferrosim (TCP)", "127.0.0.1", sim.port));
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(w.Tabs()->currentWidget(), view);
     EXPECT_EQ(w.Tabs()->tabText(w.Tabs()->currentIndex()), "ferrosim (TCP)");
-    QPointer<TConnectionView> guard(view);
-    ASSERT_TRUE(WaitUntil([&] { return guard && guard->Established(); }, CConnectMs));
-    // Lines meant for the memo reach the host's log pane.
-    EXPECT_TRUE(w.LogText().contains("Connected: 127.0.0.1"));
-    WaitUntil([] { return false; }, 300);
-    SaveScreenshot(w, "marlinlite_connected.png");
+    std::vector<std::string> log;
+    view->FOnLogCallBack = [&, host = view->FOnLogCallBack](TSender s, const std::string& l, bool memo) {
+        log.push_back(l);
+        host(s, l, memo);
+    };
+    ASSERT_TRUE(WaitUntil([&] { return view && view->Established(); }, CConnectMs));
+    EXPECT_TRUE(w.LogText().contains("Connected: 127.0.0.1")) << "memo lines reach the host's log pane";
+    const TComUnit& link = *view->FComUnit;
+    auto label = [&](const char* name) { return view->findChild<QLabel*>(name)->text(); };
+    EXPECT_NE(link.FSN, 0u);
+    EXPECT_EQ(label("lblSerial"), QString::number(link.FSN));
+    EXPECT_EQ(label("lblArticle"), QString::number(link.FArticle));
+    EXPECT_EQ(label("lblFirmware").toStdString(), link.FRev.VerAsStr());
+    EXPECT_NE(label("lblDevType"), "–");
+    EXPECT_TRUE(label("lblStation").contains(QString::fromStdString(link.FPlant)));
+    EXPECT_EQ(label("lblState"), "Verbunden");
+    EXPECT_TRUE(label("lblCon").startsWith(QString("127.0.0.1:%1").arg(sim.port)));
+    EXPECT_TRUE(QDir(dir.filePath(QString("data/%1/Recorder").arg(link.FSN))).exists());
+    WaitUntil([] { return false; }, 1100); // one clock tick
+    EXPECT_TRUE(label("lblClock").contains("UTC"));
+    EXPECT_TRUE(SaveScreenshot(*view, "connection_view_tcp.png"));
+    EXPECT_TRUE(SaveScreenshot(w, "marlinlite_connected.png"));
 
     w.CloseViewAt(w.Tabs()->indexOf(view));
-    ASSERT_TRUE(WaitUntil([&] { return guard.isNull(); }, 8000));
+    ASSERT_TRUE(WaitUntil([&] { return view.isNull(); }, 8000));
     EXPECT_TRUE(w.LogText().contains("Ansicht geschlossen: ferrosim (TCP)"));
+    EXPECT_TRUE(AnyContains(log, "CCC_SESSION_STP"));
 }
 
-TEST(HostWithSimulator, ALostSerialLineClosesTheTabAndTheMessageStays) {
+TEST(HostWithSimulator, ReachesConnEstOverThePtyAndALostLineClosesTheTab) {
     SimProcess sim({"--serial"});
-    ASSERT_TRUE(sim.Ok()) << sim.Output().toStdString();
+    ASSERT_TRUE(sim.Ok()) << sim.Output();
     QTemporaryDir dir;
-    TMainWindow w(std::make_unique<QSettings>(dir.filePath("m.ini"), QSettings::IniFormat),
-                  {dir.filePath("data/").toStdString(), dir.filePath("ini/").toStdString(),
-                   dir.filePath("tmp/").toStdString()});
-    w.show();
-    TInstrument rs;
-    rs.Name = "Koffer";
-    rs.Transport = TTransport::Serial;
-    rs.SerialDevice = sim.serial.toStdString();
-    w.AddInstruments({rs});
-    w.SelectInstrument(0);
-    QPointer<TConnectionView> view(w.OpenConnectionView());
+    TMainWindow w(SettingsIn(dir), FoldersIn(dir));
+    QPointer<TConnectionView> view = OpenInHost(w, Serial(sim.serial));
     ASSERT_TRUE(WaitUntil([&] { return view && view->Established(); }, CConnectMs));
+    EXPECT_NE(view->findChild<QLabel*>("lblSerial")->text(), "–");
     sim.Stop();
     ASSERT_TRUE(WaitUntil([&] { return view.isNull(); }, 10000));
     EXPECT_EQ(w.Tabs()->count(), 1) << "only the start page is left";
     // The message belongs to the window, so it outlives the view it closed.
-    ASSERT_TRUE(WaitUntil([] { return BoxContaining(_SUSBGetrennt) != nullptr; }, 3000));
-    EXPECT_EQ(BoxContaining(_SUSBGetrennt)->parentWidget(), &w);
+    QMessageBox* box = WaitForBox(_SUSBGetrennt);
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->parentWidget(), &w);
     CloseAllBoxes();
 }

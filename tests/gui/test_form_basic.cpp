@@ -10,24 +10,20 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <fstream>
 #include <thread>
+#include <tuple>
 
 using namespace ferro;
 using namespace ferro::guitest;
 using ferro::test::Frame;
+using Names = std::vector<std::string>;
 
 namespace {
-
-struct WorkCall {
-    std::string text;
-    bool start, clear;
-};
 
 class FormRig {
 public:
@@ -36,11 +32,10 @@ public:
         link->SetRealTimer(false);
         test = link.get();
         form.FOnLogCallBack = [this](TSender, const std::string& s, bool memo) {
-            log.push_back(s);
-            if (memo) memo_.push_back(s);
+            log.push_back(memo ? "memo " + s : s);
         };
         form.FWorkCallback = [this](TSender, const std::string& t, bool s, bool c) {
-            work.push_back({t, s, c});
+            work.push_back(t + (s ? "+" : "-") + (c ? "c" : ""));
         };
         form.FSetProg = [this](TSender, const TProgressRecord& r) { progress.push_back(r); };
         form.AdoptComUnit(std::move(link), false);
@@ -48,8 +43,8 @@ public:
     ~FormRig() { CloseAllBoxes(); }
 
     // Names of what the link sent and what waits in its list, in order.
-    std::vector<std::string> commands() const {
-        std::vector<std::string> names;
+    Names commands() const {
+        Names names;
         for (const auto& f : test->Sent) {
             const TCommandDef* d = FindCommand(f.head().Cmd, f.head().ExtCmd);
             names.push_back(d ? d->Name : "?");
@@ -62,18 +57,10 @@ public:
         const auto& b = test->Sent.at(i).bytes;
         return std::string(b.begin() + 20, b.end());
     }
-    // Lets the link put the next list entry on the line, as its timer would.
-    void flush() { test->SendNxtCommand(); }
     void feed(const std::vector<uint8_t>& f) { test->Feed(f.data(), f.size()); }
-    void openSession() {
-        test->StartPlainSession();
-        feed(test::SessionReply());
-        feed(test::IdentityAll(4711, 2400512, 20000, "Umspannwerk", "Feld 3", "PQ1"));
-    }
     template <class T> T* child(const char* name) { return form.findChild<T*>(name); }
 
-    std::vector<std::string> log, memo_;
-    std::vector<WorkCall> work;
+    std::vector<std::string> log, work;
     std::vector<TProgressRecord> progress;
     TFormBasic form;
     TTestComUnit* test = nullptr;
@@ -81,113 +68,91 @@ public:
 
 } // namespace
 
-// ---------------------------------------------------------------- streams and commands
-
-TEST(FormBasicSend, StopStreamWithoutARunningStreamSendsNothing) {
+TEST(FormBasicSend, StreamStartStopAndADroppedLine) {
     FormRig rig;
     rig.form.StopStream(nullptr);
-    EXPECT_TRUE(rig.commands().empty());
-    EXPECT_FALSE(rig.form.FStreamRunning);
-}
+    EXPECT_TRUE(rig.commands().empty()) << "no stream, nothing to stop";
 
-TEST(FormBasicSend, StreamStartsWithTheObjectIdAndStopsWithTheHandle) {
-    FormRig rig;
     rig.form.StartStream(nullptr, 2);
-    ASSERT_EQ(rig.commands(), std::vector<std::string>{"CCC_STREAM_START"});
+    ASSERT_EQ(rig.commands(), Names{"CCC_STREAM_START"});
     EXPECT_TRUE(rig.form.FStreamRunning);
-    rig.flush();
+    rig.test->SendNxtCommand();
     const auto& start = rig.test->Sent.at(0).bytes;
-    uint32_t obj = start[20] | start[21] << 8 | start[22] << 16 | uint32_t(start[23]) << 24;
-    EXPECT_EQ(obj, CDataObj[2]);
-
+    EXPECT_EQ(start[20] | start[21] << 8 | start[22] << 16 | uint32_t(start[23]) << 24, CDataObj[2]);
     rig.test->FStreamRec.ObjHdl = 0x1234;
     rig.form.StopStream(nullptr);
-    EXPECT_EQ(rig.commands(), (std::vector<std::string>{"CCC_STREAM_START", "CCC_STREAM_STOP"}));
+    EXPECT_EQ(rig.commands(), (Names{"CCC_STREAM_START", "CCC_STREAM_STOP"}));
     EXPECT_FALSE(rig.form.FStreamRunning);
-    // A second stop has nothing left to stop.
     rig.form.StopStream(nullptr);
     EXPECT_EQ(rig.commands().size(), 2u);
+
+    // On a dropped line the stop is not sent and the stream stays marked.
+    FormRig dropped;
+    dropped.form.StartStreamWithBinary(nullptr, 1);
+    EXPECT_TRUE(dropped.test->FStreamRec.WithBinary);
+    dropped.test->SetConnected(false);
+    dropped.form.StopStream(nullptr);
+    EXPECT_EQ(dropped.commands(), Names{"CCC_STREAM_START"});
+    EXPECT_TRUE(dropped.form.FStreamRunning);
+    // Any other send tries one reconnect.
+    EXPECT_TRUE(dropped.form.SendCommandToCom("CCC_SETUP_RD_ALL", CmdSetup, 0, 1));
+    EXPECT_TRUE(AnyContains(dropped.log, "Ferro: Connecting"));
+    EXPECT_TRUE(dropped.test->IsConnected());
+    EXPECT_EQ(dropped.commands(), (Names{"CCC_STREAM_START", "CCC_SETUP_RD_ALL"}));
 }
 
-TEST(FormBasicSend, StopStreamOnADroppedLineSendsNothingAndKeepsTheStreamMarked) {
+TEST(FormBasicSend, ShortcutsAndFrontPanelKeysSendTheirCommand) {
     FormRig rig;
-    rig.form.StartStream(nullptr, 0);
-    rig.test->SetConnected(false);
-    rig.form.StopStream(nullptr);
-    EXPECT_EQ(rig.commands(), std::vector<std::string>{"CCC_STREAM_START"});
-    EXPECT_TRUE(rig.form.FStreamRunning);
+    const std::tuple<std::function<void()>, std::string, std::string> rows[] = {
+        {[&] { rig.form.GetPara(nullptr); }, "CCC_SETUP_RD_ALL", ""},
+        {[&] { rig.form.RecUebClick(nullptr); }, "CCC_READOUT_REC_LS", ""},
+        {[&] { rig.form.EvtDelAll(nullptr); }, "CCC_READOUT_EVT_RMALL", ""},
+        {[&] { rig.form.GetNewDisplayImage(nullptr); }, "CCC_READOUT_DISP_RD", ""},
+        {[&] { rig.form.RecDel(nullptr, "rec_0001.dat"); }, "CCC_READOUT_REC_RM", "rec_0001.dat"},
+        {[&] { rig.form.ControlDevice(nullptr, BtnLeft); }, "CCC_LUA_COMMAND", "gpio.keyLeft()"},
+        {[&] { rig.form.ControlDevice(nullptr, BtnRight); }, "CCC_LUA_COMMAND", "gpio.keyRight()"},
+        {[&] { rig.form.ControlDevice(nullptr, BtnTop); }, "CCC_LUA_COMMAND", "gpio.keyUp()"},
+        {[&] { rig.form.ControlDevice(nullptr, BtnDown); }, "CCC_LUA_COMMAND", "gpio.keyDown()"},
+        {[&] { rig.form.ControlDevice(nullptr, BtnEnter); }, "CCC_LUA_COMMAND", "gpio.keyEnter()"},
+    };
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        const auto& [call, command, text] = rows[i];
+        call();
+        rig.test->FWaitForAnswer = false;
+        ASSERT_EQ(rig.commands().size(), i + 1) << command;
+        EXPECT_EQ(rig.commands().back(), command);
+        EXPECT_EQ(rig.sentText(i).rfind(text, 0), 0u) << command;
+        EXPECT_EQ(rig.test->Sent.at(i).isLua, command == "CCC_LUA_COMMAND") << command;
+    }
 }
 
-TEST(FormBasicSend, StreamWithBinaryInputsMarksTheLinkFirst) {
-    FormRig rig;
-    rig.form.StartStreamWithBinary(nullptr, 1);
-    EXPECT_TRUE(rig.test->FStreamRec.WithBinary);
-    EXPECT_EQ(rig.commands(), std::vector<std::string>{"CCC_STREAM_START"});
-}
-
-TEST(FormBasicSend, FrontPanelKeysBecomeTheirLuaLines) {
-    EXPECT_STREQ(TFormBasic::ControlDeviceLua(BtnLeft), "gpio.keyLeft()");
-    EXPECT_STREQ(TFormBasic::ControlDeviceLua(BtnRight), "gpio.keyRight()");
-    EXPECT_STREQ(TFormBasic::ControlDeviceLua(BtnTop), "gpio.keyUp()");
-    EXPECT_STREQ(TFormBasic::ControlDeviceLua(BtnDown), "gpio.keyDown()");
-    EXPECT_STREQ(TFormBasic::ControlDeviceLua(BtnEnter), "gpio.keyEnter()");
-    FormRig rig;
-    rig.form.ControlDevice(nullptr, BtnTop);
-    ASSERT_EQ(rig.commands(), std::vector<std::string>{"CCC_LUA_COMMAND"});
-    EXPECT_EQ(rig.sentText(0).rfind("gpio.keyUp()", 0), 0u);
-    EXPECT_TRUE(rig.test->Sent.at(0).isLua);
-}
-
-TEST(FormBasicSend, ShortcutsSendTheirRowOfTheCommandTable) {
-    FormRig rig;
-    rig.form.GetPara(nullptr);
-    rig.test->FWaitForAnswer = false;
-    rig.form.RecUebClick(nullptr);
-    rig.test->FWaitForAnswer = false;
-    rig.form.EvtDelAll(nullptr);
-    rig.test->FWaitForAnswer = false;
-    rig.form.GetNewDisplayImage(nullptr);
-    rig.test->FWaitForAnswer = false;
-    rig.form.RecDel(nullptr, "rec_0001.dat");
-    EXPECT_EQ(rig.commands(),
-              (std::vector<std::string>{"CCC_SETUP_RD_ALL", "CCC_READOUT_REC_LS", "CCC_READOUT_EVT_RMALL",
-                                        "CCC_READOUT_DISP_RD", "CCC_READOUT_REC_RM"}));
-    EXPECT_EQ(std::string(rig.sentText(4).c_str()), "rec_0001.dat");
-}
-
-TEST(FormBasicSend, ASendOnADroppedLineTriesOneReconnect) {
-    FormRig rig;
-    rig.test->SetConnected(false);
-    EXPECT_TRUE(rig.form.SendCommandToCom("CCC_SETUP_RD_ALL", CmdSetup, 0, 1));
-    EXPECT_TRUE(AnyContains(rig.log, "Ferro: Connecting"));
-    EXPECT_TRUE(rig.test->IsConnected());
-    EXPECT_EQ(rig.commands(), std::vector<std::string>{"CCC_SETUP_RD_ALL"});
-}
-
-TEST(FormBasicSend, AnOfflineFormCountsAsConnectedWithoutTouchingTheLine) {
+TEST(FormBasicSend, WithoutALinkNothingIsSentOrShownAndOfflineNeverConnects) {
     std::vector<std::string> log;
     std::vector<bool> work;
-    TFormBasic form;
-    form.FOnLogCallBack = [&](TSender, const std::string& s, bool) { log.push_back(s); };
-    form.FWorkCallback = [&](TSender, const std::string&, bool start, bool) { work.push_back(start); };
-    form.SetComUnit(false, false, ipverV4);
-    ASSERT_NE(form.FTCPComUnit, nullptr);
-    form.SetTCPCommUnit("", 5040, false, false, false, true, false, 0);
-    EXPECT_EQ(work, std::vector<bool>{false}) << "without connecting the work ends at once";
-    EXPECT_TRUE(form.CheckConnection());
-    EXPECT_FALSE(AnyContains(log, "Connecting"));
-    EXPECT_FALSE(form.FComUnit->IsConnected());
-}
-
-TEST(FormBasicSend, AFormWithoutALinkSendsNothing) {
-    TFormBasic bare;
+    TFormBasic bare, offline;
+    for (TFormBasic* f : {&bare, &offline})
+        f->FOnLogCallBack = [&](TSender, const std::string& s, bool) { log.push_back(s); };
     EXPECT_FALSE(bare.CheckConnection());
     EXPECT_FALSE(bare.SendCommandToCom("CCC_SETUP_RD_ALL", CmdSetup, 0, 1));
+    bool answered = false;
+    bare.DisplayConnMessage(
+        "Verbindungsabbruch", mtError, [&](TSender, int) { answered = true; }, Buttons({mbOK}), mbOK);
+    WaitUntil([] { return false; }, 100);
+    EXPECT_EQ(BoxContaining(""), nullptr);
+    EXPECT_FALSE(answered);
+    EXPECT_FALSE(AnyContains(log, "Show Message"));
+
+    offline.FWorkCallback = [&](TSender, const std::string&, bool start, bool) { work.push_back(start); };
+    offline.SetComUnit(false, false, ipverV4);
+    ASSERT_NE(offline.FTCPComUnit, nullptr);
+    offline.SetTCPCommUnit("", 5040, false, false, false, true, false, 0);
+    EXPECT_EQ(work, std::vector<bool>{false}) << "without connecting the work ends at once";
+    EXPECT_TRUE(offline.CheckConnection());
+    EXPECT_FALSE(AnyContains(log, "Connecting"));
+    EXPECT_FALSE(offline.FComUnit->IsConnected());
 }
 
-// ---------------------------------------------------------------- connection established
-
-TEST(FormBasicConnection, ConnEstShowsThePanelAndTellsTheView) {
+TEST(FormBasicConnection, ConnEstLogPrefixAndShutdown) {
     FormRig rig;
     bool est = false;
     int langVer = -1;
@@ -195,93 +160,43 @@ TEST(FormBasicConnection, ConnEstShowsThePanelAndTellsTheView) {
     rig.form.FXMLVersionCallback = [&](TSender, int l, int, int) { langVer = l; };
     rig.test->FLangVer = 7;
     rig.form.StartWork("Verbinde");
-    rig.openSession();
+    rig.test->StartPlainSession();
+    rig.feed(test::SessionReply());
+    rig.feed(test::IdentityAll(4711, 2400512, 20000, "Umspannwerk", "Feld 3", "PQ1"));
     EXPECT_TRUE(est);
     EXPECT_EQ(langVer, 7);
     EXPECT_FALSE(rig.child<QWidget>("PanelBack")->isHidden());
     EXPECT_TRUE(rig.child<QWidget>("AniIndi")->isHidden());
     EXPECT_FALSE(rig.child<QLabel>("imgSecure")->pixmap().isNull());
     EXPECT_TRUE(rig.child<QLabel>("lblCon")->text().contains("Umspannwerk Feld 3 PQ1"));
+
+    FormRig failed;
+    failed.form.FConnestCB = [&](bool ok) { est = !ok; };
+    failed.form.StartWork("x");
+    failed.form.ConnEst(nullptr, false);
+    EXPECT_TRUE(est) << "the view hears of the failure";
+    EXPECT_TRUE(failed.child<QWidget>("PanelBack")->isHidden());
+    EXPECT_TRUE(failed.child<QWidget>("AniIndi")->isHidden());
+
+    failed.test->WriteLog("Hallo", true);
+    EXPECT_EQ(failed.log.back(), "memo Ferro: Hallo") << "link lines reach the host with the prefix";
+    failed.test->FRequestClose = [](TSender) {};
+    failed.form.PrepareShutdown();
+    EXPECT_FALSE(failed.test->FRequestClose);
+    EXPECT_TRUE(AnyContains(failed.log, "Ferro: PrepareShutdown"));
 }
 
-TEST(FormBasicConnection, AFailedConnEstHidesPanelAndIndicator) {
-    FormRig rig;
-    bool called = false, result = true;
-    rig.form.FConnestCB = [&](bool ok) {
-        called = true;
-        result = ok;
-    };
-    rig.form.StartWork("x");
-    rig.form.ConnEst(nullptr, false);
-    EXPECT_TRUE(called);
-    EXPECT_FALSE(result);
-    EXPECT_TRUE(rig.child<QWidget>("PanelBack")->isHidden());
-    EXPECT_TRUE(rig.child<QWidget>("AniIndi")->isHidden());
-}
-
-TEST(FormBasicConnection, LinkLogLinesReachTheHostWithThePrefix) {
-    FormRig rig;
-    rig.test->WriteLog("Hallo", true);
-    ASSERT_FALSE(rig.memo_.empty());
-    EXPECT_EQ(rig.memo_.back(), "Ferro: Hallo");
-}
-
-TEST(FormBasicConnection, CaptionAndConnectionLabel) {
-    FormRig rig;
-    rig.form.FVerInfo = "Parametrierung";
-    rig.form.SetCapt("Feld 3");
-    EXPECT_EQ(rig.form.windowTitle(), "Parametrierung - Feld 3");
-    rig.form.SetLabConText(nullptr, "10.0.0.1:5040 - A B C");
-    auto* lbl = rig.child<QLabel>("lblCon");
-    EXPECT_EQ(lbl->text(), "10.0.0.1:5040 - A B C");
-    EXPECT_GE(lbl->minimumWidth(), lbl->fontMetrics().horizontalAdvance(lbl->text()));
-}
-
-TEST(FormBasicConnection, PrepareShutdownUnhooksTheCloseRequest) {
-    FormRig rig;
-    rig.test->FRequestClose = [](TSender) {};
-    rig.form.PrepareShutdown();
-    EXPECT_FALSE(rig.test->FRequestClose);
-    EXPECT_TRUE(AnyContains(rig.log, "Ferro: PrepareShutdown"));
-}
-
-// ---------------------------------------------------------------- messages
-
-TEST(FormBasicMessages, ConnMessageWithoutALinkShowsNothing) {
-    std::vector<std::string> log;
-    TFormBasic bare;
-    bare.FOnLogCallBack = [&](TSender, const std::string& s, bool) { log.push_back(s); };
-    bool answered = false;
-    bare.DisplayConnMessage(
-        "Verbindungsabbruch", mtError, [&](TSender, int) { answered = true; }, Buttons({mbOK}), mbOK);
-    for (int i = 0; i < 5; ++i)
-        QApplication::processEvents();
-    EXPECT_TRUE(OpenBoxes().empty());
-    EXPECT_FALSE(answered);
-    EXPECT_FALSE(AnyContains(log, "Show Message"));
-}
-
-TEST(FormBasicMessages, ConnMessageAddsTheInstrumentsIdentity) {
+TEST(FormBasicMessages, OnlyAMessageFromALinkThreadIsLoggedWithTheStar) {
     FormRig rig;
     rig.test->SetIPAndPort("127.0.0.1", 5040, 0);
     rig.test->FPlant = "Werk";
     rig.test->FField = "F1";
     rig.test->FDevice = "PQ";
-    rig.form.DisplayConnMessage(_SVerbindungsabbruch, mtError, nullptr, Buttons({mbOK}), mbOK);
-    ASSERT_TRUE(WaitUntil([] { return !OpenBoxes().empty(); }, 3000));
-    EXPECT_EQ(OpenBoxes().front()->text(), "Verbindungsabbruch:\n\n127.0.0.1 5040 - Werk F1 PQ");
-}
-
-TEST(FormBasicMessages, OnTheMainThreadTheBoxOpensLaterAndTheLogHasNoStar) {
-    FormRig rig;
     rig.form.DisplayMessage("Hinweis A", mtInformation, Buttons({mbOK}), mbOK, nullptr);
-    EXPECT_TRUE(OpenBoxes().empty()) << "the box must not open inside the call";
+    EXPECT_EQ(BoxContaining(""), nullptr) << "the box must not open inside the call";
     EXPECT_TRUE(AnyContains(rig.log, "Ferro: Show Message: Hinweis A"));
-    ASSERT_TRUE(WaitUntil([] { return BoxContaining("Hinweis A") != nullptr; }, 3000));
-}
+    ASSERT_NE(WaitForBox("Hinweis A"), nullptr);
 
-TEST(FormBasicMessages, AMessageFromALinkThreadIsLoggedWithTheStar) {
-    FormRig rig;
     std::atomic<bool> returned{false};
     std::thread link([&] {
         rig.test->FDisplayConnMessage("Leitung gestört", mtWarning, nullptr, Buttons({mbOK}), mbOK);
@@ -291,118 +206,73 @@ TEST(FormBasicMessages, AMessageFromALinkThreadIsLoggedWithTheStar) {
     link.join();
     ASSERT_TRUE(done);
     EXPECT_TRUE(AnyContains(rig.log, "Ferro: Show Message*: Leitung gestört"));
-    // The thread waited until the box was up.
-    EXPECT_NE(BoxContaining("Leitung gestört"), nullptr);
+    QMessageBox* box = BoxContaining("Leitung gestört");
+    ASSERT_NE(box, nullptr) << "the thread waits until the box is up";
+    EXPECT_EQ(box->text(), "Leitung gestört:\n\n127.0.0.1 5040 - Werk F1 PQ")
+        << "with the instrument's identity";
 }
 
-TEST(FormBasicMessages, TheAnswerComesBackAsDialogResultAndTheHostCountsBoxes) {
-    FormRig rig;
-    std::vector<bool> counted;
-    rig.form.FCntDlgBoxes = [&](bool open) { counted.push_back(open); };
-    int result = -1;
-    rig.form.DisplayMessage("Weiter?", mtConfirmation, Buttons({mbYes, mbNo}), mbNo,
-                            [&](TSender, int r) { result = r; });
-    ASSERT_TRUE(WaitUntil([] { return BoxContaining("Weiter?") != nullptr; }, 3000));
-    QMessageBox* box = BoxContaining("Weiter?");
-    EXPECT_EQ(box->defaultButton(), box->button(QMessageBox::No));
-    box->button(QMessageBox::Yes)->click();
-    ASSERT_TRUE(WaitUntil([&] { return result != -1; }, 3000));
-    EXPECT_EQ(result, mrYes);
-    EXPECT_EQ(counted, (std::vector<bool>{true, false}));
-}
-
-TEST(FormBasicMessages, ClosingTheFormAnswersAnAwaitedQuestionWithNo) {
-    int result = -1;
+TEST(FormBasicMessages, TheAnswerComesBackTheHostCountsBoxesAndClosingAnswersNo) {
+    int result = -1, atClose = -1;
     {
         FormRig rig;
+        std::vector<bool> counted;
+        rig.form.FCntDlgBoxes = [&](bool open) { counted.push_back(open); };
+        rig.form.DisplayMessage("Weiter?", mtConfirmation, Buttons({mbYes, mbNo}), mbNo,
+                                [&](TSender, int r) { result = r; });
+        QMessageBox* box = WaitForBox("Weiter?");
+        ASSERT_NE(box, nullptr);
+        EXPECT_EQ(box->defaultButton(), box->button(QMessageBox::No));
+        box->button(QMessageBox::Yes)->click();
+        ASSERT_TRUE(WaitUntil([&] { return result != -1; }, 3000));
+        EXPECT_EQ(result, mrYes);
+        EXPECT_EQ(counted, (std::vector<bool>{true, false}));
         rig.form.ShowDLG("Vertrauen?", mtConfirmation, Buttons({mbYes, mbNo}), mbNo,
-                         [&](TSender, int r) { result = r; });
+                         [&](TSender, int r) { atClose = r; });
         ASSERT_NE(BoxContaining("Vertrauen?"), nullptr);
     }
-    EXPECT_EQ(result, mrNo);
+    EXPECT_EQ(atClose, mrNo);
 }
 
-// ---------------------------------------------------------------- user rights
+TEST(FormBasicRights, TrueInAnyCaseIsAllowedAndAnEmptyReplyIsDeniedNamingTheUser) {
+    for (const char* reply : {"True\n", "  TRUE", "true"})
+        EXPECT_TRUE(TFormBasic::RightGranted(reply)) << reply;
+    for (const char* reply : {"", "false\n", "nil"})
+        EXPECT_FALSE(TFormBasic::RightGranted(reply)) << reply;
 
-namespace {
-std::vector<uint8_t> LuaFinal(const std::string& text) {
-    return Frame(6, 1, 3, std::vector<uint8_t>(text.begin(), text.end()));
-}
-} // namespace
-
-TEST(FormBasicRights, TheQuestionIsOneLuaLineUnderTheNameUser) {
-    FormRig rig;
-    rig.form.CheckSSHRight("lua.user.print", nullptr, nullptr);
-    ASSERT_EQ(rig.commands(), std::vector<std::string>{"CCC_LUA_COMMAND"});
-    EXPECT_EQ(rig.sentText(0).rfind("print(user.authorized(\"lua.user.print\")[\"lua.user.print\"]);", 0),
-              0u);
-    EXPECT_TRUE(AnyContains(rig.log, "Liste -> Kommando hinzugefügt: User"));
-}
-
-TEST(FormBasicRights, TrueInAnyCaseCountsAsAllowed) {
-    EXPECT_TRUE(TFormBasic::RightGranted("True\n"));
-    EXPECT_TRUE(TFormBasic::RightGranted("  TRUE"));
-    EXPECT_FALSE(TFormBasic::RightGranted(""));
-    EXPECT_FALSE(TFormBasic::RightGranted("false\n"));
-    EXPECT_FALSE(TFormBasic::RightGranted("nil"));
-
-    FormRig rig;
-    int allowed = 0, denied = 0;
-    rig.form.CheckSSHRight(
-        "lua.user.print", [&] { ++allowed; }, [&] { ++denied; });
-    rig.feed(LuaFinal("True\n"));
-    ASSERT_TRUE(WaitUntil([&] { return allowed + denied > 0; }, 3000));
-    EXPECT_EQ(allowed, 1);
-    EXPECT_EQ(denied, 0);
-    for (int i = 0; i < 5; ++i)
-        QApplication::processEvents();
-    EXPECT_TRUE(OpenBoxes().empty());
-}
-
-TEST(FormBasicRights, AnEmptyReplyIsDeniedWithTheMessageNamingTheUser) {
     FormRig rig;
     rig.test->SetSSHUserPass("viewer", "viewer");
     int allowed = 0, denied = 0;
     rig.form.CheckSSHRight(
         "lua.user.print", [&] { ++allowed; }, [&] { ++denied; });
-    rig.feed(LuaFinal(""));
+    ASSERT_EQ(rig.commands(), Names{"CCC_LUA_COMMAND"});
+    EXPECT_EQ(rig.sentText(0).rfind("print(user.authorized(\"lua.user.print\")[\"lua.user.print\"]);", 0),
+              0u);
+    rig.feed(Frame(6, 1, 3, {}));
     ASSERT_TRUE(WaitUntil([&] { return denied > 0; }, 3000));
     EXPECT_EQ(allowed, 0);
-    ASSERT_TRUE(WaitUntil([] { return !OpenBoxes().empty(); }, 3000));
-    EXPECT_EQ(OpenBoxes().front()->text().toStdString(),
-              "Der Benutzer \"viewer\" hat nicht die nötigen Rechte für diesen Vorgang!");
-    EXPECT_EQ(OpenBoxes().front()->icon(), QMessageBox::Critical);
+    QMessageBox* box = WaitForBox("Der Benutzer \"viewer\" hat nicht die nötigen Rechte");
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->icon(), QMessageBox::Critical);
 }
 
-// ---------------------------------------------------------------- setup listing
-
-TEST(FormBasicXml, AListingAsksForTheUserManagementBranch) {
+TEST(FormBasicXml, AListingAsksForTheUserManagementBranchOnlyIfItHasIt) {
     QTemporaryDir dir;
-    const std::string file = dir.filePath("ls.xml").toStdString();
-    std::ofstream(file) << "<root><group name='pqAppl'><group name='usr'><group name='acc'>"
+    const std::string good = dir.filePath("ls.xml").toStdString();
+    const std::string other = dir.filePath("other.xml").toStdString();
+    std::ofstream(good) << "<root><group name='pqAppl'><group name='usr'><group name='acc'>"
                            "<system name='x'/></group></group></group></root>";
+    std::ofstream(other) << "<root><group name='other'/></root>";
     FormRig rig;
-    rig.form.CallBackXML(nullptr, file, 0);
-    ASSERT_EQ(rig.commands(), std::vector<std::string>{"CCC_SETUP_RD_ONE"})
-        << ::testing::PrintToString(rig.log);
+    rig.form.CallBackXML(nullptr, other, 0);
+    rig.form.CallBackXML(nullptr, dir.filePath("missing.xml").toStdString(), 0);
+    EXPECT_TRUE(rig.commands().empty());
+    rig.form.CallBackXML(nullptr, good, 0);
+    ASSERT_EQ(rig.commands(), Names{"CCC_SETUP_RD_ONE"}) << ::testing::PrintToString(rig.log);
     EXPECT_EQ(std::string(rig.sentText(0).c_str()), "usrMan/usr/acc");
 }
 
-TEST(FormBasicXml, AListingWithoutTheApplicationNodeSendsNothing) {
-    QTemporaryDir dir;
-    const std::string file = dir.filePath("ls.xml").toStdString();
-    std::ofstream(file) << "<root><group name='other'/></root>";
-    FormRig rig;
-    rig.form.CallBackXML(nullptr, file, 0);
-    rig.form.CallBackXML(nullptr, dir.filePath("missing.xml").toStdString(), 0);
-    EXPECT_TRUE(rig.commands().empty());
-    rig.form.CallBackXML(nullptr, "lang.xml", 2);
-    EXPECT_TRUE(AnyContains(rig.log, "Ferro: New XML lang.xml"));
-}
-
-// ---------------------------------------------------------------- work and progress
-
-TEST(FormBasicWork, BusyIndicatorAndHostCallback) {
+TEST(FormBasicWork, BusyIndicatorHostCallbackAndRefusal) {
     FormRig rig;
     auto* ani = rig.child<QWidget>("AniIndi");
     rig.form.StartWork("Lade Setup");
@@ -412,24 +282,13 @@ TEST(FormBasicWork, BusyIndicatorAndHostCallback) {
     rig.form.StartWork("x");
     rig.form.ClearWork();
     EXPECT_TRUE(ani->isHidden());
-    ASSERT_EQ(rig.work.size(), 4u);
-    EXPECT_EQ(rig.work[0].text, "Lade Setup");
-    EXPECT_TRUE(rig.work[0].start);
-    EXPECT_FALSE(rig.work[1].start);
-    EXPECT_FALSE(rig.work[1].clear);
-    EXPECT_TRUE(rig.work[3].clear);
-    EXPECT_EQ(rig.work[3].text, "");
-}
-
-TEST(FormBasicWork, ARefusalEndsTheWork) {
-    FormRig rig;
-    rig.form.StartWork("x");
+    rig.form.StartWork("y");
     rig.test->FNAKCB(nullptr, 5);
-    EXPECT_TRUE(rig.child<QWidget>("AniIndi")->isHidden());
-    EXPECT_FALSE(rig.work.back().start);
+    EXPECT_TRUE(ani->isHidden()) << "a refusal ends the work";
+    EXPECT_EQ(rig.work, (Names{"Lade Setup+", "-", "x+", "-c", "y+", "-"}));
 }
 
-TEST(FormBasicProgress, PercentIsShownAndNeverAbove100) {
+TEST(FormBasicProgress, PercentIsShownAndNeverAbove100StepsAreCountedThreadsAreServed) {
     FormRig rig;
     auto* bar = rig.child<QProgressBar>("ProgressBar1");
     auto* text = rig.child<QLabel>("txtProgress");
@@ -439,7 +298,6 @@ TEST(FormBasicProgress, PercentIsShownAndNeverAbove100) {
     rig.form.SetWorkProg(wmRead, 505);
     EXPECT_EQ(text->text(), "51%");
     EXPECT_EQ(bar->value(), 51);
-    // The announced size was too small: the display stops at 100.
     rig.form.SetWorkProg(wmRead, 4000);
     EXPECT_EQ(text->text(), "100%");
     EXPECT_EQ(bar->value(), 100);
@@ -448,6 +306,25 @@ TEST(FormBasicProgress, PercentIsShownAndNeverAbove100) {
     EXPECT_EQ(text->text(), "0%");
     EXPECT_EQ(bar->value(), 0);
     EXPECT_TRUE(rig.progress.back().stop);
+
+    Names steps;
+    rig.form.FSetGlobalProg = [&](TSender, bool on, const std::string& t) {
+        steps.push_back(on ? t : "off");
+    };
+    rig.form.SynchStartProgress(3);
+    rig.form.SynchSendProgress();
+    rig.form.SynchSendProgress();
+    rig.form.SynchStoppProgress();
+    EXPECT_EQ(steps, (Names{"0 / 3", "1 / 3", "2 / 3", "off"})) << "the host-wide progress counts steps";
+
+    // Events from a link thread arrive on the main thread.
+    std::thread([&] {
+        rig.form.ComUnitOnWorkBegin(wmRead, 400);
+        rig.form.ComUnitOnWork(wmRead, 100);
+    }).join();
+    ASSERT_TRUE(WaitUntil([&] { return text->text() == "25%"; }, 3000));
+    std::thread([&] { rig.form.ComUnitOnWorkEnd(wmRead); }).join();
+    ASSERT_TRUE(WaitUntil([&] { return text->text() == "0%"; }, 3000));
 }
 
 TEST(FormBasicProgress, DuringShutDownNeitherBarNorTextMoveButTheTimeoutsDo) {
@@ -474,31 +351,4 @@ TEST(FormBasicProgress, DuringShutDownNeitherBarNorTextMoveButTheTimeoutsDo) {
         EXPECT_EQ(text->text(), "25%");
     }
     setClock(nullptr);
-}
-
-TEST(FormBasicProgress, EventsFromALinkThreadArriveOnTheMainThread) {
-    FormRig rig;
-    auto* text = rig.child<QLabel>("txtProgress");
-    std::thread t([&] {
-        rig.form.ComUnitOnWorkBegin(wmRead, 400);
-        rig.form.ComUnitOnWork(wmRead, 100);
-    });
-    t.join();
-    ASSERT_TRUE(WaitUntil([&] { return text->text() == "25%"; }, 3000));
-    std::thread e([&] { rig.form.ComUnitOnWorkEnd(wmRead); });
-    e.join();
-    ASSERT_TRUE(WaitUntil([&] { return text->text() == "0%"; }, 3000));
-}
-
-TEST(FormBasicProgress, HostWideProgressCountsSteps) {
-    FormRig rig;
-    std::vector<std::string> texts;
-    rig.form.FSetGlobalProg = [&](TSender, bool on, const std::string& t) {
-        texts.push_back(on ? t : "off");
-    };
-    rig.form.SynchStartProgress(3);
-    rig.form.SynchSendProgress();
-    rig.form.SynchSendProgress();
-    rig.form.SynchStoppProgress();
-    EXPECT_EQ(texts, (std::vector<std::string>{"0 / 3", "1 / 3", "2 / 3", "off"}));
 }
