@@ -2,6 +2,7 @@
 // Helpers of the widget tests: bounded waiting, open message boxes, host fixtures, the simulator.
 
 #include "ConnectionView.h"
+#include "support/SimProcess.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -73,52 +74,5 @@ inline bool SaveScreenshot(QWidget& w, const char* name) {
     QDir().mkpath(FERRO_BINARY_DIR "/screenshots");
     return w.grab().save(QString(FERRO_BINARY_DIR "/screenshots/") + name);
 }
-
-#ifdef FERROSIM_PATH
-// ferrosim on an empty temporary instrument tree, on loopback ports chosen by the system. Its output
-// goes to a file, so that a full pipe never stalls it.
-class SimProcess {
-public:
-    explicit SimProcess(const QStringList& extra = {}) {
-        const QString out = logDir_.filePath("ferrosim.out");
-        proc_.setStandardOutputFile(out);
-        proc_.setStandardErrorFile(logDir_.filePath("ferrosim.err"));
-        proc_.start(FERROSIM_PATH, QStringList{"--root", root_.path(), "--port", "0"} + extra);
-        const bool ssh = extra.contains("--ssh-port"), pty = extra.contains("--serial");
-        QElapsedTimer t;
-        t.start();
-        while (proc_.waitForStarted(5000) && t.elapsed() < 10000 && proc_.state() != QProcess::NotRunning) {
-            if (QFile f(out); f.open(QIODevice::ReadOnly)) banner_ = QString::fromUtf8(f.readAll());
-            for (const QString& raw : banner_.split('\n')) {
-                const QString line = raw.trimmed(), tail = line.mid(line.lastIndexOf(':') + 1);
-                if (line.startsWith("listening on ")) port = tail.toInt();
-                if (line.startsWith("ssh on ")) sshPort = tail.toInt();
-                if (line.startsWith("serial on ")) serial = line.mid(10).trimmed();
-            }
-            ok_ = port > 0 && (!ssh || sshPort > 0) && (!pty || !serial.isEmpty());
-            if (ok_ || proc_.waitForFinished(50)) break;
-        }
-    }
-    ~SimProcess() { Stop(); }
-
-    bool Ok() const { return ok_; }
-    std::string Output() const { return banner_.toStdString(); }
-    void Stop() {
-        if (proc_.state() == QProcess::NotRunning) return;
-        proc_.terminate();
-        if (!proc_.waitForFinished(5000)) proc_.kill();
-        proc_.waitForFinished(2000);
-    }
-
-    int port = 0, sshPort = 0;
-    QString serial;
-
-private:
-    QTemporaryDir root_, logDir_;
-    QString banner_;
-    QProcess proc_;
-    bool ok_ = false;
-};
-#endif
 
 } // namespace ferro::guitest

@@ -14,6 +14,7 @@
 
 using namespace ferro;
 using namespace ferro::guitest;
+using ferro::test::SimProcess;
 
 namespace {
 
@@ -95,11 +96,11 @@ TEST(ConnectionViewTcp, AClosedPortEndsTheAttemptWithAMessage) {
 
 TEST(ConnectionViewSsh, HostKeyPasswordAndUserRights) {
     SimProcess sim({"--ssh-port", "0"});
-    ASSERT_TRUE(sim.Ok()) << sim.Output();
+    ASSERT_TRUE(sim.ok()) << sim.output();
     for (const std::string user : {"admin", "viewer", "intruder"}) {
         const bool admin = user == "admin", intruder = user == "intruder";
         ViewRig rig;
-        rig.open(Entry("ferrosim", "127.0.0.1", sim.sshPort, TTransport::Ssh, intruder ? "admin" : user,
+        rig.open(Entry("ferrosim", "127.0.0.1", sim.sshPort(), TTransport::Ssh, intruder ? "admin" : user,
                        intruder ? "falsch" : user));
         ASSERT_TRUE(TrustHostKey()) << user;
         if (intruder) {
@@ -131,10 +132,10 @@ TEST(ConnectionViewSerial, AMissingDeviceKeepsTryingAndTheViewCanBeClosed) {
 
 TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
     SimProcess sim;
-    ASSERT_TRUE(sim.Ok()) << sim.Output();
+    ASSERT_TRUE(sim.ok()) << sim.output();
     QTemporaryDir dir;
     TMainWindow w(SettingsIn(dir), FoldersIn(dir));
-    QPointer<TConnectionView> view = OpenInHost(w, Entry("ferrosim (TCP)", "127.0.0.1", sim.port));
+    QPointer<TConnectionView> view = OpenInHost(w, Entry("ferrosim (TCP)", "127.0.0.1", sim.port()));
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(w.Tabs()->currentWidget(), view);
     EXPECT_EQ(w.Tabs()->tabText(w.Tabs()->currentIndex()), "ferrosim (TCP)");
@@ -154,7 +155,7 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
     EXPECT_NE(label("lblDevType"), "–");
     EXPECT_TRUE(label("lblStation").contains(QString::fromStdString(link.FPlant)));
     EXPECT_EQ(label("lblState"), "Verbunden");
-    EXPECT_TRUE(label("lblCon").startsWith(QString("127.0.0.1:%1").arg(sim.port)));
+    EXPECT_TRUE(label("lblCon").startsWith(QString("127.0.0.1:%1").arg(sim.port())));
     EXPECT_TRUE(QDir(dir.filePath(QString("data/%1/Recorder").arg(link.FSN))).exists());
     WaitUntil([] { return false; }, 1100); // one clock tick
     EXPECT_TRUE(label("lblClock").contains("UTC"));
@@ -169,13 +170,13 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
 
 TEST(HostWithSimulator, ReachesConnEstOverThePtyAndALostLineClosesTheTab) {
     SimProcess sim({"--serial"});
-    ASSERT_TRUE(sim.Ok()) << sim.Output();
+    ASSERT_TRUE(sim.ok()) << sim.output();
     QTemporaryDir dir;
     TMainWindow w(SettingsIn(dir), FoldersIn(dir));
-    QPointer<TConnectionView> view = OpenInHost(w, Serial(sim.serial));
+    QPointer<TConnectionView> view = OpenInHost(w, Serial(QString::fromStdString(sim.serial())));
     ASSERT_TRUE(WaitUntil([&] { return view && view->Established(); }, CConnectMs));
     EXPECT_NE(view->findChild<QLabel*>("lblSerial")->text(), "–");
-    sim.Stop();
+    sim.stop();
     ASSERT_TRUE(WaitUntil([&] { return view.isNull(); }, 10000));
     EXPECT_EQ(w.Tabs()->count(), 1) << "only the start page is left";
     // The message belongs to the window, so it outlives the view it closed.

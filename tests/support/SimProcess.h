@@ -1,6 +1,7 @@
 #pragma once
 // The simulator and the command line as processes, for end-to-end tests on loopback.
 
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -11,11 +12,16 @@
 
 namespace ferro::test {
 
-// ferrosim on a fresh instrument root with free ports; stopped with SIGTERM at the end.
+#ifdef FERROSIM_BIN
+// ferrosim on a fresh instrument root with free ports; stopped with SIGTERM at the end. Its output
+// goes to files, so that a full pipe never stalls it.
 class SimProcess {
 public:
     explicit SimProcess(const std::vector<std::string>& extraArgs = {}, const std::string& root = {}) {
         root_ = root.empty() ? dir_.path().toStdString() + "/instrument" : root;
+        const QString out = dir_.filePath("ferrosim.out");
+        proc_.setStandardOutputFile(out);
+        proc_.setStandardErrorFile(dir_.filePath("ferrosim.err"));
         QStringList args = {"--root", QString::fromStdString(root_), "--port", "0"};
         for (const auto& a : extraArgs)
             args << QString::fromStdString(a);
@@ -23,16 +29,17 @@ public:
         proc_.waitForStarted(5000);
         auto until = std::chrono::steady_clock::now() + std::chrono::seconds(15);
         while (std::chrono::steady_clock::now() < until && proc_.state() == QProcess::Running) {
-            proc_.waitForReadyRead(100);
-            out_ += proc_.readAllStandardOutput().toStdString();
+            if (QFile f(out); f.open(QIODevice::ReadOnly)) out_ = f.readAll().toStdString();
+            port_ = number("listening on 127.0.0.1:");
+            sshPort_ = number("ssh on 127.0.0.1:");
+            ftpPort_ = number("ftp on 127.0.0.1:");
+            serial_ = text("serial on ");
             if (complete(extraArgs)) break;
+            proc_.waitForFinished(20);
         }
-        port_ = number("listening on 127.0.0.1:");
-        sshPort_ = number("ssh on 127.0.0.1:");
-        ftpPort_ = number("ftp on 127.0.0.1:");
-        serial_ = text("serial on ");
     }
     ~SimProcess() { stop(); }
+    // SIGTERM, then the exit code (-1 when it had to be killed).
     int stop() {
         if (proc_.state() == QProcess::NotRunning) return proc_.exitCode();
         proc_.terminate();
@@ -49,26 +56,25 @@ public:
     int ftpPort() const { return ftpPort_; }
     const std::string& serial() const { return serial_; }
     const std::string& root() const { return root_; }
+    const std::string& output() const { return out_; }
     std::string tempDir() const { return dir_.path().toStdString(); }
-    std::string stderrText() { return proc_.readAllStandardError().toStdString(); }
 
 private:
     bool complete(const std::vector<std::string>& extra) const {
-        auto has = [&](const char* s) { return out_.find(s) != std::string::npos; };
-        if (!has("listening on ")) return false;
+        if (port_ == 0) return false;
         for (const auto& a : extra) {
-            if (a == "--ssh-port" && !has("ssh on ")) return false;
-            if (a == "--serial" && !has("serial on ")) return false;
-            if (a == "--ftp-port" && !has("ftp on ")) return false;
+            if (a == "--ssh-port" && sshPort_ == 0) return false;
+            if (a == "--serial" && serial_.empty()) return false;
+            if (a == "--ftp-port" && ftpPort_ == 0) return false;
         }
-        return out_.find('\n', out_.rfind("on ")) != std::string::npos;
+        return true;
     }
     std::string text(const std::string& prefix) const {
         size_t at = out_.find(prefix);
         if (at == std::string::npos) return std::string();
         size_t end = out_.find('\n', at);
-        return out_.substr(at + prefix.size(),
-                           end == std::string::npos ? std::string::npos : end - at - prefix.size());
+        if (end == std::string::npos) return std::string(); // the line is not complete yet
+        return out_.substr(at + prefix.size(), end - at - prefix.size());
     }
     int number(const std::string& prefix) const {
         std::string t = text(prefix);
@@ -80,12 +86,14 @@ private:
     std::string out_, root_, serial_;
     int port_ = 0, sshPort_ = 0, ftpPort_ = 0;
 };
+#endif
 
 struct CtlResult {
     int code = -1;
     std::string out, err;
 };
 
+#ifdef FERROCTL_BIN
 // Runs ferroctl with `args`; standard input is empty (no terminal).
 inline CtlResult RunCtl(const std::vector<std::string>& args, int timeoutMs = 60000) {
     QProcess p;
@@ -106,5 +114,6 @@ inline CtlResult RunCtl(const std::vector<std::string>& args, int timeoutMs = 60
     r.err = p.readAllStandardError().toStdString();
     return r;
 }
+#endif
 
 } // namespace ferro::test
