@@ -259,12 +259,3 @@ TEST(Stream, UnknownObjectStillUpdatesAndAsksForTheNext) {
     EXPECT_TRUE(t.link.FNextStreamBool);
     EXPECT_TRUE(t.link.FBytes.FBytes.empty()) << "an unknown block is not copied";
 }
-
-TEST(Stream, RefusedStartLeavesTheStateAlone) {
-    LinkFixture t;
-    t.link.SendCommand("CCC_STREAM_START", 4, 0, 1, uint32_t(0x04FFFFFF));
-    t.tick();
-    t.feed(Refusal(4, 0, 1, 200, "stream not available"));
-    EXPECT_FALSE(t.link.FStreamRec.Active);
-    EXPECT_EQ(t.link.FStreamRec.ObjHdl, 0u);
-}
