@@ -41,32 +41,6 @@ std::pair<std::optional<TOscCurves>, std::optional<TCsValues>> oscAndCs(Sim& sim
 
 } // namespace
 
-TEST(SimAnalysis, PowersOfAKnownWaveformFollowTheirDefinitions) {
-    // 230 V, 100 A lagging by 30 degrees, 20 % fifth harmonic in the current only.
-    Waveforms w;
-    w.rate = 10240;
-    for (auto& ch : w.ch)
-        ch.assign(2048, 0.0f);
-    for (size_t k = 0; k < 2048; ++k) {
-        const double a = 2 * kPi * 50 * double(k) / 10240.0, b = a - kPi / 6;
-        w.ch[chU1][k] = float(230 * std::sqrt(2.0) * std::sin(a));
-        w.ch[chI1][k] = float(100 * std::sqrt(2.0) * (std::sin(b) + 0.2 * std::sin(5 * b)));
-    }
-    Measurement m;
-    WaveformAnalyzer::Analyze(w, 10, m);
-    PowerAnalyzer::Analyze(w, m);
-    const PowerValues& p = m.power[0];
-    const double irms = 100 * std::sqrt(1 + 0.04);
-    EXPECT_NEAR(m.ch[chI1].rms, irms, irms * 1e-4);
-    EXPECT_NEAR(m.ch[chI1].thd, 20.0, 0.01);
-    EXPECT_NEAR(p.P, 23000 * std::cos(kPi / 6), 2.0);
-    EXPECT_NEAR(p.Q, 23000 * std::sin(kPi / 6), 2.0);
-    EXPECT_NEAR(p.S, 230 * irms, 2.0);
-    // The fifth flows without a voltage to push it: all of it is distortion power.
-    EXPECT_NEAR(p.D, 230 * 20, 3.0);
-    EXPECT_NEAR(p.cosPhi, std::cos(kPi / 6), 1e-4);
-}
-
 TEST(SimPhysics, ReportedRmsOfAPureSineIsItsAmplitudeOverRoot2) {
     Sim sim("", [](const std::string& root) { Sim::setProfile(root, "supply", pureSineSupply(230, 80)); });
     auto [osc, cs] = oscAndCs(sim);
@@ -199,33 +173,3 @@ TEST(SimPhysics, ScheduledDipsLowerTheirPhaseAndFlagTheInterval) {
     EXPECT_GE(normal, 3);
 }
 
-TEST(SimPhysics, AggregatedObjectsAgreeWithThemselves) {
-    Sim sim("", [](const std::string& root) { Sim::setProfile(root, "supply", "{\"events\": []}"); });
-    RawClient c(sim.port());
-    c.openPlain();
-    Bytes first;
-    startStream(c, 0x02FFFFFF, &first);
-    auto v = TRecordCodec::Decode(first, *TFieldTable::Instance().RecordFor(do10min, 2));
-    ASSERT_TRUE(v.has_value());
-    for (const std::string n : {"U1E", "U2E", "U3E", "U12"}) {
-        SCOPED_TRACE(n);
-        const double u = v->Get("u_std_t", n);
-        EXPECT_GE(v->Get("u_ext_t", "Umax " + n) + 1e-3, u);
-        EXPECT_LE(v->Get("u_ext_t", "Umin " + n) - 1e-3, u);
-        // THD is the root of the harmonics' squares, in % of the fundamental (order 1, in V).
-        double h2 = 0;
-        for (size_t h = 2; h <= 50; ++h)
-            h2 += std::pow(v->Get("u_std_t", "H " + n, h), 2);
-        EXPECT_NEAR(v->Get("u_std_t", "THD " + n), std::sqrt(h2), 0.01);
-    }
-    EXPECT_NEAR(v->Get("i_std_t_V2_2", "IN"), v->Get("i_std_t_V2_2", "IN calc"), 1e-3);
-    // The default load draws a 3rd harmonic; it adds up in the neutral.
-    EXPECT_NEAR(v->Get("i_std_t_V2_2", "H IN", 3), 3 * 6.0, 0.5);
-    EXPECT_EQ(v->GetStamp("w_t", "Start").sec, v->GetStamp("hdr16_t", "TS").sec);
-
-    auto fv = TRecordCodec::Decode(nextBlock(c, startStream(c, 0x05FFFFFF)),
-                                   *TFieldTable::Instance().RecordFor(do10s, 2));
-    ASSERT_TRUE(fv.has_value());
-    EXPECT_EQ(fv->GetStamp("hdr16_t", "TS").sec - fv->GetStamp("c_10s_f", "Start").sec, 10u);
-    EXPECT_NEAR(fv->Get("c_10s_f", "F10s"), 50.0, 0.05);
-}

@@ -65,22 +65,3 @@ TEST(SimCommandLine, BadOptionsAreRejected) {
             << args.back();
 }
 
-TEST(SimSupplyConfig, SwellDefaultsAndNonsenseIsRejected) {
-    auto read = [](const char* json, SupplyConfig& c, std::string& error) {
-        return c.read(QJsonDocument::fromJson(json).object(), error);
-    };
-    SupplyConfig c;
-    std::string error;
-    ASSERT_TRUE(read(R"({"events": [{"kind": "swell", "phases": [2, 3, 9]}]})", c, error)) << error;
-    ASSERT_EQ(c.events.size(), 1u);
-    EXPECT_TRUE(c.events[0].swell);
-    EXPECT_EQ(c.events[0].percent, 115.0);
-    EXPECT_EQ(c.events[0].phaseMask, 6u); // phase 9 does not exist
-    for (const char* bad :
-         {R"({"voltage": -1})", R"({"frequency": 5})", R"({"powerFactor": 1.5})", R"({"sampleRate": 1000})",
-          R"({"voltageHarmonics": [{"order": 51, "percent": 1}]})",
-          R"({"interharmonics": [{"order": 50, "percent": 1}]})", R"({"events": [{"everySeconds": 0}]})"}) {
-        SupplyConfig d;
-        EXPECT_FALSE(read(bad, d, error)) << bad;
-    }
-}
