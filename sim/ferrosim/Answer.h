@@ -31,6 +31,9 @@ struct Answer {
     // File contents: the cut fault applies, and `chunk` bytes at most travel per frame (0: one frame).
     bool isFile = false;
     size_t chunk = 0;
+    // A file reply sent from a file on the instrument rather than from `payload`.
+    std::string sourcePath;
+    uint64_t sourceOffset = 0;
     // ExtCmd of the reply when it is not the request's (a stream data block answers GET_NXT with 3).
     int ext = -1;
     // Frames that follow the reply on their own (the first block of a stream after its handle).
@@ -58,6 +61,14 @@ struct Answer {
         a.payload = std::move(bytes);
         a.isFile = true;
         a.chunk = chunk;
+        return a;
+    }
+    // `path` from `offset` to its end, read as it is sent.
+    static Answer FileFrom(std::string path, uint64_t offset) {
+        Answer a;
+        a.isFile = true;
+        a.sourcePath = std::move(path);
+        a.sourceOffset = offset;
         return a;
     }
 };

@@ -9,7 +9,10 @@
 
 #include <QTimer>
 
+#include <cerrno>
 #include <cstring>
+
+#include <sys/socket.h>
 
 namespace ferro::sim {
 
@@ -17,10 +20,8 @@ namespace {
 constexpr size_t kIdentityBasicSize = 32;
 constexpr size_t kIdentityAllSize = 1592;
 constexpr size_t kPlantAt = 476, kBayAt = 1044, kDeviceAt = 1380, kNameWidth = 128;
-// Output waiting in the socket beyond this holds the next file frame back.
-constexpr qint64 kSendWindow = 1 << 20;
-// Payload bytes handed to the socket at once.
-constexpr size_t kSlice = 1 << 20;
+// Payload bytes handed to Qt at once when the socket is full.
+constexpr size_t kSlice = 64 << 10;
 // A connection over the limit that never says anything is closed after this.
 constexpr int kOverLimitGraceMs = 5000;
 } // namespace
@@ -145,49 +146,105 @@ void Session::answer(const ccc_head_t& req, Answer a) {
     }
     Outgoing o;
     o.head = replyHead(req);
-    o.bytes = std::move(a.payload);
+    if (!a.sourcePath.empty()) {
+        if (!o.payload.openFile(a.sourcePath, a.sourceOffset))
+            return refuse(req, CodeNotFound, "file not found");
+    } else {
+        o.payload = FilePayload(std::move(a.payload));
+    }
     o.chunk = a.chunk;
     out_ = std::move(o);
     sendFileFrames();
 }
 
 void Session::sendFileFrames() {
-    // A frame's payload goes out in slices as the socket drains, so a large file in one frame never
-    // sits in the socket's buffer as a second copy.
-    while (out_ && !closing_ && socket_->bytesToWrite() < kSendWindow) {
+    // Frames go straight to the socket while Qt holds nothing of ours, so the order stays; when the
+    // socket is full, one slice goes through Qt, whose bytesWritten brings us back here.
+    while (out_ && !closing_) {
         Outgoing& o = *out_;
-        if (o.frameLeft == 0) {
-            if (o.sentAny && o.pos >= o.bytes.size()) break;
-            const size_t rest = o.bytes.size() - o.pos;
+        if (o.headLeft == 0 && o.frameLeft == 0) {
+            if (o.sentAny && o.pos >= o.payload.size()) break;
+            const size_t rest = o.payload.size() - o.pos;
             const size_t n = o.chunk ? std::min(o.chunk, rest) : rest;
             ccc_head_t h = o.head;
             h.Size = uint32_t(CHeadSize + n);
-            uint8_t head[CHeadSize];
-            h.encode(head);
-            write(head, CHeadSize);
+            h.encode(o.headBytes);
+            o.headLeft = CHeadSize;
             o.frameLeft = n;
             o.sentAny = true;
-            continue;
         }
-        const size_t slice = std::min(o.frameLeft, kSlice);
-        if (cutLeft_ >= 0 && int64_t(slice) > cutLeft_) {
-            // The cut fault: part of a frame, then the line drops.
-            write(o.bytes.data() + o.pos, size_t(cutLeft_));
-            log(Fmt("fault: cutting the connection after the file bytes allowed"));
-            out_.reset();
-            socket_->flush();
-            closeAfterFlush();
-            return;
+        if (socket_->bytesToWrite() > 0) return;
+        // The cut fault counts bytes exactly, which only the buffered road does.
+        if (cutLeft_ < 0) {
+            DirectResult r = sendDirect(o);
+            if (r == DirectResult::FrameDone) continue;
+            if (r == DirectResult::Failed) return;
         }
-        if (cutLeft_ >= 0) cutLeft_ -= int64_t(slice);
-        write(o.bytes.data() + o.pos, slice);
-        o.pos += slice;
-        o.frameLeft -= slice;
+        sendBuffered(o);
+        return;
     }
-    if (out_ && out_->sentAny && out_->frameLeft == 0 && out_->pos >= out_->bytes.size()) {
+    if (out_ && out_->sentAny && out_->headLeft == 0 && out_->frameLeft == 0 &&
+        out_->pos >= out_->payload.size()) {
         out_.reset();
+        if (!pendingNtp_.empty()) {
+            write(pendingNtp_.data(), pendingNtp_.size());
+            pendingNtp_.clear();
+        }
         QTimer::singleShot(0, this, [this] { pump(); });
     }
+}
+
+Session::DirectResult Session::sendDirect(Outgoing& o) {
+    const int fd = int(socket_->socketDescriptor());
+    auto failed = [&](const char* what) {
+        log(Fmt("%s failed: %s, closing", what, std::strerror(errno)));
+        out_.reset();
+        socket_->abort();
+        return DirectResult::Failed;
+    };
+    while (o.headLeft > 0) {
+        ssize_t n = ::send(fd, o.headBytes + CHeadSize - o.headLeft, o.headLeft, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return DirectResult::Full;
+        if (n < 0) return failed("send");
+        o.headLeft -= size_t(n);
+    }
+    while (o.frameLeft > 0) {
+        ssize_t n = o.payload.sendTo(fd, o.pos, o.frameLeft);
+        if (n < 0) return failed("sending the file");
+        if (n == 0) return DirectResult::Full;
+        o.pos += size_t(n);
+        o.frameLeft -= size_t(n);
+    }
+    return DirectResult::FrameDone;
+}
+
+void Session::sendBuffered(Outgoing& o) {
+    if (o.headLeft > 0) {
+        write(o.headBytes + CHeadSize - o.headLeft, o.headLeft);
+        o.headLeft = 0;
+    }
+    size_t slice = std::min(o.frameLeft, kSlice);
+    const bool cut = cutLeft_ >= 0 && int64_t(slice) > cutLeft_;
+    if (cut) slice = size_t(cutLeft_);
+    if (!o.payload.copy(o.pos, slice, sliceBuf_)) {
+        log("file shrank while it was sent, closing");
+        out_.reset();
+        socket_->abort();
+        return;
+    }
+    write(sliceBuf_.data(), slice);
+    if (cut) {
+        // The cut fault: part of a frame, then the line drops.
+        log(Fmt("fault: cutting the connection after the file bytes allowed"));
+        out_.reset();
+        socket_->flush();
+        closeAfterFlush();
+        return;
+    }
+    if (cutLeft_ >= 0) cutLeft_ -= int64_t(slice);
+    o.pos += slice;
+    o.frameLeft -= slice;
 }
 
 void Session::handle(const std::vector<uint8_t>& frame) {
@@ -352,7 +409,11 @@ void Session::ntp(const ccc_head_t& req, const std::vector<uint8_t>& frame) {
                                                h.FTPNAK = CFlagGZ;
                                                h.SN = instrument_.profile().serial;
                                                MemStream f = frames::WithPayload(h, pk.data(), pk.size());
-                                               write(f.data(), f.size());
+                                               // Never inside a file frame: it waits for its end.
+                                               if (out_)
+                                                   pendingNtp_ = f.bytes();
+                                               else
+                                                   write(f.data(), f.size());
                                            });
     }
     switch (req.ExtCmd) {

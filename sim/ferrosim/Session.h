@@ -3,6 +3,7 @@
 // time in order, and answered on the same socket.
 
 #include "ferrosim/Answer.h"
+#include "ferrosim/FilePayload.h"
 #include "ferrosim/StreamService.h"
 #include "ferrosim/TransferServices.h"
 #include "link/CccHead.h"
@@ -49,10 +50,12 @@ private slots:
 private:
     struct Outgoing {
         ccc_head_t head;
-        std::vector<uint8_t> bytes;
+        FilePayload payload;
         size_t pos = 0;
         size_t chunk = 0;     // payload of one frame; 0: the whole rest in one frame
         size_t frameLeft = 0; // payload bytes of the frame in progress not yet written
+        uint8_t headBytes[CHeadSize] = {};
+        size_t headLeft = 0; // bytes of the frame's head not yet written
         bool sentAny = false;
     };
 
@@ -67,6 +70,9 @@ private:
     void refuse(const ccc_head_t& req, uint32_t code, const std::string& text);
     void reply(const ccc_head_t& req, const void* payload, size_t len);
     void sendFileFrames();
+    enum class DirectResult { FrameDone, Full, Failed };
+    DirectResult sendDirect(Outgoing& o);
+    void sendBuffered(Outgoing& o);
     void write(const uint8_t* data, size_t len);
     void injectAfterSessionReply();
     ccc_head_t replyHead(const ccc_head_t& req) const;
@@ -86,6 +92,8 @@ private:
     std::deque<std::vector<uint8_t>> inbox_;
     std::optional<Outgoing> out_;
     int64_t cutLeft_ = -1;
+    std::vector<uint8_t> sliceBuf_;
+    std::vector<uint8_t> pendingNtp_; // an NTP request due while a file frame was on its way
     TransferServices transfers_;
     StreamService streams_;
     std::unique_ptr<LuaEngine> lua_;

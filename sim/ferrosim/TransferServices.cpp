@@ -244,10 +244,10 @@ Answer TransferServices::readFile(const std::string& dir, const std::vector<uint
     std::error_code ec;
     if (!fs::is_regular_file(*path, ec)) return Answer::Refuse(CodeNotFound, "file not found");
     if (viaFtp) return pathText(instrument_.tree().ftpPathOf(*path));
-    Bytes bytes;
-    if (!InstrumentTree::readFile(*path, bytes, kMaxFile))
-        return Answer::Refuse(CodeNotFound, "file not found");
-    return fromPos(std::move(bytes), pos);
+    const uint64_t size = fs::file_size(*path, ec);
+    if (ec || size > kMaxFile) return Answer::Refuse(CodeNotFound, "file not found");
+    if (pos > size) return Answer::Refuse(CodeBadFrame, "position beyond end of file");
+    return Answer::FileFrom(*path, pos);
 }
 
 Answer TransferServices::removeFile(const std::string& dir, const std::vector<uint8_t>& frame) {

@@ -4,6 +4,10 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 using namespace simtest;
@@ -57,4 +61,31 @@ TEST(SimNtp, OpenTunnelSendsRequestsAndChecksRepliesUntilClosed) {
     std::string log = str(c.request(plain(5, 0, 0x22)).bytes);
     EXPECT_NE(log.find("ntp reply, offset"), std::string::npos);
     EXPECT_NE(log.find("ntp reply rejected, offset -3600"), std::string::npos);
+}
+
+TEST(SimNtp, RequestsDueDuringAFileWaitForTheEndOfItsFrame) {
+    Sim sim("", [](const std::string& root) { Sim::setProfile(root, "ntpRequestMs", "20"); });
+    Bytes big(24u << 20);
+    for (size_t i = 0; i < big.size(); ++i)
+        big[i] = uint8_t(i * 13 + i / 4099);
+    writeBytes(sim.data() + "/rec/sync/ntp-0-1.rec", big);
+    RawClient c(sim.port());
+    c.openPlain();
+    EXPECT_FALSE(c.request(plain(9, 1, 0)).nak());
+    c.send(named(5, 1, "sync/ntp-0-1.rec"));
+    // The file stalls in the full socket while several requests fall due.
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    Frame f;
+    int before = 0;
+    do {
+        ASSERT_TRUE(c.frame(f, 5000));
+        before += f.ext() == 2 && f.cmd() == 9;
+    } while (f.cmd() == 9);
+    ASSERT_EQ(f.size(), 20 + big.size()) << "no request inside the file's frame";
+    EXPECT_TRUE(std::equal(big.begin(), big.end(), f.bytes.begin() + 20));
+    Frame next;
+    ASSERT_TRUE(c.frame(next, 2000)) << "the request held back comes after the file";
+    EXPECT_EQ(next.cmd(), 9);
+    EXPECT_EQ(next.ext(), 2);
+    EXPECT_EQ(next.size(), 68u);
 }
