@@ -84,7 +84,10 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     const size_t mib = argc > 1 ? size_t(std::atoi(argv[1])) : 256;
     const size_t bytes = mib << 20;
-    const int runs = 3;
+    const int runs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
+    // A third argument picks one road ("raw", "frames", "ftp") for profiling.
+    const std::string only = argc > 3 ? argv[3] : "";
+    auto wanted = [&](const char* road) { return only.empty() || only == road; };
 
     QTemporaryDir work;
     std::string root = work.path().toStdString() + "/instrument";
@@ -103,9 +106,9 @@ int main(int argc, char** argv) {
     }
 
     std::vector<double> raw, rawFile, frames, ftp;
-    for (int i = 0; i < runs; ++i)
+    for (int i = 0; i < runs && wanted("raw"); ++i)
         raw.push_back(rawTcpSeconds(bytes));
-    for (int i = 0; i < runs; ++i)
+    for (int i = 0; i < runs && wanted("raw"); ++i)
         rawFile.push_back(rawTcpSeconds(bytes, work.path().toStdString() + "/raw.bin"));
 
     SimProcess sim({}, root);
@@ -114,7 +117,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     std::string data = work.path().toStdString() + "/data/";
-    for (int i = 0; i < runs; ++i) {
+    for (int i = 0; i < runs && wanted("frames"); ++i) {
         TLinkOptions o;
         o.Port = sim.port();
         o.DataDir = data;
@@ -139,7 +142,7 @@ int main(int argc, char** argv) {
     }
 
     FtpServer server(root);
-    if (server.ready()) {
+    if (server.ready() && wanted("ftp")) {
         for (int i = 0; i < runs; ++i) {
             TFtpClient c;
             c.Port = server.port();
@@ -152,16 +155,21 @@ int main(int argc, char** argv) {
         }
     }
 
-    auto mbs = [&](double s) { return double(bytes) / (1 << 20) / s; };
-    double r = mbs(median(raw));
+    auto mbs = [&](const std::vector<double>& s) {
+        return s.empty() ? 0.0 : double(bytes) / (1 << 20) / median(s);
+    };
+    const double r = mbs(raw);
     std::printf("download of a %zu MiB recording from ferrosim on loopback, median of %d runs\n", mib, runs);
-    std::printf("%-24s %8.1f MB/s\n", "raw loopback TCP", r);
-    std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "raw TCP into a file", mbs(median(rawFile)),
-                mbs(median(rawFile)) / r);
-    std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "CCCI frames", mbs(median(frames)),
-                mbs(median(frames)) / r);
-    if (!ftp.empty())
-        std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", "FTP (pyftpdlib)", mbs(median(ftp)),
-                    mbs(median(ftp)) / r);
+    auto line = [&](const char* road, const std::vector<double>& s) {
+        if (s.empty()) return;
+        if (r > 0 && &s != &raw)
+            std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", road, mbs(s), mbs(s) / r);
+        else
+            std::printf("%-24s %8.1f MB/s\n", road, mbs(s));
+    };
+    line("raw loopback TCP", raw);
+    line("raw TCP into a file", rawFile);
+    line("CCCI frames", frames);
+    line("FTP (pyftpdlib)", ftp);
     return 0;
 }

@@ -318,7 +318,8 @@ bool TComUnit::Evaluate(MemStream& Stream) {
             HandleRefusal(Stream, result);
             return result;
         }
-        if (FHead.Size > Stream.size()) return true;
+        const size_t held = Stream.size() + (FSpooled ? FSpooled->Size() : 0);
+        if (FHead.Size > held) return true;
         if (FHead.Size < CHeadSize) {
             // Not a frame: nothing to dispatch, and nothing behind it can be trusted.
             WriteLog(Fmt("ComUnit: frame size %u below the head dropped", FHead.Size));

@@ -7,6 +7,7 @@
 #include "foundation/TimeRecords.h"
 #include "link/CccHead.h"
 #include "link/CommandTable.h"
+#include "link/FrameSpool.h"
 
 #include <QObject>
 #include <QTimer>
@@ -15,6 +16,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -110,6 +112,13 @@ public:
     virtual void DoDisconnect(bool Value) = 0;
     // Restart of a stream that went silent: stop now, start again 2 s later.
     virtual void StreamErrorsSearch();
+
+    // A frame whose payload was spooled to disk as it arrived (a large recording): evaluated like any
+    // other, the readout handler moving the spool into place.
+    void ReadSpooled(const ccc_head_t& Head, std::unique_ptr<TFrameSpool> Spool);
+    // Where a reply may be spooled while it arrives; empty when it stays in memory (only readout
+    // file replies are spooled, next to the instrument's data folders). Called from link threads.
+    std::string SpoolFolderFor(const ccc_head_t& Head) const;
 
     // ---- Group handlers, called by Evaluate with the stream at offset 20 ----
     void SessionCommand(MemStream& Stream);
@@ -264,6 +273,10 @@ private:
     void appendRec(TSendRec rec, const char* suffix);
 
     std::deque<TSendRec> FSendLst;
+    // The payload of the frame being evaluated when it lies on disk.
+    std::unique_ptr<TFrameSpool> FSpooled;
+    mutable std::mutex spoolMutex_;
+    std::string spoolFolder_;
     std::unique_ptr<QTimer> FTimer;
     bool FTimerEnabled = false;
     bool FRealTimer = true;

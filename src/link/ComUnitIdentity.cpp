@@ -203,6 +203,10 @@ void TComUnit::SetDataFolders() {
     if (ec) WriteLog("Create folder failed: " + FRecDir + " " + ec.message());
     fs::create_directories(FEvtDir, ec);
     if (ec) WriteLog("Create folder failed: " + FEvtDir + " " + ec.message());
+    {
+        std::lock_guard<std::mutex> lk(spoolMutex_);
+        spoolFolder_ = FDatadir;
+    }
     if (FCheckXMLFileVersions && FDevType != devtypQuartz)
         CheckFileVersions();
     else if (FOnConnDone)

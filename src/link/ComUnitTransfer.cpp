@@ -57,6 +57,11 @@ void TComUnit::ReadoutCommand(MemStream& Stream) {
             if (FFTP) {
                 std::string remote = Stream.readText(end - CHeadSize);
                 GetFTPFile(remote, local);
+            } else if (FSpooled) {
+                if (!FSpooled->MoveInto(local)) {
+                    WriteLog("Error with Readout cannot write " + local, true);
+                    break;
+                }
             } else if (!AppendToFile(local, Stream.data() + CHeadSize, end - CHeadSize)) {
                 WriteLog("Error with Readout cannot write " + local, true);
                 break;
@@ -76,6 +81,22 @@ void TComUnit::ReadoutCommand(MemStream& Stream) {
         WriteLog(std::string("Error with Readout ") + e.what(), true);
     }
     Stream.setPosition(end);
+}
+
+void TComUnit::ReadSpooled(const ccc_head_t& Head, std::unique_ptr<TFrameSpool> Spool) {
+    MemStream head;
+    head.resize(CHeadSize);
+    Head.encode(head.data());
+    FSpooled = std::move(Spool);
+    ReadData(head);
+    FSpooled.reset(); // a spool no handler took is removed
+}
+
+std::string TComUnit::SpoolFolderFor(const ccc_head_t& Head) const {
+    const bool fileReply = Head.Cmd == CmdReadout && (Head.ExtCmd == 0x01 || Head.ExtCmd == 0x11);
+    if (!fileReply || (Head.FTPNAK & (CFlagNAK | CFlagFTP))) return std::string();
+    std::lock_guard<std::mutex> lk(spoolMutex_);
+    return spoolFolder_;
 }
 
 bool TComUnit::AppendToFile(const std::string& path, const uint8_t* data, size_t len) {

@@ -51,6 +51,25 @@ void TFrameAssembler::Commit(size_t got) {
     if (got > reserved_) got = reserved_;
     buf_.resize(buf_.size() - (reserved_ - got));
     reserved_ = 0;
+    if (spool_) drainIntoSpool();
+}
+
+void TFrameAssembler::drainIntoSpool() {
+    const size_t payloadAt = start_ + CHeadSize;
+    const size_t avail = buf_.size() - payloadAt;
+    const size_t n = avail < spoolLeft_ ? avail : spoolLeft_;
+    if (n == 0) return;
+    spool_->Write(buf_.data() + payloadAt, n);
+    spoolLeft_ -= n;
+    // What follows the frame (the next head) moves up behind the held head.
+    const size_t rest = avail - n;
+    if (rest) std::memmove(buf_.data() + payloadAt, buf_.data() + payloadAt + n, rest);
+    buf_.resize(payloadAt + rest);
+}
+
+bool TFrameAssembler::FrameComplete() const {
+    if (!FHeadRead) return false;
+    return spool_ ? spoolLeft_ == 0 : Buffered() >= FHead.Size;
 }
 
 bool TFrameAssembler::CheckHead() {
@@ -73,12 +92,27 @@ bool TFrameAssembler::CheckHead() {
     FHeadRead = true;
     if (FBeginWork) FBeginWork(FHead.Size);
     log(Fmt("ComUnit: BeginWork 0/%d - %x %x %x", int(FHead.Size), FHead.Cmd, FHead.Priv, FHead.ExtCmd));
+    if (FOpenSpool && FHead.Size >= FSpoolFrom) {
+        spool_ = FOpenSpool(FHead);
+        if (spool_) {
+            spoolLeft_ = FHead.Size - CHeadSize;
+            drainIntoSpool();
+        }
+    }
     return true;
 }
 
 bool TFrameAssembler::ReadData() {
     if (!FHeadRead && !CheckHead()) return false;
-    if (Buffered() < FHead.Size) return false;
+    if (!FrameComplete()) return false;
+    if (spool_) {
+        // Only the head is in memory; the payload waits in its spool.
+        ccc_head_t head = FHead;
+        std::unique_ptr<TFrameSpool> spool = std::move(spool_);
+        if (FOnSpooled) FOnSpooled(head, std::move(spool));
+        endFrame(CHeadSize);
+        return true;
+    }
     const uint8_t* frame = buf_.data() + start_;
     size_t size = FHead.Size;
     if (FHead.Cmd == 9 && FHead.ExtCmd == 2) {
@@ -93,12 +127,16 @@ bool TFrameAssembler::ReadData() {
     } else if (FOnFrame) {
         FOnFrame(frame, size);
     }
+    endFrame(size);
+    return true;
+}
+
+void TFrameAssembler::endFrame(size_t size) {
     CheckReadStreamForMore(size);
     FHeadRead = false;
     FHead = ccc_head_t{};
     if (FEndWork) FEndWork();
     log("ReadEnd");
-    return true;
 }
 
 void TFrameAssembler::CheckReadStreamForMore(size_t frameSize) {
@@ -110,6 +148,8 @@ void TFrameAssembler::CheckReadStreamForMore(size_t frameSize) {
 }
 
 void TFrameAssembler::Clear() {
+    spool_.reset(); // a frame cut short never reaches its file
+    spoolLeft_ = 0;
     buf_.clear();
     start_ = 0;
     FHeadRead = false;

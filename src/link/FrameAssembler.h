@@ -3,9 +3,11 @@
 // no transport. One complete frame is taken off per ReadData pass.
 
 #include "link/CccHead.h"
+#include "link/FrameSpool.h"
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,6 +32,13 @@ public:
     // When set, a large frame that fills the whole buffer is handed over without a copy.
     std::function<void(std::vector<uint8_t>&& frame)> FOnFrameOwned;
     FrameFn FOnNtp; // Cmd 9 / ExtCmd 2, served where the bytes arrive
+    // Large frames can go to disk while they arrive instead of into memory: asked once for each head
+    // of at least FSpoolFrom bytes, FOpenSpool returns an open spool, or null to keep the frame in
+    // memory. A spooled frame is delivered through FOnSpooled with its head.
+    static constexpr uint32_t CSpoolFrom = 4u << 20;
+    uint32_t FSpoolFrom = CSpoolFrom;
+    std::function<std::unique_ptr<TFrameSpool>(const ccc_head_t& head)> FOpenSpool;
+    std::function<void(const ccc_head_t& head, std::unique_ptr<TFrameSpool> spool)> FOnSpooled;
     BeginWorkFn FBeginWork;
     EndWorkFn FEndWork;
 
@@ -44,6 +53,13 @@ public:
     bool ReadData();
     // Drops everything buffered and any head held.
     void Clear();
+    // True when the frame of the head held is all there (in memory or in its spool).
+    bool FrameComplete() const;
+    // While a frame is spooled: its spool and the payload bytes still to come. A transport that moves
+    // bytes into the spool itself reports them with SpoolReceived.
+    TFrameSpool* Spool() const { return spool_.get(); }
+    size_t SpoolLeft() const { return spoolLeft_; }
+    void SpoolReceived(size_t n) { spoolLeft_ -= n < spoolLeft_ ? n : spoolLeft_; }
 
     size_t Buffered() const { return buf_.size() - start_; }
     bool HeadRead() const { return FHeadRead; }
@@ -55,6 +71,9 @@ private:
     // Drops the frame just delivered; the next head is then at the start of the readable bytes.
     void CheckReadStreamForMore(size_t frameSize);
     void dropGarbage(const char* why);
+    // Moves payload bytes that arrived into the buffer behind a spooled frame's head to the spool.
+    void drainIntoSpool();
+    void endFrame(size_t size);
     void log(const std::string& s) const {
         if (Flog) Flog(s, false);
     }
@@ -64,6 +83,8 @@ private:
     size_t reserved_ = 0;
     bool FHeadRead = false;
     ccc_head_t FHead{};
+    std::unique_ptr<TFrameSpool> spool_;
+    size_t spoolLeft_ = 0;
 };
 
 } // namespace ferro

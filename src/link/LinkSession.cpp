@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QTimer>
 
 #include <chrono>
 #include <cstdio>
@@ -59,15 +60,17 @@ TLinkSession::~TLinkSession() {
 
 bool TLinkSession::WaitFor(const std::function<bool()>& done, int timeoutMs) {
     auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    // Sleeps until something happens; the tick bounds each sleep so the time limit is kept.
+    QTimer tick;
+    tick.start(20);
     while (!done()) {
         if (std::chrono::steady_clock::now() > until) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         if (!link_->IsConnected()) {
             // Let queued jobs of the fall run, then give up.
             QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
             return done();
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
 }

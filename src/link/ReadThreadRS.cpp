@@ -59,7 +59,7 @@ void TIdReadThreadRS::turn(bool& wasConnected) {
             return;
         }
         long n = FRSClient->Read(readBuf_.data(), readBuf_.size(), 10);
-        bool frameWaiting = FreadStream.HeadRead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+        bool frameWaiting = FreadStream.FrameComplete();
         if (n > 0 || frameWaiting) {
             log(Fmt("ReadCnt: %ld", n > 0 ? n : 0));
             ReadData(readBuf_.data(), n > 0 ? size_t(n) : 0);
@@ -82,7 +82,7 @@ void TIdReadThreadRS::ReadData(const uint8_t* data, size_t len) {
     FreadStream.Append(data, len);
     // Read on while more is coming, so a large frame is joined in one go.
     for (int i = 0; i < 4096; ++i) {
-        bool complete = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+        bool complete = FreadStream.CheckHead() && FreadStream.FrameComplete();
         if (complete) break;
         long n = FRSClient->Read(readBuf_.data(), readBuf_.size(), 5);
         log(Fmt("Read ReadHead: %s sz: %d ssz: %d return: %ld", BoolStr(FreadStream.HeadRead()),

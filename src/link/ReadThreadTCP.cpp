@@ -21,6 +21,18 @@ TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
         handOver(std::make_shared<MemStream>(std::move(f)));
     };
     FreadStream.FOnNtp = [this](const uint8_t* f, size_t n) { serveNtp(f, n); };
+    FreadStream.FOpenSpool = [this](const ccc_head_t& h) -> std::unique_ptr<TFrameSpool> {
+        return FClient ? TFrameSpool::Create(FClient->SpoolFolderFor(h)) : nullptr;
+    };
+    FreadStream.FOnSpooled = [this](const ccc_head_t& h, std::unique_ptr<TFrameSpool> spool) {
+        TTCPComUnit* client = FClient;
+        // Removed with the task if it never runs.
+        auto owned = std::make_shared<std::unique_ptr<TFrameSpool>>(std::move(spool));
+        Postpone(client, [client, h, owned] {
+            client->ReadSpooled(h, std::move(*owned));
+            client->WriteLog("EvalEnd");
+        });
+    };
     FreadStream.FBeginWork = [this](uint32_t size) {
         if (FBeginWork) FBeginWork(wmRead, size);
     };

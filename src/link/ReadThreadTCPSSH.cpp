@@ -67,7 +67,10 @@ void TIdReadThreadTCPSSH::ThreadRun() {
     bool connected = FSSHClient->isConnected();
     bool was = FIsconnected.exchange(connected);
     if (!connected) {
-        if (was && FOnLineLost) FOnLineLost(); // the line fell under us
+        if (was) {
+            FreadStream.Clear();            // a frame cut short can never complete on this line
+            if (FOnLineLost) FOnLineLost(); // the line fell under us
+        }
         log("Thread not Connected", true);
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
         return;
@@ -94,7 +97,7 @@ void TIdReadThreadTCPSSH::ReadData() {
     try {
         std::vector<uint8_t> chunk;
         for (int rounds = 0; rounds < 256 && !FCanceled && !MainThreadBusy(); ++rounds) {
-            bool haveFrame = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+            bool haveFrame = FreadStream.CheckHead() && FreadStream.FrameComplete();
             if (haveFrame) break;
             if (!FSSHClient->ReadCCCI(chunk)) break;
             FreadStream.Append(chunk.data(), chunk.size());

@@ -119,13 +119,23 @@ size_t TIdReadThreadTCPTCP::receiveAvailable() {
     for (;;) {
         int fd = fd_.load();
         if (fd < 0) break;
-        // Straight into the receive buffer: no bounce through a chunk.
-        uint8_t* at = FreadStream.Reserve(CReadChunk);
-        ssize_t n = ::recv(fd, at, CReadChunk, 0);
-        FreadStream.Commit(n > 0 ? size_t(n) : 0);
+        ssize_t n;
+        size_t asked;
+        if (FreadStream.Spool() && FreadStream.SpoolLeft() > 0) {
+            // A large file reply: from the socket into its spool file through the kernel.
+            asked = FreadStream.SpoolLeft();
+            n = FreadStream.Spool()->ReceiveFrom(fd, asked);
+            if (n > 0) FreadStream.SpoolReceived(size_t(n));
+        } else {
+            // Straight into the receive buffer: no bounce through a chunk.
+            asked = CReadChunk;
+            uint8_t* at = FreadStream.Reserve(CReadChunk);
+            n = ::recv(fd, at, CReadChunk, 0);
+            FreadStream.Commit(n > 0 ? size_t(n) : 0);
+        }
         if (n > 0) {
             total += size_t(n);
-            if (size_t(n) < CReadChunk) break;
+            if (size_t(n) < asked) break;
             continue;
         }
         if (n == 0) {
@@ -141,6 +151,7 @@ size_t TIdReadThreadTCPTCP::receiveAvailable() {
 
 void TIdReadThreadTCPTCP::lostConnection(const std::string& why) {
     FIsconnected = false;
+    FreadStream.Clear(); // a frame cut short can never complete on this line (and its spool goes)
     if (disconnectReported_.exchange(true)) return;
     log("Connection lost: " + why);
     if (FOnStatus) FOnStatus(TcpStatus::Disconnected, why);
@@ -165,7 +176,7 @@ void TIdReadThreadTCPTCP::ThreadRun() {
         SendCommandStream();
         return;
     }
-    const bool frameReady = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+    const bool frameReady = FreadStream.CheckHead() && FreadStream.FrameComplete();
     if (!frameReady || MainThreadBusy()) {
         // Idle or in the middle of a frame: wait for data, but wake at once when a frame is queued.
         // Never spin: the instrument needs the other core to send.
@@ -179,7 +190,7 @@ void TIdReadThreadTCPTCP::ReadData() {
         // Read while the buffer holds no complete frame yet; a complete one is handed over first so
         // that a fast sender is held back by the socket rather than by our memory.
         for (int rounds = 0; fd_ >= 0 && rounds < 64; ++rounds) {
-            bool haveFrame = FreadStream.CheckHead() && FreadStream.Buffered() >= FreadStream.Head().Size;
+            bool haveFrame = FreadStream.CheckHead() && FreadStream.FrameComplete();
             if (haveFrame) break;
             if (rounds > 0 && !waitReadable(1, nullptr)) break;
             if (receiveAvailable() == 0) break;

@@ -1,7 +1,11 @@
 // Frame assembly from a byte stream: splits, bursts, NTP requests and garbage.
 #include "link/FrameAssembler.h"
+#include "support/Files.h"
 #include "support/Replies.h"
 
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using namespace ferro;
@@ -179,4 +183,97 @@ TEST(FrameAssemblyBadInput, TextIsNoHeadEvenWithAPlausibleSize) {
     EXPECT_EQ(c.a.Buffered(), 0u);
     ASSERT_FALSE(c.log.empty());
     EXPECT_NE(c.log.back().find("not a head"), std::string::npos);
+}
+
+namespace {
+
+// An assembler that spools frames from 100 bytes on into a temporary folder.
+struct SpoolCollector : Collector {
+    QTemporaryDir dir;
+    std::vector<std::pair<ccc_head_t, std::string>> spooled; // head and payload read back
+    SpoolCollector() {
+        a.FSpoolFrom = 100;
+        a.FOpenSpool = [this](const ccc_head_t&) { return TFrameSpool::Create(dir.path().toStdString()); };
+        a.FOnSpooled = [this](const ccc_head_t& h, std::unique_ptr<TFrameSpool> s) {
+            EXPECT_TRUE(s->Ok());
+            spooled.emplace_back(h, ferro::test::readFile(s->Path()));
+        };
+    }
+    size_t filesLeft() const { return QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(); }
+};
+
+std::string text(const std::vector<uint8_t>& b, size_t from = 0) {
+    return std::string(b.begin() + long(from), b.end());
+}
+
+} // namespace
+
+TEST(FrameSpooling, LargeFrameGoesToDiskAndTheFramesAroundItStayInMemoryAtEverySplit) {
+    auto small = Frame(6, 1, 1, payload(30, 1));
+    auto big = Frame(5, 0, 1, payload(700, 2));
+    auto after = Frame(4, 0, 3, payload(9, 5));
+    auto stream = concat(concat(small, big), after);
+    for (size_t cut = 1; cut < stream.size(); cut += 7) {
+        SpoolCollector c;
+        c.feed(stream.data(), cut);
+        c.feed(stream.data() + cut, stream.size() - cut);
+        ASSERT_EQ(c.frames.size(), 2u) << "cut at " << cut;
+        EXPECT_EQ(c.frames[0], small);
+        EXPECT_EQ(c.frames[1], after) << "the frame behind the spooled one is whole, cut at " << cut;
+        ASSERT_EQ(c.spooled.size(), 1u) << "cut at " << cut;
+        EXPECT_EQ(c.spooled[0].first.Size, big.size());
+        EXPECT_EQ(c.spooled[0].first.ExtCmd, 1);
+        EXPECT_EQ(c.spooled[0].second, text(big, 20)) << "cut at " << cut;
+        EXPECT_EQ(c.begins, 3);
+        EXPECT_EQ(c.ends, 3);
+        EXPECT_EQ(c.filesLeft(), 0u) << "the receiver owned the spool and dropped it";
+    }
+}
+
+TEST(FrameSpooling, ASpoolIsOnlyOpenedWhereTheOwnerWantsOne) {
+    SpoolCollector c;
+    c.a.FOpenSpool = [](const ccc_head_t&) { return nullptr; };
+    auto big = Frame(5, 0, 1, payload(700, 2));
+    c.feed(big);
+    EXPECT_TRUE(c.spooled.empty());
+    ASSERT_EQ(c.frames.size(), 1u);
+    EXPECT_EQ(c.frames[0], big);
+}
+
+TEST(FrameSpooling, AFrameCutShortLeavesNoFileBehind) {
+    SpoolCollector c;
+    auto big = Frame(5, 0, 1, payload(700, 2));
+    c.feed(big.data(), 400);
+    ASSERT_NE(c.a.Spool(), nullptr);
+    EXPECT_EQ(c.a.SpoolLeft(), big.size() - 400);
+    EXPECT_EQ(c.filesLeft(), 1u);
+    c.a.Clear();
+    EXPECT_EQ(c.filesLeft(), 0u);
+    c.feed(big);
+    ASSERT_EQ(c.spooled.size(), 1u);
+    EXPECT_EQ(c.spooled[0].second, text(big, 20));
+}
+
+TEST(FrameSpool, MovedIntoPlaceOrAppendedAndOnFailureTheTargetStaysAsItWas) {
+    QTemporaryDir dir;
+    const std::string folder = dir.path().toStdString() + "/";
+    auto spoolOf = [&](const std::string& content) {
+        auto s = TFrameSpool::Create(folder);
+        s->Write(reinterpret_cast<const uint8_t*>(content.data()), content.size());
+        return s;
+    };
+    auto fresh = spoolOf("first part");
+    const std::string spoolPath = fresh->Path();
+    ASSERT_TRUE(fresh->MoveInto(folder + "rec.bin"));
+    fresh.reset();
+    EXPECT_EQ(ferro::test::readFile(folder + "rec.bin"), "first part");
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(spoolPath)));
+
+    ASSERT_TRUE(spoolOf(", second part")->MoveInto(folder + "rec.bin"));
+    EXPECT_EQ(ferro::test::readFile(folder + "rec.bin"), "first part, second part");
+
+    EXPECT_FALSE(spoolOf("lost")->MoveInto(folder + "missing/rec.bin"));
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"rec.bin"})
+        << "no spool outlives its owner";
+    EXPECT_EQ(TFrameSpool::Create(folder + "missing/"), nullptr);
 }

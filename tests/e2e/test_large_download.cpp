@@ -1,0 +1,126 @@
+// Recordings large enough to be spooled to disk while they arrive: byte-identical over TCP and SSH,
+// appended to an existing file, and nothing left behind (no local change, no spool) when the line
+// breaks in the middle.
+#include "link/FrameAssembler.h"
+#include "link/LinkSession.h"
+#include "support/Files.h"
+#include "support/SimProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace ferro;
+using namespace ferro::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+const char* kName = "sync/big-0-1763769600.rec";
+const char* kLocalName = "big-0-1763769600.rec";
+// Above the size from which file replies go to disk while they arrive.
+const size_t kBytes = TFrameAssembler::CSpoolFrom + 1234567;
+
+std::string bigRecording() {
+    std::string s(kBytes, '\0');
+    for (size_t i = 0; i < s.size(); ++i)
+        s[i] = char(i * 131 + i / 4093);
+    return s;
+}
+
+struct Download {
+    SimProcess& sim;
+    std::string data;
+    std::unique_ptr<TLinkSession> session;
+
+    Download(SimProcess& s, bool ssh) : sim(s), data(s.tempDir() + "/data/") {
+        TLinkOptions o;
+        o.Port = ssh ? sim.sshPort() : sim.port();
+        o.Ssh = ssh;
+        o.User = o.Password = "admin";
+        o.DataDir = data;
+        o.TmpDir = sim.tempDir() + "/";
+        o.IniDir = sim.tempDir() + "/ini/";
+        fs::create_directories(o.IniDir);
+        session = std::make_unique<TLinkSession>(o);
+        session->QuestionAnswer = mrYes;
+        std::string error;
+        EXPECT_TRUE(session->Open(error)) << error;
+    }
+    std::string local() const { return session->Link().FRecDir + kLocalName; }
+    // Reads the recording from `pos` on; true when the table callback came.
+    bool get(uint32_t pos = 0) {
+        bool done = false;
+        TComUnit& l = session->Link();
+        l.FRecToTable = [&](TSender, const std::string& path) {
+            EXPECT_EQ(path, local());
+            done = true;
+        };
+        l.SendCommand("CCC_READOUT_REC_RD", CmdReadout, 0, 1, kName, pos, false);
+        session->WaitFor([&] { return done; }, 30000);
+        return done;
+    }
+    // Files in the instrument's data folder that are not where they belong.
+    std::vector<std::string> strays() const {
+        std::vector<std::string> out;
+        std::error_code ec;
+        for (auto& e : fs::recursive_directory_iterator(data, ec))
+            if (e.is_regular_file() && e.path().filename().string().find(".part") != std::string::npos)
+                out.push_back(e.path().string());
+        return out;
+    }
+};
+
+void putOnInstrument(const SimProcess& sim, const std::string& content) {
+    writeFile(sim.root() + "/flashdrive0/data/rec/" + kName, content);
+}
+
+} // namespace
+
+TEST(LargeDownload, OverTcpIsByteIdenticalAndASecondReadAppends) {
+    SimProcess sim;
+    const std::string original = bigRecording();
+    putOnInstrument(sim, original);
+    Download d(sim, false);
+    ASSERT_TRUE(d.get());
+    EXPECT_TRUE(readFile(d.local()) == original);
+    EXPECT_TRUE(d.strays().empty());
+
+    ASSERT_TRUE(d.get());
+    EXPECT_TRUE(readFile(d.local()) == original + original) << "without Pos the file is appended to";
+    EXPECT_TRUE(d.strays().empty());
+}
+
+TEST(LargeDownload, OverSshIsByteIdentical) {
+    SimProcess sim({"--ssh-port", "0"});
+    const std::string original = bigRecording();
+    putOnInstrument(sim, original);
+    Download d(sim, true);
+    ASSERT_TRUE(d.get());
+    EXPECT_TRUE(readFile(d.local()) == original);
+    EXPECT_TRUE(d.strays().empty());
+}
+
+TEST(LargeDownload, ABrokenLineLeavesTheLocalFileAsItWasAndAResumeCompletesIt) {
+    const std::string original = bigRecording();
+    const size_t have = original.size() / 5;
+    std::string dataDir;
+    {
+        SimProcess sim({"--faults", "cut:3000000"});
+        putOnInstrument(sim, original);
+        Download d(sim, false);
+        fs::create_directories(d.session->Link().FRecDir);
+        writeFile(d.local(), original.substr(0, have));
+        EXPECT_FALSE(d.get(uint32_t(have))) << "the line breaks before the frame is complete";
+        EXPECT_TRUE(d.session->WaitFor([&] { return !d.session->Link().IsConnected(); }, 5000));
+        EXPECT_EQ(fs::file_size(d.local()), have) << "half a frame never reaches the file";
+        EXPECT_TRUE(d.strays().empty()) << d.strays().front();
+    }
+    SimProcess sim;
+    putOnInstrument(sim, original);
+    Download d(sim, false);
+    fs::create_directories(d.session->Link().FRecDir);
+    writeFile(d.local(), original.substr(0, have));
+    ASSERT_TRUE(d.get(uint32_t(have)));
+    EXPECT_TRUE(readFile(d.local()) == original);
+}
