@@ -8,7 +8,9 @@
 #include <QCoreApplication>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -32,9 +34,11 @@ double seconds(Clock::time_point t0) {
 }
 
 // A plain sender thread and a plain receiver: the ceiling of loopback TCP on this machine. With
-// `toFile` the receiver also writes what it gets to a file: the ceiling of any download that
-// stores its data.
-double rawTcpSeconds(size_t bytes, const std::string& toFile = std::string()) {
+// `toFile` the receiver also writes what it gets to a file (recv and write). With `fromFile` as
+// well, the bytes never pass through user space: sendfile from that file, splice into `toFile`, the
+// best any download that stores its data can do here.
+double rawTcpSeconds(size_t bytes, const std::string& toFile = std::string(),
+                     const std::string& fromFile = std::string()) {
     int ls = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in a{};
     a.sin_family = AF_INET;
@@ -43,34 +47,110 @@ double rawTcpSeconds(size_t bytes, const std::string& toFile = std::string()) {
     ::listen(ls, 1);
     socklen_t len = sizeof a;
     ::getsockname(ls, reinterpret_cast<sockaddr*>(&a), &len);
+    const bool kernel = !fromFile.empty();
     std::thread sender([&] {
         int s = ::socket(AF_INET, SOCK_STREAM, 0);
         ::connect(s, reinterpret_cast<sockaddr*>(&a), sizeof a);
-        std::vector<char> block(1 << 20, 'x');
-        for (size_t sent = 0; sent < bytes;) {
-            ssize_t n = ::send(s, block.data(), std::min(block.size(), bytes - sent), 0);
-            if (n <= 0) break;
-            sent += size_t(n);
+        if (kernel) {
+            int f = ::open(fromFile.c_str(), O_RDONLY);
+            off_t at = 0;
+            while (size_t(at) < bytes && ::sendfile(s, f, &at, bytes - size_t(at)) > 0) {
+            }
+            ::close(f);
+        } else {
+            std::vector<char> block(1 << 20, 'x');
+            for (size_t sent = 0; sent < bytes;) {
+                ssize_t n = ::send(s, block.data(), std::min(block.size(), bytes - sent), 0);
+                if (n <= 0) break;
+                sent += size_t(n);
+            }
         }
         ::close(s);
     });
     int r = ::accept(ls, nullptr, nullptr);
     std::vector<char> buf(1 << 20);
-    FILE* out = toFile.empty() ? nullptr : std::fopen(toFile.c_str(), "wb");
+    // A new file each time: truncating one makes ext4 flush it at close, which no download pays.
+    if (!toFile.empty()) ::unlink(toFile.c_str());
+    int out = toFile.empty() ? -1 : ::open(toFile.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+    int pipe[2] = {-1, -1};
+    if (kernel && ::pipe(pipe) == 0) ::fcntl(pipe[1], F_SETPIPE_SZ, 1 << 20);
     auto t0 = Clock::now();
     size_t got = 0;
     while (got < bytes) {
-        ssize_t n = ::recv(r, buf.data(), buf.size(), 0);
+        ssize_t n = kernel ? ::splice(r, nullptr, pipe[1], nullptr, bytes - got, SPLICE_F_MOVE)
+                           : ::recv(r, buf.data(), buf.size(), 0);
         if (n <= 0) break;
         got += size_t(n);
-        if (out) std::fwrite(buf.data(), 1, size_t(n), out);
+        if (kernel) {
+            for (ssize_t left = n; left > 0;) {
+                ssize_t m = ::splice(pipe[0], nullptr, out, nullptr, size_t(left), SPLICE_F_MOVE);
+                if (m <= 0) break;
+                left -= m;
+            }
+        } else if (out >= 0 && ::write(out, buf.data(), size_t(n)) != n) {
+            break;
+        }
     }
-    if (out) std::fclose(out);
+    if (out >= 0) ::close(out);
     double s = seconds(t0);
     sender.join();
-    ::close(r);
-    ::close(ls);
+    for (int fd : {r, ls, pipe[0], pipe[1]})
+        if (fd >= 0) ::close(fd);
     return s;
+}
+
+// The same recording from ferrosim to a plain receiver that opens a session, asks for the file and
+// splices the payload into a file: what the simulator itself delivers, so that the link's own share
+// of the frame road shows.
+double simToPlainReceiverSeconds(int port, const std::string& name, size_t bytes, const std::string& toFile) {
+    int s = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    a.sin_port = htons(uint16_t(port));
+    if (::connect(s, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) return 1e9;
+    auto readExact = [&](uint8_t* p, size_t n) {
+        for (ssize_t r; n > 0; p += r, n -= size_t(r))
+            if ((r = ::recv(s, p, n, 0)) <= 0) return false;
+        return true;
+    };
+    auto send = [&](const MemStream& f) { return ::send(s, f.data(), f.size(), 0) == ssize_t(f.size()); };
+    ccc_head_t h;
+    h.Cmd = CmdSession;
+    h.Priv = 1;
+    h.ExtCmd = 2;
+    h.Ver = 4;
+    h.FTPNAK = CFlagGZ;
+    uint8_t head[CHeadSize];
+    send(frames::Plain(h));
+    if (!readExact(head, CHeadSize)) return 1e9;
+    std::vector<uint8_t> reply(ccc_head_t::decode(head).Size - CHeadSize);
+    readExact(reply.data(), reply.size());
+
+    h.Cmd = CmdReadout;
+    h.Priv = 0;
+    h.ExtCmd = 1;
+    ::unlink(toFile.c_str());
+    int out = ::open(toFile.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+    int pipe[2] = {-1, -1};
+    if (::pipe(pipe) == 0) ::fcntl(pipe[1], F_SETPIPE_SZ, 1 << 20);
+    auto t0 = Clock::now();
+    send(frames::WithName(h, name, 0));
+    size_t got = 0;
+    if (readExact(head, CHeadSize)) {
+        while (got < bytes) {
+            ssize_t n = ::splice(s, nullptr, pipe[1], nullptr, bytes - got, SPLICE_F_MOVE);
+            if (n <= 0) break;
+            got += size_t(n);
+            for (ssize_t left = n, m; left > 0; left -= m)
+                if ((m = ::splice(pipe[0], nullptr, out, nullptr, size_t(left), SPLICE_F_MOVE)) <= 0) break;
+        }
+    }
+    double secs = seconds(t0);
+    for (int fd : {out, pipe[0], pipe[1], s})
+        if (fd >= 0) ::close(fd);
+    if (got != bytes) std::fprintf(stderr, "plain receiver got %zu bytes\n", got);
+    return secs;
 }
 
 double median(std::vector<double> v) {
@@ -85,7 +165,7 @@ int main(int argc, char** argv) {
     const size_t mib = argc > 1 ? size_t(std::atoi(argv[1])) : 256;
     const size_t bytes = mib << 20;
     const int runs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
-    // A third argument picks one road ("raw", "frames", "ftp") for profiling.
+    // A third argument picks one road ("raw", "plain", "frames", "ftp") for profiling.
     const std::string only = argc > 3 ? argv[3] : "";
     auto wanted = [&](const char* road) { return only.empty() || only == road; };
 
@@ -105,11 +185,13 @@ int main(int argc, char** argv) {
             out.write(block.data(), std::streamsize(block.size()));
     }
 
-    std::vector<double> raw, rawFile, frames, ftp;
+    std::vector<double> raw, rawFile, kernelFile, frames, ftp;
     for (int i = 0; i < runs && wanted("raw"); ++i)
         raw.push_back(rawTcpSeconds(bytes));
     for (int i = 0; i < runs && wanted("raw"); ++i)
         rawFile.push_back(rawTcpSeconds(bytes, work.path().toStdString() + "/raw.bin"));
+    for (int i = 0; i < runs && wanted("raw"); ++i)
+        kernelFile.push_back(rawTcpSeconds(bytes, work.path().toStdString() + "/raw.bin", onInstrument));
 
     SimProcess sim({}, root);
     if (!sim.ok()) {
@@ -117,6 +199,10 @@ int main(int argc, char** argv) {
         return 1;
     }
     std::string data = work.path().toStdString() + "/data/";
+    std::vector<double> plain;
+    for (int i = 0; i < runs && wanted("plain"); ++i)
+        plain.push_back(
+            simToPlainReceiverSeconds(sim.port(), name, bytes, work.path().toStdString() + "/plain.bin"));
     for (int i = 0; i < runs && wanted("frames"); ++i) {
         TLinkOptions o;
         o.Port = sim.port();
@@ -162,6 +248,12 @@ int main(int argc, char** argv) {
     std::printf("download of a %zu MiB recording from ferrosim on loopback, median of %d runs\n", mib, runs);
     auto line = [&](const char* road, const std::vector<double>& s) {
         if (s.empty()) return;
+        if (std::getenv("BENCH_SPREAD")) {
+            std::vector<double> v = s;
+            std::sort(v.begin(), v.end());
+            std::printf("  %s: best %.1f worst %.1f MB/s\n", road, double(bytes) / (1 << 20) / v.front(),
+                        double(bytes) / (1 << 20) / v.back());
+        }
         if (r > 0 && &s != &raw)
             std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", road, mbs(s), mbs(s) / r);
         else
@@ -169,6 +261,8 @@ int main(int argc, char** argv) {
     };
     line("raw loopback TCP", raw);
     line("raw TCP into a file", rawFile);
+    line("sendfile+splice to file", kernelFile);
+    line("ferrosim to plain recv", plain);
     line("CCCI frames", frames);
     line("FTP (pyftpdlib)", ftp);
     return 0;
