@@ -54,6 +54,7 @@ TFormBasic::~TFormBasic() {
     LogCallBack(Fmt("End: 0 %lld", static_cast<long long>(clock().nowMs())), false);
     // A connecting thread may be waiting for an answer to a host-key question: give it one.
     FinishPendingDialogs();
+    if (FTCPComUnit) FTCPComUnit->CancelConnect();
     if (FConnectThread.joinable()) FConnectThread.join();
     LogCallBack("End:", false);
     // The link goes first: its threads post into this form and must be stopped while it still stands.

@@ -44,6 +44,12 @@ public:
     virtual void DoConnect() = 0;
     virtual void DoDisconnect(bool Notify);
 
+    // Gives up a connect under way at once (a view that closes does not wait out the time-out).
+    void CancelConnect() {
+        cancelConnect_ = true;
+        Wake();
+    }
+
     // Starts the loop (once; later calls do nothing).
     void Start();
     // Asks the loop to end and waits up to `timeoutMs`; false if it did not end in time.
@@ -69,6 +75,7 @@ protected:
         if (Flog) Flog(s, memo);
     }
     bool stopRequested() const { return stop_; }
+    std::atomic<bool> cancelConnect_{false};
     // Wakes an idle turn: the threads wait on this descriptor beside their socket.
     void Wake();
     int WakeFd() const { return wakeFd_; }

@@ -15,6 +15,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <thread>
 
 namespace ferro {
@@ -47,6 +49,7 @@ void TIdReadThreadTCPTCP::DoConnect() {
         if (FOnStatus) FOnStatus(s, t);
     };
     try {
+        cancelConnect_ = false;
         status(TcpStatus::Resolving, FHost);
         addrinfo hints{};
         hints.ai_family = FIPVersion == ipverV6 ? AF_INET6 : AF_INET;
@@ -76,8 +79,22 @@ void TIdReadThreadTCPTCP::DoConnect() {
             throw std::runtime_error(sysError(err));
         }
         if (rc != 0) {
-            pollfd p{fd, POLLOUT, 0};
-            int n = ::poll(&p, 1, ConnectTimeoutMs);
+            // The wake-up descriptor beside the socket: CancelConnect ends the wait at once.
+            pollfd p[2] = {{fd, POLLOUT, 0}, {WakeFd(), POLLIN, 0}};
+            const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(ConnectTimeoutMs);
+            int n = 0;
+            for (;;) {
+                auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                    until - std::chrono::steady_clock::now());
+                n = ::poll(p, 2, int(std::max<int64_t>(0, left.count())));
+                if (n < 0 && errno == EINTR) continue;
+                if (n > 0 && (p[1].revents & POLLIN)) DrainWake();
+                if (cancelConnect_) {
+                    ::close(fd);
+                    throw std::runtime_error("Connect canceled.");
+                }
+                if (n <= 0 || (p[0].revents & (POLLOUT | POLLERR | POLLHUP))) break;
+            }
             if (n == 0) {
                 ::close(fd);
                 throw std::runtime_error("Connect timed out.");

@@ -163,6 +163,10 @@ void TTCPComUnit::DoConnect() {
     FReadThread->DoConnect();
 }
 
+void TTCPComUnit::CancelConnect() {
+    if (FReadThread) FReadThread->CancelConnect();
+}
+
 bool TTCPComUnit::IsConnected() const {
     return FReadThread && FReadThread->FIsconnected;
 }

@@ -26,6 +26,8 @@ public:
     bool IsConnected() const override;
     void SetIPAndPort(const std::string& IP, int Port, int BoundPort) override;
     void DoConnect() override;
+    // Ends a plain TCP connect under way at once, from any thread; it fails as "Connect canceled.".
+    void CancelConnect();
     void DoDisconnect(bool Value) override;
 
     TIdReadThreadTCP* ReadThread() const { return FReadThread.get(); }

@@ -7,6 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
 #include <mutex>
 
 using namespace ferro;
@@ -187,4 +193,36 @@ TEST(TcpLink, QueuedFramesWakeTheLinkThreadInsteadOfWaitingOutItsIdleTurn) {
         ASSERT_TRUE(WaitFor([&] { return !link.FWaitForAnswer; }, 2000));
     }
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(600));
+}
+
+TEST(TcpLink, ACanceledConnectEndsAtOnceInsteadOfWaitingOutItsTimeOut) {
+    // A listener whose accept queue is full drops further SYNs: a connect to it hangs, on loopback.
+    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    ASSERT_EQ(::listen(listener, 0), 0);
+    socklen_t len = sizeof a;
+    ::getsockname(listener, reinterpret_cast<sockaddr*>(&a), &len);
+    int filler = ::socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_EQ(::connect(filler, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+
+    TTCPComUnit link(false);
+    link.ConnectTimeoutMs = 10000;
+    LogSink log;
+    link.FOnLogCallBack = [&](TSender, const std::string& s, bool) {
+        log.lines.push_back(s);
+        // The view closes while the connect is under way.
+        if (s.find("Status: Connecting") != std::string::npos) link.CancelConnect();
+    };
+    link.SetIPAndPort("127.0.0.1", ntohs(a.sin_port), 0);
+    auto t0 = std::chrono::steady_clock::now();
+    link.DoConnect();
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(2));
+    WaitFor([&] { return log.has("Connect canceled."); }, 1000);
+    EXPECT_FALSE(link.IsConnected());
+    EXPECT_TRUE(log.has("DoConnectExcept: Connect canceled."));
+    ::close(filler);
+    ::close(listener);
 }
