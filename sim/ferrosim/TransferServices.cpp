@@ -235,31 +235,34 @@ Answer TransferServices::readout(const ccc_head_t& head, const std::vector<uint8
     }
 }
 
-Answer TransferServices::readFile(const std::string& dir, const std::vector<uint8_t>& frame, bool viaFtp) {
-    std::string name;
-    uint32_t pos = 0;
-    if (!nameFrame(frame, name, pos)) return Answer::Refuse(CodeBadFrame, "name frame too short");
-    auto path = instrument_.tree().resolve(dir, name);
+std::optional<Answer> TransferServices::namedFile(const std::string& dir, const std::vector<uint8_t>& frame,
+                                                  NamedFile& out) const {
+    if (!nameFrame(frame, out.name, out.pos)) return Answer::Refuse(CodeBadFrame, "name frame too short");
+    auto path = instrument_.tree().resolve(dir, out.name);
     if (!path) return Answer::Refuse(CodeBadName, "bad file name");
     std::error_code ec;
     if (!fs::is_regular_file(*path, ec)) return Answer::Refuse(CodeNotFound, "file not found");
-    if (viaFtp) return pathText(instrument_.tree().ftpPathOf(*path));
-    const uint64_t size = fs::file_size(*path, ec);
+    out.path = *path;
+    return std::nullopt;
+}
+
+Answer TransferServices::readFile(const std::string& dir, const std::vector<uint8_t>& frame, bool viaFtp) {
+    NamedFile f;
+    if (auto refused = namedFile(dir, frame, f)) return *refused;
+    if (viaFtp) return pathText(instrument_.tree().ftpPathOf(f.path));
+    std::error_code ec;
+    const uint64_t size = fs::file_size(f.path, ec);
     if (ec || size > kMaxFile) return Answer::Refuse(CodeNotFound, "file not found");
-    if (pos > size) return Answer::Refuse(CodeBadFrame, "position beyond end of file");
-    return Answer::FileFrom(*path, pos);
+    if (f.pos > size) return Answer::Refuse(CodeBadFrame, "position beyond end of file");
+    return Answer::FileFrom(f.path, f.pos);
 }
 
 Answer TransferServices::removeFile(const std::string& dir, const std::vector<uint8_t>& frame) {
-    std::string name;
-    uint32_t pos = 0;
-    if (!nameFrame(frame, name, pos)) return Answer::Refuse(CodeBadFrame, "name frame too short");
-    auto path = instrument_.tree().resolve(dir, name);
-    if (!path) return Answer::Refuse(CodeBadName, "bad file name");
+    NamedFile f;
+    if (auto refused = namedFile(dir, frame, f)) return *refused;
     std::error_code ec;
-    if (!fs::is_regular_file(*path, ec) || !fs::remove(*path, ec))
-        return Answer::Refuse(CodeNotFound, "file not found");
-    instrument_.log("removed " + name);
+    if (!fs::remove(f.path, ec)) return Answer::Refuse(CodeNotFound, "file not found");
+    instrument_.log("removed " + f.name);
     return Answer::Ack();
 }
 

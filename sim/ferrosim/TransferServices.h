@@ -5,6 +5,8 @@
 #include "link/CccHead.h"
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace ferro::sim {
@@ -31,6 +33,13 @@ private:
     // `name` in the staging folder, answered with its FTP path.
     Answer staged(const std::string& name, const std::vector<uint8_t>& content);
     Answer removeFile(const std::string& dir, const std::vector<uint8_t>& frame);
+    // The existing file a name frame names below `dir`; a refusal when there is none.
+    struct NamedFile {
+        std::string name, path;
+        uint32_t pos = 0;
+    };
+    std::optional<Answer> namedFile(const std::string& dir, const std::vector<uint8_t>& frame,
+                                    NamedFile& out) const;
     Answer removeAll(const std::string& dir);
 
     Instrument& instrument_;
