@@ -94,28 +94,13 @@ void TIdReadThreadRS::ReadData(const uint8_t* data, size_t len) {
     if (more) log("MoreStreamData");
 }
 
-void TIdReadThreadRS::Enqueue(std::unique_ptr<MemStream> frame) {
-    std::lock_guard<std::mutex> lk(queueMutex_);
-    FSendQueue.push_back(std::move(frame));
-}
-
-size_t TIdReadThreadRS::QueueLength() const {
-    std::lock_guard<std::mutex> lk(queueMutex_);
-    return FSendQueue.size();
-}
-
 void TIdReadThreadRS::SendCommandStream() {
     log("Thread Before Send");
-    std::unique_ptr<MemStream> frame;
-    {
-        std::lock_guard<std::mutex> lk(queueMutex_);
-        if (FSendQueue.empty()) return;
-        frame = std::move(FSendQueue.front());
-        FSendQueue.pop_front();
-    }
+    TSendQueueItem item;
+    if (!FSendQueue.Pop(item)) return;
     size_t written = 0;
-    bool ok = FRSClient->CheckConnection() && FRSClient->WriteData(*frame, written);
-    log(Fmt("Sending %d / %d Bytes - success: %s", int(written), int(frame->size()), BoolStr(ok)));
+    bool ok = FRSClient->CheckConnection() && FRSClient->WriteData(*item.SendStream, written);
+    log(Fmt("Sending %d / %d Bytes - success: %s", int(written), int(item.SendStream->size()), BoolStr(ok)));
     if (!ok && FOnPortLost) {
         log("Error While Sending " + FRSClient->LastError());
         FOnPortLost(FRSClient->LastError());
@@ -126,10 +111,7 @@ void TIdReadThreadRS::SendCommandStream() {
 }
 
 void TIdReadThreadRS::DoDisconnect() {
-    {
-        std::lock_guard<std::mutex> lk(queueMutex_);
-        FSendQueue.clear();
-    }
+    FSendQueue.Clear();
     stop_ = true;
     if (thread_.joinable()) {
         if (thread_.get_id() == std::this_thread::get_id())

@@ -4,12 +4,11 @@
 #include "foundation/MemStream.h"
 #include "link/FrameAssembler.h"
 #include "link/RS232Unit.h"
+#include "link/SendQueue.h"
 
 #include <atomic>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 namespace ferro {
@@ -27,8 +26,8 @@ public:
     void SetPort(const std::string& port);
     void Start();
     void DoDisconnect();
-    void Enqueue(std::unique_ptr<MemStream> frame);
-    size_t QueueLength() const;
+    void Enqueue(std::unique_ptr<MemStream> frame) { FSendQueue.Push({std::move(frame), false}); }
+    size_t QueueLength() const { return FSendQueue.Length(); }
 
     std::atomic<bool> FConnected{false};
     std::atomic<bool> FDoClearBuffer{false};
@@ -47,8 +46,7 @@ private:
 
     TRSComUnit* FClient;
     std::unique_ptr<TRS232Unit> FRSClient;
-    std::deque<std::unique_ptr<MemStream>> FSendQueue;
-    mutable std::mutex queueMutex_;
+    TSendQueue FSendQueue;
     TFrameAssembler FreadStream;
     std::thread thread_;
     std::atomic<bool> stop_{false};

@@ -115,31 +115,21 @@ void TIdReadThreadTCP::SetConParams(const std::string& IP, int Port, int BoundPo
 }
 
 void TIdReadThreadTCP::Enqueue(TSendQueueItem item) {
-    {
-        std::lock_guard<std::mutex> lk(queueMutex_);
-        FSendQueue.push_back(std::move(item));
-    }
+    FSendQueue.Push(std::move(item));
     Wake();
 }
 
 void TIdReadThreadTCP::ClearQueue() {
-    std::lock_guard<std::mutex> lk(queueMutex_);
-    FSendQueue.clear();
+    FSendQueue.Clear();
 }
 
 size_t TIdReadThreadTCP::QueueLength() const {
-    std::lock_guard<std::mutex> lk(queueMutex_);
-    return FSendQueue.size();
+    return FSendQueue.Length();
 }
 
 void TIdReadThreadTCP::SendCommandStream() {
     TSendQueueItem item;
-    {
-        std::lock_guard<std::mutex> lk(queueMutex_);
-        if (FSendQueue.empty()) return;
-        item = std::move(FSendQueue.front());
-        FSendQueue.pop_front();
-    }
+    if (!FSendQueue.Pop(item)) return;
     log("Thread Before Send");
     MemStream& s = *item.SendStream;
     s.setPosition(0);

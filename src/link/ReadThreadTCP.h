@@ -5,10 +5,10 @@
 #include "foundation/MemStream.h"
 #include "foundation/Sammler.h"
 #include "link/FrameAssembler.h"
+#include "link/SendQueue.h"
 
 #include <atomic>
 #include <condition_variable>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -18,11 +18,6 @@
 namespace ferro {
 
 class TTCPComUnit;
-
-struct TSendQueueItem {
-    std::unique_ptr<MemStream> SendStream;
-    bool IsLua = false;
-};
 
 class TIdReadThreadTCP {
 public:
@@ -97,8 +92,7 @@ private:
     void handOver(std::shared_ptr<MemStream> frame);
     void serveNtp(const uint8_t* frame, size_t size);
 
-    std::deque<TSendQueueItem> FSendQueue;
-    mutable std::mutex queueMutex_;
+    TSendQueue FSendQueue;
     std::thread thread_;
     std::atomic<bool> stop_{false};
     std::atomic<bool> running_{false};
