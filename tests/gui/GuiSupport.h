@@ -3,6 +3,7 @@
 
 #include "ConnectionView.h"
 #include "support/SimProcess.h"
+#include "support/Wait.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -18,17 +19,7 @@
 
 namespace ferro::guitest {
 
-// Runs the event loop until `done` holds or `timeoutMs` passed.
-inline bool WaitUntil(const std::function<bool()>& done, int timeoutMs) {
-    QElapsedTimer t;
-    t.start();
-    while (!done()) {
-        if (t.elapsed() > timeoutMs) return false;
-        QApplication::processEvents(QEventLoop::AllEvents, 20);
-        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
-    return true;
-}
+using ferro::test::WaitFor;
 
 // The first open message box whose text contains `piece` (any box for an empty `piece`).
 inline QMessageBox* BoxContaining(const QString& piece) {
@@ -39,7 +30,7 @@ inline QMessageBox* BoxContaining(const QString& piece) {
 }
 
 inline QMessageBox* WaitForBox(const QString& piece, int timeoutMs = 3000) {
-    WaitUntil([&] { return BoxContaining(piece) != nullptr; }, timeoutMs);
+    WaitFor([&] { return BoxContaining(piece) != nullptr; }, timeoutMs);
     return BoxContaining(piece);
 }
 

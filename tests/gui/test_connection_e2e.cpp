@@ -61,7 +61,7 @@ struct ViewRig {
         view->Open(e, FoldersIn(dir));
     }
     bool established() {
-        return WaitUntil([&] { return view->Established(); }, CConnectMs);
+        return WaitFor([&] { return view->Established(); }, CConnectMs);
     }
     QString label(const char* name) const { return view->findChild<QLabel*>(name)->text(); }
     long count(const std::string& piece) const {
@@ -73,7 +73,7 @@ struct ViewRig {
         int yes = 0, no = 0;
         view->CheckSSHRight(
             "lua.user.print", [&] { ++yes; }, [&] { ++no; });
-        EXPECT_TRUE(WaitUntil([&] { return yes + no > 0; }, 10000));
+        EXPECT_TRUE(WaitFor([&] { return yes + no > 0; }, 10000));
         return yes == 1 && no == 0;
     }
 };
@@ -87,7 +87,7 @@ TEST(ConnectionViewTcp, AClosedPortEndsTheAttemptWithAMessage) {
     s.close();
     ViewRig rig;
     rig.open(Entry("ferrosim", "127.0.0.1", port));
-    ASSERT_TRUE(WaitUntil([&] { return rig.attempts > 0; }, CConnectMs));
+    ASSERT_TRUE(WaitFor([&] { return rig.attempts > 0; }, CConnectMs));
     EXPECT_FALSE(rig.attemptOk);
     EXPECT_FALSE(rig.view->Established());
     EXPECT_NE(WaitForBox(QString("Keine Verbindung zu 127.0.0.1:%1 möglich.").arg(port)), nullptr);
@@ -122,8 +122,8 @@ TEST(ConnectionViewSsh, HostKeyPasswordAndUserRights) {
 TEST(ConnectionViewSerial, AMissingDeviceKeepsTryingAndTheViewCanBeClosed) {
     ViewRig rig;
     rig.open(Serial(rig.dir.filePath("no-such-tty")));
-    ASSERT_TRUE(WaitUntil([&] { return rig.count("Thread not Connected") >= 3; }, 5000));
-    ASSERT_TRUE(WaitUntil([&] { return rig.attempts > 0; }, 10000));
+    ASSERT_TRUE(WaitFor([&] { return rig.count("Thread not Connected") >= 3; }, 5000));
+    ASSERT_TRUE(WaitFor([&] { return rig.attempts > 0; }, 10000));
     EXPECT_FALSE(rig.attemptOk);
     EXPECT_FALSE(rig.view->Established());
     rig.view->close();
@@ -144,7 +144,7 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
         log.push_back(l);
         host(s, l, memo);
     };
-    ASSERT_TRUE(WaitUntil([&] { return view && view->Established(); }, CConnectMs));
+    ASSERT_TRUE(WaitFor([&] { return view && view->Established(); }, CConnectMs));
     EXPECT_TRUE(w.LogText().contains("Connected: 127.0.0.1")) << "memo lines reach the host's log pane";
     const TComUnit& link = *view->FComUnit;
     auto label = [&](const char* name) { return view->findChild<QLabel*>(name)->text(); };
@@ -157,13 +157,13 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
     EXPECT_EQ(label("lblState"), "Verbunden");
     EXPECT_TRUE(label("lblCon").startsWith(QString("127.0.0.1:%1").arg(sim.port())));
     EXPECT_TRUE(QDir(dir.filePath(QString("data/%1/Recorder").arg(link.FSN))).exists());
-    WaitUntil([] { return false; }, 1100); // one clock tick
+    WaitFor([] { return false; }, 1100); // one clock tick
     EXPECT_TRUE(label("lblClock").contains("UTC"));
     EXPECT_TRUE(SaveScreenshot(*view, "connection_view_tcp.png"));
     EXPECT_TRUE(SaveScreenshot(w, "marlinlite_connected.png"));
 
     w.CloseViewAt(w.Tabs()->indexOf(view));
-    ASSERT_TRUE(WaitUntil([&] { return view.isNull(); }, 8000));
+    ASSERT_TRUE(WaitFor([&] { return view.isNull(); }, 8000));
     EXPECT_TRUE(w.LogText().contains("Ansicht geschlossen: ferrosim (TCP)"));
     EXPECT_TRUE(AnyContains(log, "CCC_SESSION_STP"));
 }
@@ -174,10 +174,10 @@ TEST(HostWithSimulator, ReachesConnEstOverThePtyAndALostLineClosesTheTab) {
     QTemporaryDir dir;
     TMainWindow w(SettingsIn(dir), FoldersIn(dir));
     QPointer<TConnectionView> view = OpenInHost(w, Serial(QString::fromStdString(sim.serial())));
-    ASSERT_TRUE(WaitUntil([&] { return view && view->Established(); }, CConnectMs));
+    ASSERT_TRUE(WaitFor([&] { return view && view->Established(); }, CConnectMs));
     EXPECT_NE(view->findChild<QLabel*>("lblSerial")->text(), "–");
     sim.stop();
-    ASSERT_TRUE(WaitUntil([&] { return view.isNull(); }, 10000));
+    ASSERT_TRUE(WaitFor([&] { return view.isNull(); }, 10000));
     EXPECT_EQ(w.Tabs()->count(), 1) << "only the start page is left";
     // The message belongs to the window, so it outlives the view it closed.
     QMessageBox* box = WaitForBox(_SUSBGetrennt);

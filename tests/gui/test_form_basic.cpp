@@ -137,7 +137,7 @@ TEST(FormBasicSend, WithoutALinkNothingIsSentOrShownAndOfflineNeverConnects) {
     bool answered = false;
     bare.DisplayConnMessage(
         "Verbindungsabbruch", mtError, [&](TSender, int) { answered = true; }, Buttons({mbOK}), mbOK);
-    WaitUntil([] { return false; }, 100);
+    WaitFor([] { return false; }, 100);
     EXPECT_EQ(BoxContaining(""), nullptr);
     EXPECT_FALSE(answered);
     EXPECT_FALSE(AnyContains(log, "Show Message"));
@@ -202,7 +202,7 @@ TEST(FormBasicMessages, OnlyAMessageFromALinkThreadIsLoggedWithTheStar) {
         rig.test->FDisplayConnMessage("Leitung gestört", mtWarning, nullptr, Buttons({mbOK}), mbOK);
         returned = true;
     });
-    const bool done = WaitUntil([&] { return returned.load(); }, 5000);
+    const bool done = WaitFor([&] { return returned.load(); }, 5000);
     link.join();
     ASSERT_TRUE(done);
     EXPECT_TRUE(AnyContains(rig.log, "Ferro: Show Message*: Leitung gestört"));
@@ -224,7 +224,7 @@ TEST(FormBasicMessages, TheAnswerComesBackTheHostCountsBoxesAndClosingAnswersNo)
         ASSERT_NE(box, nullptr);
         EXPECT_EQ(box->defaultButton(), box->button(QMessageBox::No));
         box->button(QMessageBox::Yes)->click();
-        ASSERT_TRUE(WaitUntil([&] { return result != -1; }, 3000));
+        ASSERT_TRUE(WaitFor([&] { return result != -1; }, 3000));
         EXPECT_EQ(result, mrYes);
         EXPECT_EQ(counted, (std::vector<bool>{true, false}));
         rig.form.ShowDLG("Vertrauen?", mtConfirmation, Buttons({mbYes, mbNo}), mbNo,
@@ -249,7 +249,7 @@ TEST(FormBasicRights, TrueInAnyCaseIsAllowedAndAnEmptyReplyIsDeniedNamingTheUser
     EXPECT_EQ(rig.sentText(0).rfind("print(user.authorized(\"lua.user.print\")[\"lua.user.print\"]);", 0),
               0u);
     rig.feed(Frame(6, 1, 3, {}));
-    ASSERT_TRUE(WaitUntil([&] { return denied > 0; }, 3000));
+    ASSERT_TRUE(WaitFor([&] { return denied > 0; }, 3000));
     EXPECT_EQ(allowed, 0);
     QMessageBox* box = WaitForBox("Der Benutzer \"viewer\" hat nicht die nötigen Rechte");
     ASSERT_NE(box, nullptr);
@@ -322,9 +322,9 @@ TEST(FormBasicProgress, PercentIsShownAndNeverAbove100StepsAreCountedThreadsAreS
         rig.form.ComUnitOnWorkBegin(wmRead, 400);
         rig.form.ComUnitOnWork(wmRead, 100);
     }).join();
-    ASSERT_TRUE(WaitUntil([&] { return text->text() == "25%"; }, 3000));
+    ASSERT_TRUE(WaitFor([&] { return text->text() == "25%"; }, 3000));
     std::thread([&] { rig.form.ComUnitOnWorkEnd(wmRead); }).join();
-    ASSERT_TRUE(WaitUntil([&] { return text->text() == "0%"; }, 3000));
+    ASSERT_TRUE(WaitFor([&] { return text->text() == "0%"; }, 3000));
 }
 
 TEST(FormBasicProgress, DuringShutDownNeitherBarNorTextMoveButTheTimeoutsDo) {

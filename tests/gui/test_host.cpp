@@ -179,6 +179,6 @@ TEST(HostWindow, ListsAndKeepsTheInstrumentsNotesWhatIsMissingAndIsPhotographed)
     EXPECT_EQ(w.findChildren<TConnectionView*>().size(), 0);
     w.AppendLog("Gerät hinzugefügt: Messkoffer (USB)");
     w.show();
-    WaitUntil([] { return false; }, 200);
+    WaitFor([] { return false; }, 200);
     ASSERT_TRUE(SaveScreenshot(w, "marlinlite_instruments.png"));
 }

@@ -3,6 +3,7 @@
 // full identity, records every frame it receives and can drop the line on request.
 
 #include "support/Replies.h"
+#include "support/Wait.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -139,16 +140,5 @@ private:
     mutable std::mutex mutex_;
     std::vector<std::vector<uint8_t>> received_;
 };
-
-// Runs the event loop until `done` holds or `timeoutMs` passes.
-template <class Pred> bool WaitFor(Pred done, int timeoutMs = 5000) {
-    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > until) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 } // namespace ferro::test
