@@ -334,6 +334,7 @@ bool TComUnit::Evaluate(MemStream& Stream) {
             "ComUnit Accept Cmd=%d Priv=%d ExtCmd=%d ver=%d FTPNAK=%d SN=%d Size=%d SeqCnt=%d StreamSize=%d",
             FHead.Cmd, FHead.Priv, FHead.ExtCmd, FHead.Ver, FHead.FTPNAK, int(FHead.SN), int(FHead.Size),
             int(FHead.SeqCnt), int(Stream.size())));
+        FReplyNotFinal = false;
         switch (FHead.Cmd) {
         case CmdSession:
             SessionCommand(Stream);
@@ -371,12 +372,11 @@ bool TComUnit::Evaluate(MemStream& Stream) {
         WriteLog(Fmt("ComUnit BeforeClear Size: %d StreamSize: %d StreamPosition: %d", int(FHead.Size),
                      int(Stream.size()), int(Stream.position())));
         if (Stream.position() >= Stream.size()) {
-            // Lua output before its end frame keeps the list waiting: the device answers one command
-            // at a time, and only the end tells that the next may go.
-            bool luaRunning = FHead.Cmd == CmdLua && FHead.ExtCmd != 3;
-            bool wait = FWaitForAnswer;
+            // A handler whose reply is not the last of its command keeps the list waiting.
+            const bool keep = FReplyNotFinal;
+            const bool wait = FWaitForAnswer;
             ClearStreamAndBuffer();
-            if (luaRunning) FWaitForAnswer = wait;
+            if (keep) FWaitForAnswer = wait;
             return true;
         }
         WriteLog(Fmt("Data still inside: %d", int(Stream.remaining())));

@@ -273,6 +273,8 @@ private:
     void appendRec(TSendRec rec, const char* suffix);
 
     std::deque<TSendRec> FSendLst;
+    // Set by a handler whose frame is not the last reply to its command (Lua output before the end).
+    bool FReplyNotFinal = false;
     // The payload of the frame being evaluated when it lies on disk.
     std::unique_ptr<TFrameSpool> FSpooled;
     mutable std::mutex spoolMutex_;

@@ -14,6 +14,9 @@ void TComUnit::LUACommand(MemStream& Stream) {
     EvalLuaCommand(FHead.ExtCmd, text);
     if (len > 0) LogLuaLines(text, false);
     if (FHead.ExtCmd == 3) LogLuaLines(std::string(), true);
+    // Output before the end frame keeps the list waiting: the device answers one command at a time,
+    // and only the end tells that the next may go.
+    FReplyNotFinal = FHead.ExtCmd != 3;
 }
 
 void TComUnit::LogLuaLines(const std::string& text, bool final) {
