@@ -67,6 +67,12 @@ void TFrameAssembler::drainIntoSpool() {
     buf_.resize(payloadAt + rest);
 }
 
+size_t TFrameAssembler::FrameArrived() const {
+    if (!FHeadRead) return Buffered();
+    if (spool_) return FHead.Size - spoolLeft_;
+    return std::min<size_t>(Buffered(), FHead.Size);
+}
+
 bool TFrameAssembler::FrameComplete() const {
     if (!FHeadRead) return false;
     return spool_ ? spoolLeft_ == 0 : Buffered() >= FHead.Size;

@@ -55,6 +55,8 @@ public:
     void Clear();
     // True when the frame of the head held is all there (in memory or in its spool).
     bool FrameComplete() const;
+    // Bytes of the frame under way that have arrived (for progress), head included.
+    size_t FrameArrived() const;
     // While a frame is spooled: its spool and the payload bytes still to come. A transport that moves
     // bytes into the spool itself reports them with SpoolReceived.
     TFrameSpool* Spool() const { return spool_.get(); }

@@ -11,7 +11,7 @@ namespace ferro {
 
 namespace {
 // What one call moves at most, so that a turn of the link thread stays short.
-constexpr size_t CTurnBytes = 8u << 20;
+constexpr size_t CTurnBytes = 1u << 20;
 constexpr int CPipeBytes = 1 << 20;
 
 bool writeAll(int fd, const uint8_t* data, size_t len) {

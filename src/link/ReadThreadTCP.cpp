@@ -34,6 +34,7 @@ TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
         });
     };
     FreadStream.FBeginWork = [this](uint32_t size) {
+        progressReported_ = 0;
         if (FBeginWork) FBeginWork(wmRead, size);
     };
     FreadStream.FEndWork = [this] {
@@ -140,6 +141,15 @@ void TIdReadThreadTCP::SendCommandStream() {
     if (FEndWork) FEndWork(wmWrite, s.size());
     log("Thread After Send");
     if (FClient) FClient->SendQueueActive = QueueLength() > 0;
+}
+
+void TIdReadThreadTCP::ReportReadProgress() {
+    constexpr size_t step = 1u << 20;
+    const size_t arrived = FreadStream.HeadRead() ? FreadStream.FrameArrived() : 0;
+    if (arrived >= progressReported_ + step) {
+        progressReported_ = arrived;
+        if (FOnWork) FOnWork(wmRead, arrived);
+    }
 }
 
 void TIdReadThreadTCP::ReadData() {

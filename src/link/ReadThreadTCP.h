@@ -78,6 +78,8 @@ protected:
     void DrainWake();
     // Frame bytes handed to the main thread but not yet evaluated; reading pauses above a limit.
     bool MainThreadBusy() const { return pendingBytes_ > CMaxPendingBytes; }
+    // Tells how much of a large frame has arrived, every MiB or so.
+    void ReportReadProgress();
 
     TTCPComUnit* FClient;
     TFrameAssembler FreadStream;
@@ -99,6 +101,7 @@ private:
     std::mutex doneMutex_;
     std::condition_variable doneCv_;
     int wakeFd_ = -1;
+    size_t progressReported_ = 0;
     std::shared_ptr<std::atomic<size_t>> pendingShared_;
     std::atomic<size_t>& pendingBytes_;
 };

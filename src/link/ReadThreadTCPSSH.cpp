@@ -101,7 +101,7 @@ void TIdReadThreadTCPSSH::ReadData() {
             if (haveFrame) break;
             if (!FSSHClient->ReadCCCI(chunk)) break;
             FreadStream.Append(chunk.data(), chunk.size());
-            if (FOnWork) FOnWork(wmRead, FreadStream.Buffered());
+            ReportReadProgress();
         }
     } catch (const std::exception& e) {
         log(std::string("SSH Read Exception: ") + e.what());

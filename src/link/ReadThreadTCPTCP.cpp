@@ -211,6 +211,7 @@ void TIdReadThreadTCPTCP::ReadData() {
             if (haveFrame) break;
             if (rounds > 0 && !waitReadable(1, nullptr)) break;
             if (receiveAvailable() == 0) break;
+            ReportReadProgress();
         }
         FreadStream.CheckHead();
         TIdReadThreadTCP::ReadData();

@@ -3,12 +3,16 @@
 // breaks in the middle.
 #include "link/FrameAssembler.h"
 #include "link/LinkSession.h"
+#include "link/ReadThreadTCP.h"
+#include "link/TCPComUnit.h"
 #include "support/Files.h"
 #include "support/SimProcess.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <mutex>
 
 using namespace ferro;
 using namespace ferro::test;
@@ -83,7 +87,23 @@ TEST(LargeDownload, ByteIdenticalOverTcpAndSshAndASecondReadAppends) {
         SimProcess sim(ssh ? std::vector<std::string>{"--ssh-port", "0"} : std::vector<std::string>{});
         putOnInstrument(sim, original);
         Download d(sim, ssh);
+        // Progress of the frame under way comes from the link thread while the file arrives.
+        std::mutex m;
+        std::vector<uint64_t> progress;
+        auto* tcp = dynamic_cast<TTCPComUnit*>(&d.session->Link());
+        ASSERT_NE(tcp, nullptr);
+        tcp->ReadThread()->FOnWork = [&](TWorkMode mode, uint64_t n) {
+            std::lock_guard<std::mutex> lk(m);
+            if (mode == wmRead) progress.push_back(n);
+        };
         ASSERT_TRUE(d.get()) << (ssh ? "ssh" : "tcp");
+        {
+            std::lock_guard<std::mutex> lk(m);
+            EXPECT_GE(progress.size(), 3u) << (ssh ? "ssh" : "tcp");
+            EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
+            EXPECT_LE(progress.back(), kBytes + 20);
+        }
+        tcp->ReadThread()->FOnWork = nullptr;
         EXPECT_TRUE(readFile(d.local()) == original) << (ssh ? "ssh" : "tcp");
         EXPECT_TRUE(d.strays().empty());
         if (ssh) continue;
