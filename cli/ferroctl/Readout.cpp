@@ -3,11 +3,14 @@
 
 #include "data/RecordingList.h"
 #include "foundation/Format.h"
+#include "link/ReadThreadTCP.h"
+#include "link/TCPComUnit.h"
 
 #include <QDateTime>
 
 #include <cstdio>
 #include <filesystem>
+#include <unistd.h>
 
 namespace ferroctl {
 
@@ -43,6 +46,26 @@ bool fetchListing(ferro::TLinkSession& session, bool events, std::vector<ferro::
         l.SendNamed("CCC_READOUT_REC_LS");
     }
     return session.WaitFor([&] { return done; }, 30000);
+}
+
+// Waits while the file keeps arriving: gives up after a minute without progress, not after a fixed
+// time, so a large file over a slow line gets through. On a terminal the progress is shown.
+bool waitForDownload(ferro::TLinkSession& session, const bool& done, uint64_t expected) {
+    auto* tcp = dynamic_cast<ferro::TTCPComUnit*>(&session.Link());
+    auto arrived = [tcp]() -> uint64_t {
+        return tcp && tcp->ReadThread() ? tcp->ReadThread()->ReadArrived() : 0;
+    };
+    const bool show = isatty(STDERR_FILENO);
+    uint64_t seen = 0;
+    while (!done) {
+        if (!session.WaitFor([&] { return done || arrived() != seen; }, 60000)) break;
+        seen = arrived();
+        if (show && !done)
+            std::fprintf(stderr, "\r%llu / %llu Bytes", static_cast<unsigned long long>(seen),
+                         static_cast<unsigned long long>(expected));
+    }
+    if (show && seen > 0) std::fprintf(stderr, "\n");
+    return done;
 }
 
 } // namespace
@@ -109,7 +132,7 @@ int RunGet(const CliOptions& opt) {
     l.SendCommand(events ? "CCC_READOUT_EVT_RD" : "CCC_READOUT_REC_RD", ferro::CmdReadout, 0,
                   events ? 0x11 : 0x01, name, uint32_t(have), false);
     l.ManualTimer(nullptr);
-    if (!session->WaitFor([&] { return done; }, 600000)) {
+    if (!waitForDownload(*session, done, entry->Size - have)) {
         std::fprintf(stderr, "Die Übertragung von %s ist abgebrochen.\n", name.c_str());
         return 1;
     }

@@ -35,6 +35,7 @@ TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
     };
     FreadStream.FBeginWork = [this](uint32_t size) {
         progressReported_ = 0;
+        readArrived_ = 0;
         if (FBeginWork) FBeginWork(wmRead, size);
     };
     FreadStream.FEndWork = [this] {
@@ -146,6 +147,7 @@ void TIdReadThreadTCP::SendCommandStream() {
 void TIdReadThreadTCP::ReportReadProgress() {
     constexpr size_t step = 1u << 20;
     const size_t arrived = FreadStream.HeadRead() ? FreadStream.FrameArrived() : 0;
+    readArrived_ = arrived;
     if (arrived >= progressReported_ + step) {
         progressReported_ = arrived;
         if (FOnWork) FOnWork(wmRead, arrived);

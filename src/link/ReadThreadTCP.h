@@ -50,6 +50,8 @@ public:
     // Asks the loop to end and waits up to `timeoutMs`; false if it did not end in time.
     bool StopAndWait(int timeoutMs);
     bool Running() const { return running_; }
+    // Bytes of the frame under way that have arrived; readable from any thread.
+    uint64_t ReadArrived() const { return readArrived_; }
 
     // Queue shared with the main thread.
     void Enqueue(TSendQueueItem item);
@@ -102,6 +104,7 @@ private:
     std::condition_variable doneCv_;
     int wakeFd_ = -1;
     size_t progressReported_ = 0;
+    std::atomic<uint64_t> readArrived_{0};
     std::shared_ptr<std::atomic<size_t>> pendingShared_;
     std::atomic<size_t>& pendingBytes_;
 };
