@@ -96,6 +96,8 @@ double rawTcpSeconds(size_t bytes, const std::string& toFile = std::string(),
     sender.join();
     for (int fd : {r, ls, pipe[0], pipe[1]})
         if (fd >= 0) ::close(fd);
+    // Gone before its dirty pages are written back in the middle of a later run.
+    if (!toFile.empty()) ::unlink(toFile.c_str());
     return s;
 }
 
@@ -150,6 +152,7 @@ double simToPlainReceiverSeconds(int port, const std::string& name, size_t bytes
     for (int fd : {out, pipe[0], pipe[1], s})
         if (fd >= 0) ::close(fd);
     if (got != bytes) std::fprintf(stderr, "plain receiver got %zu bytes\n", got);
+    ::unlink(toFile.c_str());
     return secs;
 }
 
@@ -183,6 +186,13 @@ int main(int argc, char** argv) {
             block[i] = char(i * 131);
         for (size_t i = 0; i < mib; ++i)
             out.write(block.data(), std::streamsize(block.size()));
+    }
+    {
+        // On disk before any road runs: otherwise the kernel writes it back half a minute later, in
+        // the middle of whichever road runs then.
+        int fd = ::open(onInstrument.c_str(), O_RDONLY);
+        ::fsync(fd);
+        ::close(fd);
     }
 
     std::vector<double> raw, rawFile, kernelFile, frames, ftp;
@@ -224,6 +234,7 @@ int main(int argc, char** argv) {
         frames.push_back(seconds(t0));
         if (fs::file_size(l.FRecDir + "10T-0-1700000000.rec") != bytes)
             std::fprintf(stderr, "short frame download\n");
+        fs::remove(l.FRecDir + "10T-0-1700000000.rec");
         session.Close();
     }
 
@@ -238,6 +249,7 @@ int main(int argc, char** argv) {
             bool ok = c.Get("/flashdrive0/data/rec/" + name, local, true, false);
             ftp.push_back(seconds(t0));
             if (!ok) std::fprintf(stderr, "FTP download failed: %s\n", c.LastError().c_str());
+            fs::remove(local);
         }
     }
 
