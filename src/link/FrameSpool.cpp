@@ -1,7 +1,6 @@
 #include "link/FrameSpool.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -67,7 +66,7 @@ ssize_t TFrameSpool::ReceiveFrom(int socketFd, size_t max) {
         ssize_t n =
             ::splice(socketFd, nullptr, pipe_[1], nullptr, max - moved, SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
         if (n < 0 && errno == EINTR) continue;
-        if (n < 0 && errno == EINVAL && moved == 0 && size_ == 0) {
+        if (n < 0 && errno == EINVAL && moved == 0) {
             // This socket cannot be spliced: copy through user space from now on.
             spliceFailed_ = true;
             return receiveCopying(socketFd, max);
