@@ -11,6 +11,10 @@ namespace ferro {
 TIdReadThreadRS::TIdReadThreadRS(TRSComUnit* client)
     : FClient(client), FRSClient(std::make_unique<TRS232Unit>()), readBuf_(TRS232Unit::CBufferSize) {
     FreadStream.Flog = [this](const std::string& s, bool memo) { log(s, memo); };
+    FreadStream.FBeginWork = [this](uint32_t size) {
+        progressReported_ = 0;
+        if (FClient) FClient->WorkEvent(wmRead, size, WorkBegin);
+    };
     FreadStream.FOnFrame = [this](const uint8_t* f, size_t n) {
         auto copy = std::make_shared<MemStream>(f, n);
         TRSComUnit* client = FClient;
@@ -89,9 +93,21 @@ void TIdReadThreadRS::ReadData(const uint8_t* data, size_t len) {
                 int(FreadStream.Head().Size), int(FreadStream.Buffered()), n));
         if (n <= 0) break;
         FreadStream.Append(readBuf_.data(), size_t(n));
+        reportProgress();
     }
     bool more = FreadStream.ReadData() && FreadStream.Buffered() > 0;
     if (more) log("MoreStreamData");
+}
+
+void TIdReadThreadRS::reportProgress() {
+    // A serial line is slow: a large frame tells how far it got every few seconds.
+    constexpr size_t step = 16u << 10;
+    if (!FreadStream.HeadRead() || !FClient) return;
+    const size_t arrived = FreadStream.FrameArrived();
+    if (arrived >= progressReported_ + step) {
+        progressReported_ = arrived;
+        FClient->WorkEvent(wmRead, arrived, WorkWorking);
+    }
 }
 
 void TIdReadThreadRS::SendCommandStream() {

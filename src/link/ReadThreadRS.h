@@ -40,6 +40,7 @@ private:
     void turn(bool& wasConnected);
     void SendCommandStream();
     void ReadData(const uint8_t* data, size_t len);
+    void reportProgress();
     void log(const std::string& s, bool memo = false) {
         if (Flog) Flog(s, memo);
     }
@@ -51,6 +52,7 @@ private:
     std::thread thread_;
     std::atomic<bool> stop_{false};
     std::vector<uint8_t> readBuf_;
+    size_t progressReported_ = 0;
 };
 
 } // namespace ferro

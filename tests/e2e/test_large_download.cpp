@@ -3,6 +3,7 @@
 // breaks in the middle.
 #include "link/FrameAssembler.h"
 #include "link/LinkSession.h"
+#include "link/RSComUnit.h"
 #include "link/ReadThreadTCP.h"
 #include "link/TCPComUnit.h"
 #include "support/Files.h"
@@ -39,11 +40,13 @@ struct Download {
     std::unique_ptr<TLinkSession> session;
 
     // `beforeOpen` may hook into the link before its threads run.
-    Download(SimProcess& s, bool ssh, const std::function<void(TComUnit&)>& beforeOpen = {})
+    enum Line { Tcp, Ssh, Serial };
+    Download(SimProcess& s, Line line, const std::function<void(TComUnit&)>& beforeOpen = {})
         : sim(s), data(s.tempDir() + "/data/") {
         TLinkOptions o;
-        o.Port = ssh ? sim.sshPort() : sim.port();
-        o.Ssh = ssh;
+        o.Port = line == Ssh ? sim.sshPort() : sim.port();
+        o.Ssh = line == Ssh;
+        if (line == Serial) o.SerialDevice = sim.serial();
         o.User = o.Password = "admin";
         o.DataDir = data;
         o.TmpDir = sim.tempDir() + "/";
@@ -93,7 +96,7 @@ TEST(LargeDownload, ByteIdenticalOverTcpAndSshAndASecondReadAppends) {
         // Progress of the frame under way comes from the link thread while the file arrives.
         std::mutex m;
         std::vector<uint64_t> progress;
-        Download d(sim, ssh, [&](TComUnit& l) {
+        Download d(sim, ssh ? Download::Ssh : Download::Tcp, [&](TComUnit& l) {
             auto* tcp = dynamic_cast<TTCPComUnit*>(&l);
             ASSERT_NE(tcp, nullptr);
             tcp->ReadThread()->FOnWork = [&](TWorkMode mode, uint64_t n) {
@@ -127,7 +130,7 @@ TEST(LargeDownload, ABrokenLineLeavesTheLocalFileAsItWasAndAResumeCompletesIt) {
     {
         SimProcess sim({"--faults", "cut:3000000"});
         putOnInstrument(sim, original);
-        Download d(sim, false);
+        Download d(sim, Download::Tcp);
         fs::create_directories(d.session->Link().FRecDir);
         writeFile(d.local(), original.substr(0, have));
         EXPECT_FALSE(d.get(uint32_t(have))) << "the line breaks before the frame is complete";
@@ -137,9 +140,39 @@ TEST(LargeDownload, ABrokenLineLeavesTheLocalFileAsItWasAndAResumeCompletesIt) {
     }
     SimProcess sim;
     putOnInstrument(sim, original);
-    Download d(sim, false);
+    Download d(sim, Download::Tcp);
     fs::create_directories(d.session->Link().FRecDir);
     writeFile(d.local(), original.substr(0, have));
     ASSERT_TRUE(d.get(uint32_t(have)));
     EXPECT_TRUE(readFile(d.local()) == original);
+}
+
+TEST(LargeDownload, OverASerialLineTheProgressOfTheFrameIsReported) {
+    SimProcess sim({"--serial"});
+    ASSERT_FALSE(sim.serial().empty());
+    const std::string original = bigRecording().substr(0, 200000);
+    putOnInstrument(sim, original);
+    std::mutex m;
+    std::vector<uint64_t> working;
+    uint64_t begun = 0;
+    Download d(sim, Download::Serial, [&](TComUnit& l) {
+        auto* rs = dynamic_cast<TRSComUnit*>(&l);
+        ASSERT_NE(rs, nullptr);
+        rs->FOnWork = [&](TWorkStatus st, TWorkMode mode, uint64_t n) {
+            std::lock_guard<std::mutex> lk(m);
+            if (mode != wmRead) return;
+            if (st == WorkBegin) {
+                begun = n;
+                working.clear();
+            }
+            if (st == WorkWorking) working.push_back(n);
+        };
+    });
+    ASSERT_TRUE(d.get());
+    EXPECT_TRUE(readFile(d.local()) == original);
+    std::lock_guard<std::mutex> lk(m);
+    EXPECT_EQ(begun, original.size() + 20) << "the frame's size when its head arrives";
+    ASSERT_GE(working.size(), 4u);
+    EXPECT_TRUE(std::is_sorted(working.begin(), working.end()));
+    EXPECT_LT(working.front(), original.size()) << "reported while the frame arrives";
 }
