@@ -126,17 +126,18 @@ TEST(LargeDownload, ByteIdenticalOverTcpAndSshAndASecondReadAppends) {
 TEST(LargeDownload, ABrokenLineLeavesTheLocalFileAsItWasAndAResumeCompletesIt) {
     const std::string original = bigRecording();
     const size_t have = original.size() / 5;
-    std::string dataDir;
-    {
-        SimProcess sim({"--faults", "cut:3000000"});
+    for (bool ssh : {false, true}) {
+        std::vector<std::string> args = {"--faults", "cut:3000000"};
+        if (ssh) args.insert(args.end(), {"--ssh-port", "0"});
+        SimProcess sim(args);
         putOnInstrument(sim, original);
-        Download d(sim, Download::Tcp);
+        Download d(sim, ssh ? Download::Ssh : Download::Tcp);
         fs::create_directories(d.session->Link().FRecDir);
         writeFile(d.local(), original.substr(0, have));
         EXPECT_FALSE(d.get(uint32_t(have))) << "the line breaks before the frame is complete";
         EXPECT_TRUE(d.session->WaitFor([&] { return !d.session->Link().IsConnected(); }, 5000));
         EXPECT_EQ(fs::file_size(d.local()), have) << "half a frame never reaches the file";
-        EXPECT_TRUE(d.strays().empty()) << d.strays().front();
+        EXPECT_TRUE(d.strays().empty()) << (ssh ? "ssh" : "tcp");
     }
     SimProcess sim;
     putOnInstrument(sim, original);
