@@ -149,6 +149,8 @@ size_t TIdReadThreadTCPTCP::receiveAvailable() {
             uint8_t* at = FreadStream.Reserve(CReadChunk);
             n = ::recv(fd, at, CReadChunk, 0);
             FreadStream.Commit(n > 0 ? size_t(n) : 0);
+            // A head that just came in may open a spool: the rest of its frame then goes there.
+            FreadStream.CheckHead();
         }
         if (n > 0) {
             total += size_t(n);
