@@ -221,6 +221,19 @@ void TFormBasic::WireCallbacks() {
     l.FNAKCB = [this](TSender, uint32_t) { EndWork(); };
 }
 
+bool TFormBasic::PrepareLink(bool FTP, bool GZ, bool SetFolders, bool Connect, bool CheckXML) {
+    FComUnit->FFTP = FTP;
+    FComUnit->FGZ = GZ;
+    FComUnit->FSetFolders = SetFolders;
+    FComUnit->FVisibility = FVisibility;
+    if (!Connect) {
+        EndWork();
+        return false;
+    }
+    FComUnit->FCheckXMLFileVersions = CheckXML;
+    return true;
+}
+
 void TFormBasic::SetTCPCommUnit(const std::string& IP, int Port, bool FTP, bool Connect, bool SetFolders,
                                 bool GZ, bool CheckXML, int BoundPort) {
     if (!FComUnit) return;
@@ -229,15 +242,7 @@ void TFormBasic::SetTCPCommUnit(const std::string& IP, int Port, bool FTP, bool 
     FPort = std::to_string(Port);
     FComUnit->SetIPAndPort(IP, Port, BoundPort);
     if (FTCPComUnit) FTCPComUnit->FIsOffline = IP.empty();
-    FComUnit->FFTP = FTP;
-    FComUnit->FGZ = GZ;
-    FComUnit->FSetFolders = SetFolders;
-    FComUnit->FVisibility = FVisibility;
-    if (!Connect) {
-        EndWork();
-        return;
-    }
-    FComUnit->FCheckXMLFileVersions = CheckXML;
+    if (!PrepareLink(FTP, GZ, SetFolders, Connect, CheckXML)) return;
     if (FConnectThread.joinable()) FConnectThread.join();
     TComUnit* link = FComUnit;
     FConnectThread = std::thread([this, link] {
@@ -266,15 +271,7 @@ void TFormBasic::SetSerialComUnit(const std::string& Port, bool Connect, bool Se
     if (!FComUnit) return;
     FConnSucces = false;
     FPort = Port;
-    FComUnit->FFTP = false;
-    FComUnit->FGZ = GZ;
-    FComUnit->FSetFolders = SetFolders;
-    FComUnit->FVisibility = FVisibility;
-    if (!Connect) {
-        EndWork();
-        return;
-    }
-    FComUnit->FCheckXMLFileVersions = CheckXML;
+    if (!PrepareLink(false, GZ, SetFolders, Connect, CheckXML)) return;
     if (FRSComUnit) FRSComUnit->SetComPort(Port);
     FComUnit->DoConnect();
     Postpone(

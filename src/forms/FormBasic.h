@@ -174,6 +174,8 @@ protected:
     QLabel* imgSecure = nullptr;
 
 private:
+    // Settings both transports share; false when no connection is wanted (the work ends here).
+    bool PrepareLink(bool FTP, bool GZ, bool SetFolders, bool Connect, bool CheckXML);
     void BuildStatusBar();
     void WireCallbacks();
     void WaitForSerialTimer(int Remaining);
