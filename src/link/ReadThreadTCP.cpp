@@ -5,9 +5,18 @@
 #include "link/Ntp.h"
 #include "link/TCPComUnit.h"
 
+#include <algorithm>
 #include <chrono>
+#include <stdexcept>
 
+#include <cerrno>
+#include <cstring>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace ferro {
@@ -142,6 +151,56 @@ void TIdReadThreadTCP::SendCommandStream() {
     if (FEndWork) FEndWork(wmWrite, s.size());
     log("Thread After Send");
     if (FClient) FClient->SendQueueActive = QueueLength() > 0;
+}
+
+int TIdReadThreadTCP::OpenSocket(const std::function<void()>& onConnecting) {
+    if (cancelConnect_) throw std::runtime_error("Connect canceled.");
+    addrinfo hints{};
+    hints.ai_family = FIPVersion == ipverV6 ? AF_INET6 : AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* res = nullptr;
+    const std::string port = std::to_string(FPortNo);
+    int gai = ::getaddrinfo(FHost.c_str(), port.c_str(), &hints, &res);
+    if (gai != 0 || !res)
+        throw std::runtime_error(Fmt("Host not found: %s (%s)", FHost.c_str(), gai_strerror(gai)));
+    std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> guard(res, ::freeaddrinfo);
+
+    int fd = ::socket(res->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0) throw std::runtime_error(std::strerror(errno));
+    auto fail = [fd](const std::string& why) {
+        ::close(fd);
+        throw std::runtime_error(why);
+    };
+    int one = 1;
+    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    if (onConnecting) onConnecting();
+    // Keep-alive: probe after 25 s of silence, every 2 s.
+    int idle = 25, intvl = 2;
+    ::setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &intvl, sizeof intvl);
+
+    if (::connect(fd, res->ai_addr, res->ai_addrlen) == 0) return fd;
+    if (errno != EINPROGRESS) fail(std::strerror(errno));
+    // The wake-up descriptor beside the socket: CancelConnect ends the wait at once.
+    pollfd p[2] = {{fd, POLLOUT, 0}, {WakeFd(), POLLIN, 0}};
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(ConnectTimeoutMs);
+    int n = 0;
+    for (;;) {
+        auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+        n = ::poll(p, 2, int(std::max<int64_t>(0, left.count())));
+        if (n < 0 && errno == EINTR) continue;
+        if (n > 0 && (p[1].revents & POLLIN)) DrainWake();
+        if (cancelConnect_) fail("Connect canceled.");
+        if (n <= 0 || (p[0].revents & (POLLOUT | POLLERR | POLLHUP))) break;
+    }
+    if (n == 0) fail("Connect timed out.");
+    int err = 0;
+    socklen_t len = sizeof err;
+    ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len);
+    if (n < 0 || err != 0) fail(std::strerror(err ? err : errno));
+    return fd;
 }
 
 void TIdReadThreadTCP::ReportReadProgress() {

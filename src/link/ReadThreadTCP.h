@@ -39,7 +39,8 @@ public:
     virtual void DoConnect() = 0;
     virtual void DoDisconnect(bool Notify);
 
-    // Gives up a connect under way at once (a view that closes does not wait out the time-out).
+    // Gives up a connect under way at once, and any later one: the view that owns the link closes
+    // and does not wait out the time-out.
     void CancelConnect() {
         cancelConnect_ = true;
         Wake();
@@ -59,6 +60,9 @@ public:
     size_t QueueLength() const;
     // Sends the first queued frame (one per turn).
     void SendCommandStream();
+
+    TIpVer FIPVersion = ipverV4;
+    int ConnectTimeoutMs = 10000;
 
     std::function<void(const std::string&, bool)> Flog;
     std::function<void(const std::string& Message)> FOnException;
@@ -80,6 +84,10 @@ protected:
     void DrainWake();
     // Frame bytes handed to the main thread but not yet evaluated; reading pauses above a limit.
     bool MainThreadBusy() const { return pendingBytes_ > CMaxPendingBytes; }
+    // Connects a non-blocking TCP socket to FHost:FPortNo within ConnectTimeoutMs; CancelConnect
+    // ends the wait at once. `onConnecting` is called once the address is known. Throws with the
+    // reason on failure.
+    int OpenSocket(const std::function<void()>& onConnecting);
     // Tells how much of a large frame has arrived, every MiB or so.
     void ReportReadProgress();
 

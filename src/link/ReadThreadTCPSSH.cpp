@@ -45,11 +45,13 @@ void TIdReadThreadTCPSSH::DoConnect() {
     FCanceled = false;
     bool ok = false;
     try {
+        // Our own connect, so that a view that closes can cancel it; libssh takes the socket over.
+        FSSHClient->SetSocket(OpenSocket(nullptr));
         ok = FSSHClient->Connect();
+        if (!ok && !FSSHClient->AuthFailed()) log("DoConnectExcept: " + FSSHClient->LastError());
     } catch (const std::exception& e) {
         log(std::string("DoConnectExcept: ") + e.what());
     }
-    if (!ok && !FSSHClient->AuthFailed()) log("DoConnectExcept: " + FSSHClient->LastError());
     FIsconnected = ok;
     if (ok) Start();
     if (FOnConnected) FOnConnected(ok);

@@ -45,73 +45,16 @@ void TIdReadThreadTCPTCP::closeSocket() {
 }
 
 void TIdReadThreadTCPTCP::DoConnect() {
-    auto status = [this](TcpStatus s, const std::string& t) {
-        if (FOnStatus) FOnStatus(s, t);
-    };
     try {
-        cancelConnect_ = false;
-        status(TcpStatus::Resolving, FHost);
-        addrinfo hints{};
-        hints.ai_family = FIPVersion == ipverV6 ? AF_INET6 : AF_INET;
-        hints.ai_socktype = SOCK_STREAM;
-        addrinfo* res = nullptr;
-        std::string port = std::to_string(FPortNo);
-        int gai = ::getaddrinfo(FHost.c_str(), port.c_str(), &hints, &res);
-        if (gai != 0 || !res)
-            throw std::runtime_error(Fmt("Host not found: %s (%s)", FHost.c_str(), gai_strerror(gai)));
-        std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> guard(res, ::freeaddrinfo);
-
-        int fd = ::socket(res->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-        if (fd < 0) throw std::runtime_error(sysError(errno));
-        int one = 1;
-        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        status(TcpStatus::Connecting, FHost);
-        // Keep-alive: probe after 25 s of silence, every 2 s.
-        int idle = 25, intvl = 2;
-        ::setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
-        ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
-        ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &intvl, sizeof intvl);
-
-        int rc = ::connect(fd, res->ai_addr, res->ai_addrlen);
-        if (rc != 0 && errno != EINPROGRESS) {
-            int err = errno;
-            ::close(fd);
-            throw std::runtime_error(sysError(err));
-        }
-        if (rc != 0) {
-            // The wake-up descriptor beside the socket: CancelConnect ends the wait at once.
-            pollfd p[2] = {{fd, POLLOUT, 0}, {WakeFd(), POLLIN, 0}};
-            const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(ConnectTimeoutMs);
-            int n = 0;
-            for (;;) {
-                auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                    until - std::chrono::steady_clock::now());
-                n = ::poll(p, 2, int(std::max<int64_t>(0, left.count())));
-                if (n < 0 && errno == EINTR) continue;
-                if (n > 0 && (p[1].revents & POLLIN)) DrainWake();
-                if (cancelConnect_) {
-                    ::close(fd);
-                    throw std::runtime_error("Connect canceled.");
-                }
-                if (n <= 0 || (p[0].revents & (POLLOUT | POLLERR | POLLHUP))) break;
-            }
-            if (n == 0) {
-                ::close(fd);
-                throw std::runtime_error("Connect timed out.");
-            }
-            int err = 0;
-            socklen_t len = sizeof err;
-            ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len);
-            if (n < 0 || err != 0) {
-                ::close(fd);
-                throw std::runtime_error(sysError(err ? err : errno));
-            }
-        }
+        if (FOnStatus) FOnStatus(TcpStatus::Resolving, FHost);
+        int fd = OpenSocket([this] {
+            if (FOnStatus) FOnStatus(TcpStatus::Connecting, FHost);
+        });
         fd_ = fd;
         disconnectReported_ = false;
         FIsconnected = true;
         log(Fmt("DoConnect: %s", BoolStr(true)));
-        status(TcpStatus::Connected, FHost);
+        if (FOnStatus) FOnStatus(TcpStatus::Connected, FHost);
         Start();
     } catch (const std::exception& e) {
         FIsconnected = false;

@@ -24,8 +24,6 @@ public:
     void DoConnect() override;
     void DoDisconnect(bool Notify) override;
 
-    TIpVer FIPVersion = ipverV4;
-    int ConnectTimeoutMs = 10000;
     // Status words as the socket passes through them (called on the connecting or link thread).
     std::function<void(TcpStatus, const std::string& text)> FOnStatus;
 

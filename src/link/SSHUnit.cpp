@@ -6,6 +6,9 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <unistd.h>
+
+#include <utility>
 
 namespace ferro {
 
@@ -14,6 +17,7 @@ TSSHUnit::TSSHUnit() : FChannelBuf(CBlockSize), FTerminalBuf(CBlockSize) {}
 TSSHUnit::~TSSHUnit() {
     std::lock_guard<std::recursive_mutex> lk(monitor_);
     closeAll();
+    if (presetFd_ >= 0) ::close(presetFd_);
 }
 
 void TSSHUnit::SetKeyAuth(const std::string& PublicKey, const std::string& PrivateKey) {
@@ -45,14 +49,26 @@ void TSSHUnit::closeAll() {
     }
 }
 
+void TSSHUnit::SetSocket(int fd) {
+    std::lock_guard<std::recursive_mutex> lk(monitor_);
+    if (presetFd_ >= 0) ::close(presetFd_);
+    presetFd_ = fd;
+}
+
 bool TSSHUnit::Connect() {
     std::lock_guard<std::recursive_mutex> lk(monitor_);
     closeAll();
     authFailed_ = hostKeyRefused_ = false;
     lastError_.clear();
     FCanceled = false;
+    const int given = std::exchange(presetFd_, -1);
     session_ = ssh_new();
-    if (!session_) return false;
+    if (!session_) {
+        if (given >= 0) ::close(given);
+        return false;
+    }
+    // The session owns a given socket from here on and closes it with itself.
+    if (given >= 0) ssh_options_set(session_, SSH_OPTIONS_FD, &given);
     int verbosity = SSH_LOG_NOLOG;
     long timeout = timeoutSec_;
     int processConfig = 0; // a user's ~/.ssh/config must not change the connection

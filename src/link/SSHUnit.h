@@ -44,6 +44,9 @@ public:
     void SetKeyAuth(const std::string& PublicKey, const std::string& PrivateKey);
     void SetHashFile(const std::string& FileName) { FHashManager.SetHashStore(FileName); }
     void SetTimeoutSec(int s) { timeoutSec_ = s; }
+    // A TCP connection already standing, for the next Connect to use (and own) instead of opening
+    // one itself.
+    void SetSocket(int fd);
     const std::string& GetHost() const { return host_; }
     int GetPort() const { return port_; }
     static THashMode GetHashMode() { return hmMD5; }
@@ -98,6 +101,7 @@ private:
     std::string host_ = "127.0.0.1", user_, password_, pubKey_, privKey_, fingerprint_, lastError_;
     int port_ = 22;
     int timeoutSec_ = 5;
+    int presetFd_ = -1;
     TSshAuth auth_ = TSshAuth::Password;
     bool authFailed_ = false;
     bool hostKeyRefused_ = false;

@@ -149,10 +149,8 @@ void TTCPComUnit::DoConnect() {
         WriteLogFromAnyThread("DoConnectExcept: no link thread", false);
         return;
     }
-    if (auto* tcp = dynamic_cast<TIdReadThreadTCPTCP*>(FReadThread.get())) {
-        tcp->FIPVersion = FIPVersion;
-        tcp->ConnectTimeoutMs = ConnectTimeoutMs;
-    }
+    FReadThread->FIPVersion = FIPVersion;
+    FReadThread->ConnectTimeoutMs = ConnectTimeoutMs;
     if (auto* ssh = dynamic_cast<TIdReadThreadTCPSSH*>(FReadThread.get())) {
         ssh->FUser = FSSHUser;
         ssh->FPassword = FSSHPassword;

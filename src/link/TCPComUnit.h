@@ -26,7 +26,8 @@ public:
     bool IsConnected() const override;
     void SetIPAndPort(const std::string& IP, int Port, int BoundPort) override;
     void DoConnect() override;
-    // Ends a plain TCP connect under way at once, from any thread; it fails as "Connect canceled.".
+    // For a link that is going away: ends a connect under way at once, from any thread, and refuses
+    // later ones; they fail as "Connect canceled.".
     void CancelConnect();
     void DoDisconnect(bool Value) override;
 

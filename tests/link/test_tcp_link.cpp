@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <mutex>
+#include <thread>
 
 using namespace ferro;
 using namespace ferro::test;
@@ -208,21 +209,25 @@ TEST(TcpLink, ACanceledConnectEndsAtOnceInsteadOfWaitingOutItsTimeOut) {
     int filler = ::socket(AF_INET, SOCK_STREAM, 0);
     ASSERT_EQ(::connect(filler, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
 
-    TTCPComUnit link(false);
-    link.ConnectTimeoutMs = 10000;
-    LogSink log;
-    link.FOnLogCallBack = [&](TSender, const std::string& s, bool) {
-        log.lines.push_back(s);
+    for (bool ssh : {false, true}) {
+        TTCPComUnit link(ssh);
+        link.ConnectTimeoutMs = 10000;
+        LogSink log;
+        link.SetIPAndPort("127.0.0.1", ntohs(a.sin_port), 0);
         // The view closes while the connect is under way.
-        if (s.find("Status: Connecting") != std::string::npos) link.CancelConnect();
-    };
-    link.SetIPAndPort("127.0.0.1", ntohs(a.sin_port), 0);
-    auto t0 = std::chrono::steady_clock::now();
-    link.DoConnect();
-    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(2));
-    WaitFor([&] { return log.has("Connect canceled."); }, 1000);
-    EXPECT_FALSE(link.IsConnected());
-    EXPECT_TRUE(log.has("DoConnectExcept: Connect canceled."));
+        std::thread closer([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            link.CancelConnect();
+        });
+        link.FOnLogCallBack = [&](TSender, const std::string& s, bool) { log.lines.push_back(s); };
+        auto t0 = std::chrono::steady_clock::now();
+        link.DoConnect();
+        EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(2)) << (ssh ? "ssh" : "tcp");
+        closer.join();
+        WaitFor([&] { return log.has("Connect canceled."); }, 1000);
+        EXPECT_FALSE(link.IsConnected());
+        EXPECT_TRUE(log.has("DoConnectExcept: Connect canceled.")) << (ssh ? "ssh" : "tcp");
+    }
     ::close(filler);
     ::close(listener);
 }
