@@ -1,7 +1,10 @@
 #include "link/FrameSpool.h"
 
+#include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
+#include <random>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -27,14 +30,21 @@ bool writeAll(int fd, const uint8_t* data, size_t len) {
 
 std::unique_ptr<TFrameSpool> TFrameSpool::Create(const std::string& folder) {
     if (folder.empty()) return nullptr;
-    std::string path = folder;
-    if (path.back() != '/') path += '/';
-    path += ".readout-XXXXXX.part";
-    std::vector<char> name(path.begin(), path.end());
-    name.push_back('\0');
-    int fd = ::mkostemps(name.data(), 5, O_CLOEXEC);
-    if (fd < 0) return nullptr;
-    return std::unique_ptr<TFrameSpool>(new TFrameSpool(fd, name.data()));
+    std::string base = folder;
+    if (base.back() != '/') base += '/';
+    // Opened like any new file (not mkstemp's 0600), so the file that is renamed into place gets the
+    // permissions the user's umask gives every other download.
+    static std::atomic<unsigned> counter{0};
+    std::random_device random;
+    for (int attempt = 0; attempt < 16; ++attempt) {
+        char name[64];
+        std::snprintf(name, sizeof name, ".readout-%d-%u-%08x.part", int(::getpid()), counter++, random());
+        std::string path = base + name;
+        int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0) return std::unique_ptr<TFrameSpool>(new TFrameSpool(fd, path));
+        if (errno != EEXIST) return nullptr;
+    }
+    return nullptr;
 }
 
 TFrameSpool::TFrameSpool(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}

@@ -267,6 +267,11 @@ TEST(FrameSpool, MovedIntoPlaceOrAppendedAndOnFailureTheTargetStaysAsItWas) {
     ASSERT_TRUE(fresh->MoveInto(folder + "rec.bin"));
     fresh.reset();
     EXPECT_EQ(ferro::test::readFile(folder + "rec.bin"), "first part");
+    ferro::test::writeFile(folder + "plain.bin", "x");
+    EXPECT_EQ(QFile::permissions(QString::fromStdString(folder + "rec.bin")),
+              QFile::permissions(QString::fromStdString(folder + "plain.bin")))
+        << "a download gets the permissions of any new file";
+    QFile::remove(QString::fromStdString(folder + "plain.bin"));
     EXPECT_FALSE(QFile::exists(QString::fromStdString(spoolPath)));
 
     ASSERT_TRUE(spoolOf(", second part")->MoveInto(folder + "rec.bin"));
