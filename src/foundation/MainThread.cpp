@@ -3,8 +3,10 @@
 #include "foundation/Clock.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QMetaObject>
 #include <QThread>
+#include <QTimer>
 
 namespace ferro {
 
@@ -39,6 +41,18 @@ void RunOnMainAndWait(const std::function<void()>& proc) {
         return;
     }
     QMetaObject::invokeMethod(app, proc, Qt::BlockingQueuedConnection);
+}
+
+bool RunEventsUntil(const std::function<bool()>& done, int timeoutMs) {
+    QElapsedTimer elapsed;
+    elapsed.start();
+    QTimer tick;
+    tick.start(10);
+    while (!done()) {
+        if (elapsed.elapsed() > timeoutMs) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+    }
+    return true;
 }
 
 } // namespace ferro

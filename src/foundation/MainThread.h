@@ -24,4 +24,8 @@ void RunOnMainAndWait(const std::function<void()>& proc);
 
 bool IsMainThread();
 
+// Runs the main thread's event loop until `done` holds or `timeoutMs` passes; true if `done` held.
+// It sleeps while nothing happens; a 10 ms tick lets it see conditions that other threads change.
+bool RunEventsUntil(const std::function<bool()>& done, int timeoutMs);
+
 } // namespace ferro

@@ -1,17 +1,15 @@
 #include "link/LinkSession.h"
 
 #include "foundation/Format.h"
+#include "foundation/MainThread.h"
 #include "link/Messages.h"
 #include "link/RSComUnit.h"
 #include "link/TCPComUnit.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <QTimer>
 
-#include <chrono>
 #include <cstdio>
-#include <thread>
 
 namespace ferro {
 
@@ -59,20 +57,11 @@ TLinkSession::~TLinkSession() {
 }
 
 bool TLinkSession::WaitFor(const std::function<bool()>& done, int timeoutMs) {
-    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    // Sleeps until something happens; the tick bounds each sleep so the time limit is kept.
-    QTimer tick;
-    tick.start(20);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > until) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-        if (!link_->IsConnected()) {
-            // Let queued jobs of the fall run, then give up.
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-            return done();
-        }
-    }
-    return true;
+    if (RunEventsUntil([&] { return done() || !link_->IsConnected(); }, timeoutMs) && done()) return true;
+    if (link_->IsConnected()) return false;
+    // The line fell: let queued jobs of the fall run, then give up.
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    return done();
 }
 
 bool TLinkSession::Open(std::string& error, int timeoutMs) {
@@ -105,12 +94,7 @@ bool TLinkSession::Open(std::string& error, int timeoutMs) {
 bool TLinkSession::openSerial(std::string& error, int timeoutMs) {
     link_->DoConnect();
     // The line counts as standing once the thread has checked it.
-    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(2000);
-    while (!link_->IsConnected() && std::chrono::steady_clock::now() < until) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    if (!link_->IsConnected()) {
+    if (!RunEventsUntil([this] { return link_->IsConnected(); }, 2000)) {
         error = Fmt("Die serielle Schnittstelle %s ist nicht verfügbar.", options_.SerialDevice.c_str());
         return false;
     }
@@ -130,9 +114,7 @@ void TLinkSession::Close(int timeoutMs) {
     if (!link_ || !link_->IsConnected()) return;
     auto closed = std::make_shared<bool>(false);
     link_->ShutDown(nullptr, [closed](TSender) { *closed = true; });
-    auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!*closed && link_->IsConnected() && std::chrono::steady_clock::now() < until)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    RunEventsUntil([&] { return *closed || !link_->IsConnected(); }, timeoutMs);
 }
 
 } // namespace ferro

@@ -6,8 +6,6 @@
 #include "link/ReadThreadTCPSSH.h"
 #include "link/ReadThreadTCPTCP.h"
 
-#include <QCoreApplication>
-#include <QEventLoop>
 
 #include <chrono>
 #include <condition_variable>
@@ -94,13 +92,14 @@ bool TTCPComUnit::askHostKey(const std::string& question) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(10);
     if (IsMainThread()) {
         ask();
-        while (true) {
-            {
+        RunEventsUntil(
+            [&] {
                 std::lock_guard<std::mutex> lk(answer->m);
-                if (answer->done || std::chrono::steady_clock::now() > limit) break;
-            }
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        }
+                return answer->done;
+            },
+            int(std::chrono::duration_cast<std::chrono::milliseconds>(limit -
+                                                                      std::chrono::steady_clock::now())
+                    .count()));
     } else {
         Postpone(this, ask);
         std::unique_lock<std::mutex> lk(answer->m);

@@ -1,28 +1,23 @@
 #pragma once
-// The one way tests wait: run the event loop until a condition holds, bounded. It sleeps until
-// something happens; the tick lets conditions that other threads change be seen within 10 ms.
+// The one way tests wait: the program's own event wait, bounded. Widgets closed with deleteLater are
+// gone before the condition is looked at again.
+
+#include "foundation/MainThread.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QEvent>
-#include <QTimer>
 
 #include <functional>
 
 namespace ferro::test {
 
 inline bool WaitFor(const std::function<bool()>& done, int timeoutMs = 5000) {
-    QElapsedTimer elapsed;
-    elapsed.start();
-    QTimer tick;
-    tick.start(10);
-    while (!done()) {
-        if (elapsed.elapsed() > timeoutMs) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-        // Widgets closed with deleteLater are gone before the condition is looked at again.
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
-    return true;
+    return RunEventsUntil(
+        [&] {
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            return done();
+        },
+        timeoutMs);
 }
 
 } // namespace ferro::test
