@@ -55,16 +55,17 @@ void TComUnit::ReadoutCommand(MemStream& Stream) {
             std::filesystem::create_directories(folder, ec);
             std::string local = folder + FFileName;
             if (FFTP) {
-                std::string remote = Stream.readText(end - CHeadSize);
-                GetFTPFile(remote, local);
-            } else if (FSpooled) {
-                if (!FSpooled->MoveInto(local)) {
+                // A short FTP file still reaches the callback: the view compares sizes.
+                GetFTPFile(Stream.readText(end - CHeadSize), local);
+            } else {
+                // The payload is in the frame, or on disk when it was spooled as it arrived.
+                const bool stored = FSpooled
+                                        ? FSpooled->MoveInto(local)
+                                        : AppendToFile(local, Stream.data() + CHeadSize, end - CHeadSize);
+                if (!stored) {
                     WriteLog("Error with Readout cannot write " + local, true);
                     break;
                 }
-            } else if (!AppendToFile(local, Stream.data() + CHeadSize, end - CHeadSize)) {
-                WriteLog("Error with Readout cannot write " + local, true);
-                break;
             }
             if (FMassDLNext)
                 FMassDLNext(this);
