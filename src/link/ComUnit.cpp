@@ -299,7 +299,10 @@ void TComUnit::StartPlainSession() {
 // ---------------------------------------------------------------- receiving
 
 bool TComUnit::Evaluate(MemStream& Stream) {
-    // A frame copy holds exactly one frame; a remainder left by a handler is parsed as the next one.
+    // A frame copy holds exactly one frame and brings its own head: a refusal that left the transfer
+    // flag set (it stays until the next tick) must not make this frame more of the refusal.
+    FTransferInProgress = false;
+    // A remainder left by a handler is parsed as the next frame.
     for (;;) {
         if (!FTransferInProgress) {
             FTransferInProgress = true;

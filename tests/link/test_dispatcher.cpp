@@ -107,6 +107,12 @@ TEST(Refusal, Code134OnTheOpeningMakesTheNextFrameVersionFour) {
     ASSERT_EQ(t.link.Sent.size(), 2u);
     EXPECT_EQ(t.sentHead(1).Ver, 4);
     EXPECT_EQ(t.sentNames()[1], "CCC_SESSION_STR_ADV");
+    // The version-4 answer is a session reply of its own, not more of the refusal.
+    t.feed(SessionReply(4));
+    EXPECT_FALSE(t.link.FNAK);
+    EXPECT_EQ(t.link.FVer, 4);
+    ASSERT_EQ(t.link.Sent.size(), 3u);
+    EXPECT_EQ(t.sentNames()[2], "CCC_IDENTIFY_ALL");
 }
 
 TEST(Refusal, Code120ShowsTheTwoConnectionsMessage) {
