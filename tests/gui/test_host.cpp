@@ -91,11 +91,12 @@ TEST(InstrumentStore, DemoOptionIsParsedOrExplained) {
     EXPECT_EQ(out[1].SshPassword, "viewer");
 
     const std::pair<const char*, const char*> broken[] = {{"localhost", "HOST:PORT"},
-                                                          {"localhost:99999", ""},
+                                                          {"localhost:99999", "localhost:99999"},
                                                           {"localhost:5040,ssh=abc", "ssh=abc"},
-                                                          {"localhost:5040,foo=1", ""}};
+                                                          {"localhost:5040,foo=1", "foo=1"}};
     for (const auto& [option, hint] : broken) {
         out.clear();
+        error.clear();
         EXPECT_FALSE(TInstrumentStore::ParseDemo(option, out, error)) << option;
         EXPECT_NE(error.find(hint), std::string::npos) << option << ": " << error;
         EXPECT_TRUE(out.empty()) << option;

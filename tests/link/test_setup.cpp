@@ -313,6 +313,8 @@ TEST(UntrustedArchive, TruncatedEntryIsRefused) {
     tar.resize(512 + 100000);
     TUntarResult r;
     ExtractTar(tar, dir.path().toStdString(), r);
+    ASSERT_EQ(r.Refused.size(), 1u);
+    EXPECT_NE(r.Refused[0].find("size does not match"), std::string::npos) << r.Refused[0];
     EXPECT_TRUE(r.Written.empty());
     EXPECT_FALSE(fs::exists(dir.path().toStdString() + "/big.bin"));
 }

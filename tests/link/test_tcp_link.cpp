@@ -188,12 +188,14 @@ TEST(TcpLink, QueuedFramesWakeTheLinkThreadInsteadOfWaitingOutItsIdleTurn) {
     link.DoConnect();
     ASSERT_TRUE(WaitFor([&] { return done; }));
     // Fifty exchanges: with a 20 ms idle wait that ignored the queue they would take a second.
+    const size_t before = dev.received().size();
     auto t0 = std::chrono::steady_clock::now();
     for (int i = 0; i < 50; ++i) {
         link.SendNamed("CCC_IDENTIFY_BASIC");
         ASSERT_TRUE(WaitFor([&] { return !link.FWaitForAnswer; }, 2000));
     }
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(600));
+    EXPECT_EQ(dev.received().size(), before + 50) << "every exchange really went over the line";
 }
 
 TEST(TcpLink, ACanceledConnectEndsAtOnceInsteadOfWaitingOutItsTimeOut) {

@@ -180,6 +180,7 @@ bool RawClient::frame(Frame& out, int timeoutMs) {
     if (!recvExact(rest, size - 20, timeoutMs)) return false;
     out.bytes = h;
     out.bytes.insert(out.bytes.end(), rest.begin(), rest.end());
+    out.answered = true;
     return true;
 }
 

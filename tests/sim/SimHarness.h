@@ -42,6 +42,7 @@ void writeBytes(const std::string& path, const Bytes& bytes);
 
 struct Frame {
     Bytes bytes;
+    bool answered = false; // a real frame came (a request that timed out leaves this false)
     uint8_t cmd() const { return bytes[0]; }
     uint16_t ext() const { return get16(bytes, 2); }
     uint16_t ver() const { return get16(bytes, 4); }
@@ -50,6 +51,8 @@ struct Frame {
     uint32_t size() const { return get32(bytes, 12); }
     uint32_t seq() const { return get32(bytes, 16); }
     bool nak() const { return (flags() & 2) && flags() < 16; }
+    // An answer that is no refusal.
+    bool ack() const { return answered && !nak(); }
     uint32_t code() const { return get32(bytes, 20); }
     Bytes payload() const { return Bytes(bytes.begin() + 20, bytes.end()); }
 };

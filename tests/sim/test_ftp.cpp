@@ -120,7 +120,7 @@ TEST(SimFtp, SetupsAreStagedUploadedAndTheServerStopsWithTheSimulator) {
         Bytes wr = named(3, 3, "MySetup.xml.gz", 0, kFtp | kGz);
         wr[1] = 1; // privileged
         Frame ack = c.request(wr);
-        EXPECT_FALSE(ack.nak());
+        EXPECT_TRUE(ack.ack());
         EXPECT_EQ(ack.ext(), 3);
         EXPECT_EQ(str(fileBytes(f.sim.data() + "/setup/setup.xml"), 0), xml);
 

@@ -166,7 +166,7 @@ end
 main(name, ...))";
     for (size_t at = script.find('\n'); at != std::string::npos; at = script.find('\n', at + 2))
         script.replace(at, 1, "\r\n");
-    ASSERT_FALSE(c.request(scratchWrite("status.lua", Bytes(script.begin(), script.end()))).nak());
+    ASSERT_TRUE(c.request(scratchWrite("status.lua", Bytes(script.begin(), script.end()))).ack());
     LuaReply run = runLua(c, "dofile\"/mnt/flashdrive0/data/ccci/scratchpad/status.lua\" ");
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(run.out, ""); // muted while the script ran
@@ -219,7 +219,7 @@ TEST(SimLua, DeviceModulesChangeTheInstrumentAndSoftResetDropsEveryLine) {
     EXPECT_TRUE(c.closedWithin(3000));
     EXPECT_TRUE(b.closedWithin(3000));
     RawClient again(sim.port());
-    EXPECT_FALSE(again.openPlain().nak());
+    EXPECT_TRUE(again.openPlain().ack());
 }
 
 TEST(SimLua, FirmwareUpdateRejectsDamageAndRestartsWithTheNewRevision) {
@@ -227,14 +227,14 @@ TEST(SimLua, FirmwareUpdateRejectsDamageAndRestartsWithTheNewRevision) {
     RawClient c(sim.port());
     c.openPlain();
     const std::string update = "print(uti.err2ascii(uti.fwUpdate(\"~/update.tgz\")))";
-    ASSERT_FALSE(c.request(scratchWrite("update.tgz", Bytes(3000, 0x17))).nak());
+    ASSERT_TRUE(c.request(scratchWrite("update.tgz", Bytes(3000, 0x17))).ack());
     EXPECT_EQ(runLua(c, update).out, "Invalid argument\n");
     EXPECT_EQ(get32(c.request(plain(2, 0, 1)).bytes, 216), 0x02020105u);
 
     const std::string version = "product=FerroRecorder\nrevision=2.3.0.7\n";
     Bytes image = ferro::sim::Compression::tarGz(
         {{"VERSION", Bytes(version.begin(), version.end())}, {"rootfs.img", Bytes(5000, 0x42)}});
-    ASSERT_FALSE(c.request(scratchWrite("update.tgz", image)).nak());
+    ASSERT_TRUE(c.request(scratchWrite("update.tgz", image)).ack());
     LuaReply r = runLua(c, update);
     EXPECT_EQ(r.out, "No Error\n");
     EXPECT_TRUE(r.ended);

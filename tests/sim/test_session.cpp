@@ -31,7 +31,7 @@ TEST(SimSession, BothOpeningFormsAndThePasswordCheck) {
 
     RawClient good(sim.port());
     Frame s = good.request(start("viewer", "viewer"));
-    EXPECT_FALSE(s.nak());
+    EXPECT_TRUE(s.ack());
     EXPECT_EQ(s.ver(), 5);
     EXPECT_EQ(s.size(), 20u);
 
@@ -45,7 +45,7 @@ TEST(SimSession, Version4DeviceRefusesStartFrameWith134ThenAcceptsPlainOpening) 
     EXPECT_EQ(c.request(start("admin", "admin")).code(), 134u);
     // The fall-back on the same line.
     Frame f = c.openPlain();
-    EXPECT_FALSE(f.nak());
+    EXPECT_TRUE(f.ack());
     EXPECT_EQ(f.ver(), 4);
     EXPECT_EQ(f.size(), 148u);
 }
@@ -72,14 +72,14 @@ TEST(SimSession, RefusalsHaveFlagsCodeAndTextInPlace) {
         EXPECT_EQ(u.code(), 1u) << int(cmd);
     }
     EXPECT_TRUE(c.request(plain(2, 0, 5)).nak()); // unknown identity form
-    EXPECT_FALSE(c.request(plain(2, 0, 0)).nak());
+    EXPECT_TRUE(c.request(plain(2, 0, 0)).ack());
 }
 
 TEST(SimSession, ThirdConnectionIsRefusedWith120UntilASessionStops) {
     Sim sim;
     RawClient a(sim.port()), b(sim.port());
-    EXPECT_FALSE(a.openPlain().nak());
-    EXPECT_FALSE(b.openPlain().nak());
+    EXPECT_TRUE(a.openPlain().ack());
+    EXPECT_TRUE(b.openPlain().ack());
     RawClient c(sim.port());
     EXPECT_EQ(c.openPlain().code(), 120u);
     EXPECT_TRUE(c.closedWithin(3000));
@@ -87,7 +87,7 @@ TEST(SimSession, ThirdConnectionIsRefusedWith120UntilASessionStops) {
     EXPECT_EQ(stop.ext(), 0xFFFF);
     EXPECT_TRUE(a.closedWithin(3000));
     RawClient d(sim.port());
-    EXPECT_FALSE(d.openPlain().nak());
+    EXPECT_TRUE(d.openPlain().ack());
 }
 
 TEST(SimSession, TwoClientsAreServedIndependently) {

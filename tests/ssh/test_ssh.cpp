@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -297,10 +299,17 @@ TEST(SshLink, QueuedFramesWakeTheLinkThread) {
     c.link.DoConnect();
     ASSERT_TRUE(WaitFor([&] { return c.done; }));
     // Fifty exchanges: with a 10 ms idle wait that ignored the queue they would take half a second.
+    auto accepted = [&] {
+        return std::count_if(c.log.begin(), c.log.end(), [](const std::string& l) {
+            return l.rfind("ComUnit Accept Cmd=2 ", 0) == 0;
+        });
+    };
+    const auto before = accepted();
     auto t0 = std::chrono::steady_clock::now();
     for (int i = 0; i < 50; ++i) {
         c.link.SendNamed("CCC_IDENTIFY_BASIC");
         ASSERT_TRUE(WaitFor([&] { return !c.link.FWaitForAnswer; }, 2000));
     }
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(400));
+    EXPECT_EQ(accepted(), before + 50) << "every exchange really went over the line";
 }
