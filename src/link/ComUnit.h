@@ -277,6 +277,7 @@ private:
     bool FReplyNotFinal = false;
     // The payload of the frame being evaluated when it lies on disk.
     std::unique_ptr<TFrameSpool> FSpooled;
+    bool foldersMade_ = false; // the serial is in FDatadir
     mutable std::mutex spoolMutex_;
     std::string spoolFolder_;
     std::unique_ptr<QTimer> FTimer;

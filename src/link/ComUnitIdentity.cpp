@@ -195,7 +195,9 @@ void TComUnit::IdentityCommand(MemStream& Stream) {
 void TComUnit::SetDataFolders() {
     namespace fs = std::filesystem;
     const std::string sep(1, char(fs::path::preferred_separator));
-    FDatadir = FDatadir + std::to_string(FSN) + sep;
+    // Once per link: a second full identity (a view reading it again) must not nest the folder.
+    if (!foldersMade_) FDatadir = FDatadir + std::to_string(FSN) + sep;
+    foldersMade_ = true;
     FRecDir = FDatadir + "Recorder" + sep;
     FEvtDir = FDatadir + "Event" + sep;
     std::error_code ec;

@@ -87,8 +87,10 @@ void TIdReadThreadTCPSSH::ThreadRun() {
     }
     if (FreadStream.Buffered() > 0 || FSSHClient->CheckChannelNewData()) ReadData();
     if (QueueLength() == 0) {
-        // Idle: wait on the socket, but wake at once when a frame is queued.
-        if (FreadStream.Buffered() == 0 || MainThreadBusy()) waitData(10);
+        // Idle or in the middle of a frame with nothing more to read: wait on the socket, but wake at
+        // once when a frame is queued. Never spin on half a frame.
+        const bool frameReady = FreadStream.CheckHead() && FreadStream.FrameComplete();
+        if ((!frameReady && !FSSHClient->CheckChannelNewData()) || MainThreadBusy()) waitData(10);
     } else {
         SendCommandStream();
     }
@@ -126,6 +128,7 @@ void TIdReadThreadTCPSSH::DoDisconnect(bool Notify) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     StopAndWait(5000);
     FIsconnected = false;
+    FreadStream.Clear(); // a half frame must not become the start of the next connection's first
     FSSHClient->Disconnect();
     log("SSH DoDisconnect 2");
 }

@@ -130,7 +130,13 @@ void TIdReadThreadTCPTCP::ThreadRun() {
         return;
     }
     bool woken = false;
-    if (!MainThreadBusy() && waitReadable(0, &woken)) {
+    if (MainThreadBusy()) {
+        // Reading pauses: the socket stays readable, so wait on the wake-up alone, briefly.
+        pollfd p{WakeFd(), POLLIN, 0};
+        if (::poll(&p, 1, 5) > 0) DrainWake();
+        return;
+    }
+    if (waitReadable(0, &woken)) {
         ReadData();
         return;
     }
@@ -139,10 +145,10 @@ void TIdReadThreadTCPTCP::ThreadRun() {
         return;
     }
     const bool frameReady = FreadStream.CheckHead() && FreadStream.FrameComplete();
-    if (!frameReady || MainThreadBusy()) {
+    if (!frameReady) {
         // Idle or in the middle of a frame: wait for data, but wake at once when a frame is queued.
         // Never spin: the instrument needs the other core to send.
-        if (!waitReadable(20, &woken) || MainThreadBusy()) return;
+        if (!waitReadable(20, &woken)) return;
     }
     ReadData();
 }
@@ -215,9 +221,10 @@ void TIdReadThreadTCPTCP::DoDisconnect(bool Notify) {
     if (FOnStatus && fd_ >= 0) FOnStatus(TcpStatus::Disconnecting, "");
     bool wasConnected = fd_ >= 0;
     // The loop ends before the socket goes, so that no turn works on a closed descriptor. A half
-    // frame stays in the receive buffer; it is never delivered.
+    // frame is dropped: it must not become the start of the next connection's first frame.
     StopAndWait(5000);
     closeSocket();
+    FreadStream.Clear();
     FIsconnected = false;
     if (wasConnected && !disconnectReported_.exchange(true) && FOnStatus)
         FOnStatus(TcpStatus::Disconnected, "");

@@ -6,7 +6,6 @@
 #include "link/ReadThreadTCPSSH.h"
 #include "link/ReadThreadTCPTCP.h"
 
-
 #include <chrono>
 #include <condition_variable>
 #include <mutex>

@@ -82,6 +82,10 @@ TEST(DataFolders, SerialZeroStillGetsItsFolderWithRecorderAndEvent) {
     EXPECT_TRUE(fs::is_directory(base + "0/Recorder"));
     EXPECT_TRUE(fs::is_directory(base + "0/Event"));
     EXPECT_EQ(done, 1);
+    // The identity read again (a view's button) keeps the folders where they are.
+    t.feed(IdentityAll(0, 2400512, 20000));
+    EXPECT_EQ(t.link.FRecDir, base + "0/Recorder/");
+    EXPECT_FALSE(fs::exists(base + "0/0"));
 }
 
 TEST(DataFolders, OnlyAFerroComparesXmlVersionsAfterTheFolders) {
