@@ -28,9 +28,8 @@ struct Answer {
     uint32_t code = 0;
     std::string text;
     std::vector<uint8_t> payload;
-    // File contents: the cut fault applies, and `chunk` bytes at most travel per frame (0: one frame).
+    // File contents, in one frame: the cut fault applies.
     bool isFile = false;
-    size_t chunk = 0;
     // A file reply sent from a file on the instrument rather than from `payload`.
     std::string sourcePath;
     uint64_t sourceOffset = 0;
@@ -56,11 +55,10 @@ struct Answer {
         a.payload = std::move(bytes);
         return a;
     }
-    static Answer File(std::vector<uint8_t> bytes, size_t chunk) {
+    static Answer File(std::vector<uint8_t> bytes) {
         Answer a;
         a.payload = std::move(bytes);
         a.isFile = true;
-        a.chunk = chunk;
         return a;
     }
     // `path` from `offset` to its end, read as it is sent.

@@ -2,6 +2,8 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+
 #include <cstdio>
 #include <fstream>
 
@@ -38,7 +40,7 @@ int CalibrationCode(const std::string& word) {
 
 Instrument::Instrument(Profile profile, InstrumentTree tree, FaultPlan faults)
     : profile_(std::move(profile)), tree_(std::move(tree)), faults_(std::move(faults)),
-      calFault_(profile_.calibrationFault) {
+      calFaultCode_(std::max(0, CalibrationCode(profile_.calibrationFault))) {
     supply_ = std::make_unique<SupplySynth>(profile_.supply, uint64_t(now()) * 1000000000ull);
 }
 
@@ -77,15 +79,9 @@ void Instrument::log(const std::string& line) {
 }
 
 void Instrument::pressKey(const std::string& key) {
-    lastKey_ = key;
     if (key == "right" || key == "down") displayPage_ = (displayPage_ + 1) % 4;
     if (key == "left" || key == "up") displayPage_ = (displayPage_ + 3) % 4;
     if (key == "enter") displayPage_ = 0;
-}
-
-int Instrument::faultCode() const {
-    int code = CalibrationCode(calFault_);
-    return code > 0 ? code : 0;
 }
 
 int Instrument::calOpen(double frequency) {
@@ -100,13 +96,13 @@ int Instrument::calStep(char quantity, double reference) {
     if (!calOpen_) return kCalTodo;
     if ((quantity != 'U' && quantity != 'I') || reference < 0) return kCalInvalid;
     ++calSteps_;
-    return faultCode();
+    return calFaultCode_;
 }
 
 int Instrument::calState(int channel, int kind) {
     if (channel < 1 || channel > 8 || kind < 0 || kind > 1) return kCalNoDevice;
     if (calSteps_ < 4) return kCalTodo;
-    return faultCode();
+    return calFaultCode_;
 }
 
 int Instrument::calClose(int store) {

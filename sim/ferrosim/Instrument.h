@@ -43,37 +43,31 @@ public:
     // Screen page shown on the display, moved by the keys.
     int displayPage() const { return displayPage_; }
     void pressKey(const std::string& key);
-    const std::string& lastKey() const { return lastKey_; }
 
     // Calibration state machine: the answers are codes of CalibrationWord().
     int calOpen(double frequency);
     int calStep(char quantity, double reference);
     int calState(int channel, int kind);
     int calClose(int store);
-    // A word that the next calibration steps answer with instead of "No Error" (empty: none).
-    void setCalibrationFault(const std::string& word) { calFault_ = word; }
 
     // Starts a manual recording: a small file below rec/rec.
     std::string triggerRecording();
-    uint32_t oscHpCount() const { return oscHpCount_; }
 
     // Asks every session to drop its connection (soft reset, firmware update).
     void requestRestart();
     std::function<void()> onRestart;
 
 private:
-    int faultCode() const;
-
     Profile profile_;
     InstrumentTree tree_;
     FaultPlan faults_;
     std::unique_ptr<SupplySynth> supply_;
     int64_t clockOffset_ = 0;
     int displayPage_ = 0;
-    std::string lastKey_;
     bool calOpen_ = false;
     int calSteps_ = 0;
-    std::string calFault_;
+    // What the calibration steps answer with instead of "No Error" (the profile's fault word; 0: none).
+    int calFaultCode_ = 0;
     uint32_t oscHpCount_ = 0;
 };
 

@@ -120,9 +120,14 @@ bool InstrumentTree::insideRoot(const std::string& path) const {
     std::error_code ec;
     fs::path real = fs::weakly_canonical(path, ec);
     if (ec) return false;
-    fs::path realRoot = fs::weakly_canonical(root_, ec);
-    if (ec) return false;
-    std::string r = realRoot.string(), p = real.string();
+    // The root never moves: resolve its real path once, not on every request.
+    if (realRoot_.empty()) {
+        fs::path realRoot = fs::weakly_canonical(root_, ec);
+        if (ec) return false;
+        realRoot_ = realRoot.string();
+    }
+    const std::string& r = realRoot_;
+    std::string p = real.string();
     return p == r || (p.size() > r.size() && p.compare(0, r.size(), r) == 0 && p[r.size()] == '/');
 }
 

@@ -55,6 +55,7 @@ public:
 private:
     bool insideRoot(const std::string& path) const;
     std::string root_;
+    mutable std::string realRoot_; // root_ with links resolved, found on first use
 };
 
 } // namespace ferro::sim

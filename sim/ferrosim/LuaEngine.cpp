@@ -144,7 +144,8 @@ LuaEngine::LuaEngine(Instrument& instrument, std::string user) : ctx_(std::make_
         lua_setglobal(L_, g);
     }
     clearFields(L_, "os", {"execute", "exit", "getenv", "remove", "rename", "tmpname", "setlocale"});
-    clearFields(L_, "io", {"popen", "lines", "input", "output", "read", "stdin", "stdout", "stderr"});
+    clearFields(L_, "io",
+                {"popen", "lines", "input", "output", "read", "stdin", "stdout", "stderr", "tmpfile"});
     clearFields(L_, "string", {"dump"});
     lua_register(L_, "print", luaPrint);
     lua_register(L_, "load", safeLoad);

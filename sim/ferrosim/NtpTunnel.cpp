@@ -51,7 +51,6 @@ bool NtpTunnel::acceptReply(const uint8_t* packet48) {
     if (getBE32(stamp) == 0) stamp = packet48 + 32;
     if (getBE32(stamp) == 0) return false;
     lastOffsetMs_ = ntpToUnixMs(stamp) - QDateTime::currentMSecsSinceEpoch();
-    ++replies_;
     return lastOffsetMs_ > -kMaxOffsetMs && lastOffsetMs_ < kMaxOffsetMs;
 }
 

@@ -18,11 +18,9 @@ public:
 
     void open();
     void close();
-    bool isOpen() const { return timer_->isActive(); }
 
     // Checks one reply packet; false if it is not a server reply or its time is far off.
     bool acceptReply(const uint8_t* packet48);
-    int replies() const { return replies_; }
     int64_t lastOffsetMs() const { return lastOffsetMs_; }
 
     static std::vector<uint8_t> requestPacket();
@@ -30,7 +28,6 @@ public:
 private:
     std::unique_ptr<QTimer> timer_;
     SendRequest send_;
-    int replies_ = 0;
     int64_t lastOffsetMs_ = 0;
 };
 

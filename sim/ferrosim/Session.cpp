@@ -145,53 +145,40 @@ void Session::answer(const ccc_head_t& req, Answer a) {
         return;
     }
     Outgoing o;
-    o.head = replyHead(req);
     if (!a.sourcePath.empty()) {
         if (!o.payload.openFile(a.sourcePath, a.sourceOffset))
             return refuse(req, CodeNotFound, "file not found");
     } else {
         o.payload = FilePayload(std::move(a.payload));
     }
-    o.chunk = a.chunk;
+    // The whole file in one frame: the client takes every frame as a whole file.
+    ccc_head_t h = replyHead(req);
+    h.Size = uint32_t(CHeadSize + o.payload.size());
+    h.encode(o.headBytes);
     out_ = std::move(o);
     sendFileFrames();
 }
 
 void Session::sendFileFrames() {
-    // Frames go straight to the socket while Qt holds nothing of ours, so the order stays; when the
-    // socket is full, one slice goes through Qt, whose bytesWritten brings us back here.
-    while (out_ && !closing_) {
-        Outgoing& o = *out_;
-        if (o.headLeft == 0 && o.frameLeft == 0) {
-            if (o.sentAny && o.pos >= o.payload.size()) break;
-            const size_t rest = o.payload.size() - o.pos;
-            const size_t n = o.chunk ? std::min(o.chunk, rest) : rest;
-            ccc_head_t h = o.head;
-            h.Size = uint32_t(CHeadSize + n);
-            h.encode(o.headBytes);
-            o.headLeft = CHeadSize;
-            o.frameLeft = n;
-            o.sentAny = true;
-        }
+    // The frame goes straight to the socket while Qt holds nothing of ours, so the order stays; when
+    // the socket is full, one slice goes through Qt, whose bytesWritten brings us back here.
+    if (!out_ || closing_) return;
+    if (!out_->done()) {
         if (socket_->bytesToWrite() > 0) return;
         // The cut fault counts bytes exactly, which only the buffered road does.
-        if (cutLeft_ < 0) {
-            DirectResult r = sendDirect(o);
-            if (r == DirectResult::FrameDone) continue;
-            if (r == DirectResult::Failed) return;
+        const DirectResult r = cutLeft_ < 0 ? sendDirect(*out_) : DirectResult::Full;
+        if (r == DirectResult::Failed) return;
+        if (r == DirectResult::Full) {
+            sendBuffered(*out_);
+            return;
         }
-        sendBuffered(o);
-        return;
     }
-    if (out_ && out_->sentAny && out_->headLeft == 0 && out_->frameLeft == 0 &&
-        out_->pos >= out_->payload.size()) {
-        out_.reset();
-        if (!pendingNtp_.empty()) {
-            write(pendingNtp_.data(), pendingNtp_.size());
-            pendingNtp_.clear();
-        }
-        QTimer::singleShot(0, this, [this] { pump(); });
+    out_.reset();
+    if (!pendingNtp_.empty()) {
+        write(pendingNtp_.data(), pendingNtp_.size());
+        pendingNtp_.clear();
     }
+    QTimer::singleShot(0, this, [this] { pump(); });
 }
 
 Session::DirectResult Session::sendDirect(Outgoing& o) {
@@ -209,12 +196,11 @@ Session::DirectResult Session::sendDirect(Outgoing& o) {
         if (n < 0) return failed("send");
         o.headLeft -= size_t(n);
     }
-    while (o.frameLeft > 0) {
-        ssize_t n = o.payload.sendTo(fd, o.pos, o.frameLeft);
+    while (o.pos < o.payload.size()) {
+        ssize_t n = o.payload.sendTo(fd, o.pos, o.payload.size() - o.pos);
         if (n < 0) return failed("sending the file");
         if (n == 0) return DirectResult::Full;
         o.pos += size_t(n);
-        o.frameLeft -= size_t(n);
     }
     return DirectResult::FrameDone;
 }
@@ -224,7 +210,7 @@ void Session::sendBuffered(Outgoing& o) {
         write(o.headBytes + CHeadSize - o.headLeft, o.headLeft);
         o.headLeft = 0;
     }
-    size_t slice = std::min(o.frameLeft, kSlice);
+    size_t slice = std::min(o.payload.size() - o.pos, kSlice);
     const bool cut = cutLeft_ >= 0 && int64_t(slice) > cutLeft_;
     if (cut) slice = size_t(cutLeft_);
     if (!o.payload.copy(o.pos, slice, sliceBuf_)) {
@@ -244,7 +230,6 @@ void Session::sendBuffered(Outgoing& o) {
     }
     if (cutLeft_ >= 0) cutLeft_ -= int64_t(slice);
     o.pos += slice;
-    o.frameLeft -= slice;
 }
 
 void Session::handle(const std::vector<uint8_t>& frame) {

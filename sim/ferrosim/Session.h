@@ -48,15 +48,13 @@ private slots:
     void onDisconnected();
 
 private:
+    // A file reply under way: its head, then its payload.
     struct Outgoing {
-        ccc_head_t head;
         FilePayload payload;
-        size_t pos = 0;
-        size_t chunk = 0;     // payload of one frame; 0: the whole rest in one frame
-        size_t frameLeft = 0; // payload bytes of the frame in progress not yet written
+        size_t pos = 0; // payload bytes written
         uint8_t headBytes[CHeadSize] = {};
-        size_t headLeft = 0; // bytes of the frame's head not yet written
-        bool sentAny = false;
+        size_t headLeft = CHeadSize; // bytes of the head not yet written
+        bool done() const { return headLeft == 0 && pos >= payload.size(); }
     };
 
     void pump();

@@ -6,6 +6,7 @@
 #include "ferrosim/WaveformAnalyzer.h"
 #include "foundation/Format.h"
 #include "foundation/MemStream.h"
+#include "foundation/TimeRecords.h"
 #include "foundation/records/FieldTable.h"
 #include "foundation/records/ObjectHeader.h"
 #include "foundation/records/RecordCodec.h"
@@ -26,10 +27,6 @@ constexpr uint64_t kIntervalMs[] = {200, 3000, 600000, 7200000, 1000, 10000, 500
 constexpr uint32_t kOscCycles = 10;
 // Longest analysis window: the last second of a longer interval stands for it.
 constexpr uint32_t kMaxCycles = 50;
-
-tmStamp_t stampOf(uint64_t ns) {
-    return tmStamp_t{uint32_t(ns / kSecond), uint32_t(ns % kSecond)};
-}
 
 } // namespace
 
@@ -64,7 +61,7 @@ Answer StreamService::start(uint32_t objId) {
     // The first block is the interval that ended last, as on the device.
     const uint64_t now = uint64_t(instrument_.now()) * kSecond;
     s.clockNs = now - now % s.intervalNs;
-    s.energy = std::make_unique<EnergyCounter>(stampOf(s.clockNs));
+    s.energy = std::make_unique<EnergyCounter>(LinearToTS(s.clockNs));
     const uint32_t handle = nextHandle_++;
     streams_.emplace(handle, std::move(s));
     instrument_.log(Fmt("stream 0x%08X started, handle 0x%x", objId, handle));
@@ -109,14 +106,14 @@ std::vector<uint8_t> StreamService::block(Stream& s) {
         Waveforms w = engine.window(s.clockNs, kOscCycles);
         const double f = WaveformAnalyzer::ZeroCrossingFrequency(w.ch[chU1], w.rate);
         const uint64_t firstNs = s.clockNs - uint64_t(std::llround(double(w.size()) * 1e9 / double(w.rate)));
-        return StreamObjectEncoder::Oscilloscope(*def, stampOf(firstNs), w, f, nom);
+        return StreamObjectEncoder::Oscilloscope(*def, LinearToTS(firstNs), w, f, nom);
     }
     const double intervalS = double(s.intervalNs) * 1e-9;
     const uint32_t cycles =
         std::clamp<uint32_t>(uint32_t(std::lround(intervalS * cfg.frequency)), kOscCycles, kMaxCycles);
     Measurement m = engine.measure(s.clockNs, cycles, s.clockNs - std::min(s.clockNs, s.intervalNs));
     s.energy->add(m, s.blocks == 0 ? 0.0 : intervalS);
-    return StreamObjectEncoder::Measured(*def, s.objId, stampOf(s.clockNs), m, *s.energy, nom);
+    return StreamObjectEncoder::Measured(*def, s.objId, LinearToTS(s.clockNs), m, *s.energy, nom);
 }
 
 std::vector<uint8_t> StreamService::binaryBlock(Stream& s) {
@@ -124,7 +121,7 @@ std::vector<uint8_t> StreamService::binaryBlock(Stream& s) {
     if (!def) return {};
     TRecordValues v(*def);
     const std::string& hdr = def->Members.at(0).Type->TypeName;
-    v.SetStamp(hdr, "TS", stampOf(s.clockNs));
+    v.SetStamp(hdr, "TS", LinearToTS(s.clockNs));
     v.Set(hdr, "Ver", 1);
     v.SetTailCount(CBinaryInputs);
     // Input k changes every 2^k blocks: a counter on the inputs, easy to follow in a view.

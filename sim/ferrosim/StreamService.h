@@ -28,7 +28,6 @@ public:
     static constexpr size_t CMaxStreams = 8;
     // Reply ExtCmd of a data block.
     static constexpr uint16_t CExtBlock = 3;
-    static constexpr uint32_t CBinaryObjID = 10000000;
     static constexpr uint32_t CBinaryInputs = 4;
 
 private:

@@ -31,11 +31,6 @@ double SupplySynth::theta(double t) const {
            c.driftHz * c.driftPeriodS * (1.0 - std::cos(2.0 * kPi * t / c.driftPeriodS));
 }
 
-double SupplySynth::frequencyAt(uint64_t ns) const {
-    const SupplyConfig& c = config_;
-    return c.frequency + c.driftHz * std::sin(2.0 * kPi * relSeconds(ns) / c.driftPeriodS);
-}
-
 double SupplySynth::temperatureAt(uint64_t ns) const {
     return config_.temperature + 2.0 * std::sin(2.0 * kPi * relSeconds(ns) / 3600.0);
 }

@@ -22,7 +22,6 @@ public:
     void sample(uint64_t startNs, size_t count, Waveforms& out) const;
 
     // Instantaneous frequency of the drifting supply.
-    double frequencyAt(uint64_t ns) const;
     // Bits of the voltage channels (0 U1E .. 6 U31) touched by a dip or swell in [fromNs, toNs).
     uint32_t eventFlags(uint64_t fromNs, uint64_t toNs) const;
     double temperatureAt(uint64_t ns) const;

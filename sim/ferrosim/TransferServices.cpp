@@ -53,7 +53,7 @@ bool endsWith(const std::string& s, const std::string& tail) {
 Answer fromPos(Bytes bytes, uint32_t pos) {
     if (pos > bytes.size()) return Answer::Refuse(CodeBadFrame, "position beyond end of file");
     bytes.erase(bytes.begin(), bytes.begin() + pos);
-    return Answer::File(std::move(bytes), 0);
+    return Answer::File(std::move(bytes));
 }
 
 Answer pathText(const std::string& path) {
@@ -226,9 +226,7 @@ Answer TransferServices::readout(const ccc_head_t& head, const std::vector<uint8
         return Answer::Data(DisplayRenderer(instrument_).png());
     case 0x22: {
         if (wantsFtp(head)) return pathText(tree.ftpPathOf(tree.logFile()));
-        Bytes log;
-        InstrumentTree::readFile(tree.logFile(), log, kMaxFile);
-        return Answer::File(std::move(log), 0);
+        return Answer::FileFrom(tree.logFile(), 0);
     }
     default:
         return Answer::Refuse(CodeUnknownCommand, "unknown readout command");

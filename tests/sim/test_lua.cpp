@@ -118,8 +118,9 @@ TEST(SimLua, FilesStayInsideTheInstrumentTree) {
          {"io.open('/../../../../etc/passwd')", "io.open('../../../x', 'w')",
           "dofile('/mnt/../../etc/profile')", "fs.cp('/mnt/flashdrive0/data/logd.log', '/../x')"})
         EXPECT_NE(runLua(c, escape).err.find("Permission denied"), std::string::npos) << escape;
-    for (const char* gone : {"os.execute('true')", "io.popen('ls')", "require('os')",
-                             "package.loadlib('x','y')", "os.remove('x')", "load(string.dump(print))"})
+    for (const char* gone :
+         {"os.execute('true')", "io.popen('ls')", "require('os')", "package.loadlib('x','y')",
+          "os.remove('x')", "load(string.dump(print))", "io.tmpfile()"})
         EXPECT_NE(runLua(c, gone).err, "") << gone;
     // "/etc/x" is the instrument's own /etc: inside the root.
     EXPECT_EQ(runLua(c, "local f = io.open('/etc/x', 'w') f:write('1') f:close()").err, "");

@@ -199,7 +199,6 @@ void SshServer::acceptLoop() {
         sess->session = s;
         Session* raw = sess.get();
         ++active_;
-        ++served_;
         sess->thread = std::thread([this, raw] {
             serve(raw);
             --active_;

@@ -41,7 +41,6 @@ public:
     int Port() const { return port_; }
     // The MD5 fingerprint of the host key, upper-case colon hex.
     const std::string& Fingerprint() const { return fingerprint_; }
-    int SessionsServed() const { return served_; }
 
     struct Session;
 
@@ -73,7 +72,6 @@ private:
     std::string fingerprint_;
     std::atomic<bool> stop_{false};
     std::atomic<int> active_{0};
-    std::atomic<int> served_{0};
     std::thread acceptThread_;
     std::mutex sessionsMutex_;
     std::list<std::unique_ptr<Session>> sessions_;
