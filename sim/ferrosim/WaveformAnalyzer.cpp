@@ -62,8 +62,11 @@ double WaveformAnalyzer::ZeroCrossingFrequency(const std::vector<float>& x, uint
 void WaveformAnalyzer::Analyze(const Waveforms& w, uint32_t cycles, Measurement& m) {
     m.cycles = cycles;
     m.frequency = ZeroCrossingFrequency(w.ch[chU1], w.rate, &m.fMin, &m.fMax);
+    // One FFT plan for all channels: they are sampled alike.
+    std::unique_ptr<kiss_fft_state, CfgFree> plan(
+        kiss_fft_alloc(int(w.ch[chU1].size()), 0, nullptr, nullptr));
     for (size_t c = 0; c < CChannels; ++c)
-        analyzeChannel(w.ch[c], w.rate, cycles, w.startTime, m.ch[c]);
+        analyzeChannel(w.ch[c], w.rate, cycles, w.startTime, plan.get(), w.ch[chU1].size(), m.ch[c]);
     // Angles are given against the fundamental of u1, as the vector diagram shows them.
     const double ref = m.ch[chU1].fundAngle;
     for (ChannelValues& cv : m.ch)
@@ -71,7 +74,8 @@ void WaveformAnalyzer::Analyze(const Waveforms& w, uint32_t cycles, Measurement&
 }
 
 void WaveformAnalyzer::analyzeChannel(const std::vector<float>& x, uint32_t rate, uint32_t cycles,
-                                      double startTime, ChannelValues& out) {
+                                      double startTime, kiss_fft_state* plan, size_t planSize,
+                                      ChannelValues& out) {
     const size_t n = x.size();
     out = ChannelValues();
     if (n < 2 || cycles == 0) return;
@@ -96,12 +100,16 @@ void WaveformAnalyzer::analyzeChannel(const std::vector<float>& x, uint32_t rate
         if (r < out.cycleMin) out.cycleMin = r, out.cycleMinAt = end;
     }
 
-    std::unique_ptr<kiss_fft_state, CfgFree> cfg(kiss_fft_alloc(int(n), 0, nullptr, nullptr));
-    if (!cfg) return;
+    std::unique_ptr<kiss_fft_state, CfgFree> own;
+    if (n != planSize) {
+        own.reset(kiss_fft_alloc(int(n), 0, nullptr, nullptr));
+        plan = own.get();
+    }
+    if (!plan) return;
     std::vector<kiss_fft_cpx> in(n), spectrum(n);
     for (size_t k = 0; k < n; ++k)
         in[k] = {x[k], 0.0f};
-    kiss_fft(cfg.get(), in.data(), spectrum.data());
+    kiss_fft(plan, in.data(), spectrum.data());
     // Rms of one line; the mean value (line 0) is not split between positive and negative lines.
     auto lineRms2 = [&](size_t k) {
         if (k >= n / 2) return 0.0;

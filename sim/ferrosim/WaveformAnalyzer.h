@@ -7,6 +7,8 @@
 
 #include <cstddef>
 
+struct kiss_fft_state;
+
 namespace ferro::sim {
 
 class WaveformAnalyzer {
@@ -23,8 +25,9 @@ public:
     static void Analyze(const Waveforms& w, uint32_t cycles, Measurement& m);
 
 private:
+    // `plan` is an FFT plan for `planSize` points; a channel of another length gets its own.
     static void analyzeChannel(const std::vector<float>& x, uint32_t rate, uint32_t cycles, double startTime,
-                               ChannelValues& out);
+                               kiss_fft_state* plan, size_t planSize, ChannelValues& out);
 };
 
 } // namespace ferro::sim
