@@ -203,14 +203,12 @@ void TConnectionView::ShowIdentity() {
 std::string TConnectionView::DeviceClockText() const {
     if (!FEstablished || !FComUnit) return "";
     const int64_t elapsed = (clock().nowMs() - FClockBaseMs) / 1000;
-    tmStamp_t utc{uint32_t(int64_t(FClockBaseUtc) + elapsed),
-                  (FComUnit->FtmeSet.dstmode & 1) ? CSummerTimeFlag : 0u};
-    tmStamp_t local;
-    UTCtoLocal(utc, FComUnit->FtmeSet.tz, local);
+    // The instrument's zone and its summer-time rules, as the link applies them everywhere.
+    const uint32_t utc = uint32_t(int64_t(FClockBaseUtc) + elapsed);
+    const tmStamp_t local = FComUnit->CorrectUTCtoLocal({utc, 0});
     const QDateTime t = QDateTime::fromSecsSinceEpoch(local.sec, QTimeZone::utc());
-    const int off = FComUnit->FtmeSet.tz.offsetSeconds() / 60;
-    return Fmt("%s  (UTC%c%02d:%02d)", t.toString("dd.MM.yyyy HH:mm:ss").toStdString().c_str(),
-               off < 0 ? '-' : '+', std::abs(off) / 60, std::abs(off) % 60);
+    return Fmt("%s  (UTC%s)", t.toString("dd.MM.yyyy HH:mm:ss").toStdString().c_str(),
+               UtcOffsetText(int(int64_t(local.sec) - int64_t(utc))).c_str());
 }
 
 void TConnectionView::UpdateClock() {

@@ -12,14 +12,6 @@
 
 namespace ferroctl {
 
-namespace {
-QString zoneText(const ferro::time_tz_t& tz) {
-    int minutes = tz.offsetSeconds() / 60;
-    int a = minutes < 0 ? -minutes : minutes;
-    return QString::asprintf("%c%02d:%02d", minutes < 0 ? '-' : '+', a / 60, a % 60);
-}
-} // namespace
-
 int RunIdentify(const CliOptions& opt) {
     auto session = OpenSession(opt, false); // identifying makes no folders
     if (!session) return 1;
@@ -39,7 +31,7 @@ int RunIdentify(const CliOptions& opt) {
     o["field"] = QString::fromStdString(l.FField);
     o["device"] = QString::fromStdString(l.FDevice);
     o["clock"] = clock.toString("yyyy-MM-ddTHH:mm:ss");
-    o["timeZone"] = zoneText(l.FtmeSet.tz);
+    o["timeZone"] = QString::fromStdString(ferro::UtcOffsetText(l.FtmeSet.tz.offsetSeconds()));
     o["summerTime"] = summer;
     o["productionDate"] = QDateTime::fromSecsSinceEpoch(qint64(l.FProdDate), Qt::UTC).toString(Qt::ISODate);
     std::printf("%s\n", QJsonDocument(o).toJson(QJsonDocument::Compact).constData());

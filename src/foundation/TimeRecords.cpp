@@ -3,6 +3,7 @@
 #include "foundation/Format.h"
 #include "foundation/MemStream.h"
 
+#include <cstdio>
 #include <cstring>
 
 namespace ferro {
@@ -129,6 +130,13 @@ void UTCtoLocal(const tmStamp_t& stamp, const time_tz_t& tz, tmStamp_t& out) {
 
 uint64_t TStoLinear(const tmStamp_t& ts) {
     return uint64_t(ts.sec) * 1000000000ull + (ts.frac & ~CSummerTimeFlag);
+}
+
+std::string UtcOffsetText(int offsetSeconds) {
+    const int minutes = offsetSeconds / 60, a = minutes < 0 ? -minutes : minutes;
+    char text[16];
+    std::snprintf(text, sizeof text, "%c%02d:%02d", minutes < 0 ? '-' : '+', a / 60, a % 60);
+    return text;
 }
 
 tmStamp_t LinearToTS(uint64_t linear) {

@@ -86,5 +86,7 @@ void UTCtoLocal(const tmStamp_t& stamp, const time_tz_t& tz, tmStamp_t& out);
 
 uint64_t TStoLinear(const tmStamp_t& ts);
 tmStamp_t LinearToTS(uint64_t linear);
+// An offset from UTC as "+hh:mm" / "-hh:mm".
+std::string UtcOffsetText(int offsetSeconds);
 
 } // namespace ferro

@@ -7,8 +7,11 @@
 #include <QLabel>
 #include <QTabWidget>
 #include <QTcpServer>
+#include <QTimeZone>
 
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 #include <algorithm>
 
@@ -157,8 +160,19 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
     EXPECT_EQ(label("lblState"), "Verbunden");
     EXPECT_TRUE(label("lblCon").startsWith(QString("127.0.0.1:%1").arg(sim.port())));
     EXPECT_TRUE(QDir(dir.filePath(QString("data/%1/Recorder").arg(link.FSN))).exists());
-    WaitFor([] { return false; }, 1100); // one clock tick
-    EXPECT_TRUE(label("lblClock").contains("UTC"));
+    ASSERT_TRUE(WaitFor([&] { return label("lblClock").contains("UTC"); }, 3000));
+    {
+        // The local time shown, less the offset shown, is the instrument's UTC clock.
+        const QString text = label("lblClock");
+        const QDateTime local = QDateTime::fromString(text.left(19), "dd.MM.yyyy HH:mm:ss");
+        const int at = text.indexOf("UTC") + 3;
+        const int sign = text.at(at) == '-' ? -1 : 1;
+        const int offset = sign * (text.mid(at + 1, 2).toInt() * 3600 + text.mid(at + 4, 2).toInt() * 60);
+        ASSERT_TRUE(local.isValid()) << text.toStdString();
+        const qint64 utc =
+            QDateTime(local.date(), local.time(), QTimeZone::utc()).toSecsSinceEpoch() - offset;
+        EXPECT_LE(std::llabs(utc - qint64(link.FConTime)), 5) << text.toStdString();
+    }
     EXPECT_TRUE(SaveScreenshot(*view, "connection_view_tcp.png"));
     EXPECT_TRUE(SaveScreenshot(w, "marlinlite_connected.png"));
 
