@@ -35,10 +35,7 @@ std::string stripExt(const std::string& s) {
 } // namespace
 
 std::string TRecordingList::LocalName(const std::string& listedName) {
-    size_t cut = listedName.find_last_of("/\\:");
-    std::string name = cut == std::string::npos ? listedName : listedName.substr(cut + 1);
-    if (name == "." || name == "..") return std::string();
-    return name;
+    return LocalFileName(listedName);
 }
 
 TListingEntry TRecordingList::ParseLine(const std::string& rawLine, bool events) {

@@ -67,4 +67,10 @@ bool EqualsNoCase(const std::string& a, const std::string& b) {
     return ToLower(a) == ToLower(b);
 }
 
+std::string LocalFileName(const std::string& instrumentName) {
+    const size_t cut = instrumentName.find_last_of("/\\:");
+    std::string name = cut == std::string::npos ? instrumentName : instrumentName.substr(cut + 1);
+    return name == "." || name == ".." ? std::string() : name;
+}
+
 } // namespace ferro

@@ -19,6 +19,9 @@ std::string ClockText(int64_t ms, char sep = '.');
 std::string ToLower(std::string s);
 std::string ToUpper(std::string s);
 std::string Trim(const std::string& s);
+// The name a file from the instrument gets locally: its last part (after "/", "\\" or ":"), never
+// "." or ".." (empty then), so that it cannot leave the folder it is stored in.
+std::string LocalFileName(const std::string& instrumentName);
 // Case-insensitive substring test, as instrument texts are matched.
 bool ContainsNoCase(const std::string& haystack, const std::string& needle);
 bool EqualsNoCase(const std::string& a, const std::string& b);

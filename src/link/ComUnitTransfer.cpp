@@ -45,8 +45,8 @@ void TComUnit::ReadoutCommand(MemStream& Stream) {
             if (FNAK) break;
             const bool rec = FHead.ExtCmd == 0x01;
             // The name the request carried, never a path from the instrument.
-            FFileName = ExtractFileName(FFileName);
-            if (FFileName.empty() || FFileName == "." || FFileName == "..") {
+            FFileName = LocalFileName(FFileName);
+            if (FFileName.empty()) {
                 WriteLog("Error with Readout no file name", true);
                 break;
             }
