@@ -1,5 +1,7 @@
 #include "InstrumentStore.h"
 
+#include "foundation/Format.h"
+
 #include <QSettings>
 
 #include <algorithm>
@@ -8,15 +10,6 @@
 namespace ferro {
 
 namespace {
-
-std::string Trimmed(const std::string& s) {
-    size_t b = 0, e = s.size();
-    while (b < e && std::isspace(static_cast<unsigned char>(s[b])))
-        ++b;
-    while (e > b && std::isspace(static_cast<unsigned char>(s[e - 1])))
-        --e;
-    return s.substr(b, e - b);
-}
 
 bool ParsePort(const std::string& text, int& port) {
     if (text.empty() || text.size() > 6 || !std::all_of(text.begin(), text.end(), ::isdigit)) return false;
@@ -27,19 +20,19 @@ bool ParsePort(const std::string& text, int& port) {
 } // namespace
 
 std::string TInstrumentStore::Validate(const TInstrument& e) {
-    if (Trimmed(e.Name).empty()) return "Bitte geben Sie einen Namen für das Gerät ein.";
+    if (Trim(e.Name).empty()) return "Bitte geben Sie einen Namen für das Gerät ein.";
     if (e.Transport == TTransport::Serial) {
-        if (Trimmed(e.SerialDevice).empty())
+        if (Trim(e.SerialDevice).empty())
             return "Bitte geben Sie die serielle Schnittstelle an (z. B. /dev/ttyUSB0).";
         return "";
     }
-    const std::string addr = Trimmed(e.Address);
+    const std::string addr = Trim(e.Address);
     if (addr.empty()) return "Bitte geben Sie die Adresse des Gerätes ein.";
     if (std::any_of(addr.begin(), addr.end(),
                     [](char c) { return std::isspace(static_cast<unsigned char>(c)); }))
         return "Die Adresse des Gerätes darf keine Leerzeichen enthalten.";
     if (e.Port < 1 || e.Port > 65535) return "Der Port muss zwischen 1 und 65535 liegen.";
-    if (e.Transport == TTransport::Ssh && Trimmed(e.SshUser).empty())
+    if (e.Transport == TTransport::Ssh && Trim(e.SshUser).empty())
         return "Für eine SSH-Verbindung wird ein Benutzername benötigt.";
     return "";
 }
@@ -125,7 +118,7 @@ bool TInstrumentStore::ParseDemo(const std::string& Arg, std::vector<TInstrument
     while (from <= Arg.size()) {
         size_t comma = Arg.find(',', from);
         parts.push_back(
-            Trimmed(Arg.substr(from, comma == std::string::npos ? std::string::npos : comma - from)));
+            Trim(Arg.substr(from, comma == std::string::npos ? std::string::npos : comma - from)));
         if (comma == std::string::npos) break;
         from = comma + 1;
     }

@@ -67,7 +67,7 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
             return true;
         };
         // Options may also follow the command; what is not an option is an argument.
-        if (!out.command.empty() && (a.rfind("--", 0) != 0 || a == "--count" || a == "--csv")) {
+        if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || a == "--count" || a == "--csv")) {
             out.args.push_back(a);
             continue;
         }

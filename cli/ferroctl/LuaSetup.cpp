@@ -80,6 +80,10 @@ int RunSetupPut(const CliOptions& opt) {
     std::string copy = l.FTmpDir + ferro::Fmt("%u_Setup_WR.xml", l.FSN);
     std::error_code ec;
     fs::copy_file(opt.args[0], copy, fs::copy_options::overwrite_existing, ec);
+    if (ec) {
+        std::fprintf(stderr, "%s kann nicht gelesen werden: %s\n", opt.args[0].c_str(), ec.message().c_str());
+        return 1;
+    }
     bool acknowledged = false;
     l.FSendParaDone = [&](ferro::TSender) { acknowledged = true; };
     l.SendCommand("CCC_SETUP_WR", ferro::CmdSetup, 1, 3, copy);

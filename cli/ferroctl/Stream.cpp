@@ -61,9 +61,12 @@ void printValues(const ferro::TRecordValues& v, const ferro::tmStamp_t& ts) {
     const auto& def = v.Def();
     for (size_t m = 0; m < def.Members.size(); ++m)
         if (!isHeader(def.Members[m]))
-            for (size_t f = 0; f < def.Members[m].Type->Fields.size(); ++f)
+            for (size_t f = 0; f < def.Members[m].Type->Fields.size(); ++f) {
+                // A stamp column gives its seconds; its value word is not used.
+                const bool stamp = def.Members[m].Type->Fields[f].Kind == ferro::fkStamp;
                 for (const auto& e : v.FieldAt(m, f))
-                    line += ferro::Fmt(",%.6g", e.val);
+                    line += stamp ? ferro::Fmt(",%u", e.ts.sec) : ferro::Fmt(",%.6g", e.val);
+            }
     std::printf("%s\n", line.c_str());
 }
 
