@@ -63,8 +63,8 @@ TEST(CtlSetup, GetOverSshBringsTheSameSetup) {
     std::string overTcp = sim.tempDir() + "/tcp.xml", overSsh = sim.tempDir() + "/ssh.xml";
     CtlResult r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", overTcp});
     ASSERT_EQ(r.code, 0) << r.err;
-    r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password", "admin", "--yes",
-                "--ini-dir", sim.tempDir() + "/ini/", "setup-get", overSsh});
+    r = RunCtl({"--port", std::to_string(sim.sshPort()), "--ssh", "--user", "admin", "--password", "admin",
+                "--yes", "--ini-dir", sim.tempDir() + "/ini/", "setup-get", overSsh});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_FALSE(readFile(overSsh).empty());
     EXPECT_EQ(readFile(overSsh), readFile(overTcp));

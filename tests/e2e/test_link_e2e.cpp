@@ -94,4 +94,3 @@ TEST(LinkE2E, NewerXmlFilesArriveOneAfterAnotherAndTheSessionStandsOnce) {
     ASSERT_FALSE(rig.session->Messages().empty());
     EXPECT_NE(rig.session->Messages().front().find("neue Sprachdateien"), std::string::npos);
 }
-

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 
 #include <algorithm>
@@ -129,8 +130,10 @@ TEST(ConnectionViewSerial, AMissingDeviceKeepsTryingAndTheViewCanBeClosed) {
     ASSERT_TRUE(WaitFor([&] { return rig.attempts > 0; }, 10000));
     EXPECT_FALSE(rig.attemptOk);
     EXPECT_FALSE(rig.view->Established());
+    const auto t0 = std::chrono::steady_clock::now();
     rig.view->close();
     rig.view.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(5)) << "closing does not hang";
 }
 
 TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {

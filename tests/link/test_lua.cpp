@@ -143,6 +143,10 @@ TEST(LuaShell, GreetingChunkIsDroppedWhole) {
     t.processEvents();
     EXPECT_EQ(result, "unset");
     EXPECT_TRUE(t.memoLines.empty());
+    // The answer after it is the command's, without anything of the greeting.
+    t.link.LUACommandSSH("7\n\x1b[1;32mferro> ");
+    t.processEvents();
+    EXPECT_EQ(result, "7\n");
 }
 
 TEST(LuaShell, EscapeEndsTheCommand) {

@@ -200,6 +200,7 @@ TEST(HashStore, FingerprintsCompareByValueAndKeysByHostAndPort) {
 
 TEST(HashStore, EmptyStoreNameNeverWritesAFile) {
     QTemporaryDir dir;
+    const fs::path before = fs::current_path();
     fs::current_path(dir.path().toStdString());
     THashManager m;
     m.SetHashStore("");
@@ -207,6 +208,7 @@ TEST(HashStore, EmptyStoreNameNeverWritesAFile) {
     EXPECT_EQ(m.GetFingerprint("h", 1), "AA") << "kept for the run";
     EXPECT_FALSE(m.SaveHashStore());
     EXPECT_TRUE(fs::is_empty(dir.path().toStdString()));
+    fs::current_path(before);
 }
 
 TEST(SshBadServer, APeerThatClosesOrTalksGarbageFailsCleanlyWithAReason) {
@@ -300,9 +302,8 @@ TEST(SshLink, QueuedFramesWakeTheLinkThread) {
     ASSERT_TRUE(WaitFor([&] { return c.done; }));
     // Fifty exchanges: with a 10 ms idle wait that ignored the queue they would take half a second.
     auto accepted = [&] {
-        return std::count_if(c.log.begin(), c.log.end(), [](const std::string& l) {
-            return l.rfind("ComUnit Accept Cmd=2 ", 0) == 0;
-        });
+        return std::count_if(c.log.begin(), c.log.end(),
+                             [](const std::string& l) { return l.rfind("ComUnit Accept Cmd=2 ", 0) == 0; });
     };
     const auto before = accepted();
     auto t0 = std::chrono::steady_clock::now();
