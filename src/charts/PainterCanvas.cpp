@@ -88,6 +88,10 @@ bool TPainterCanvas::BeginScene() {
         if (!FOwnPainter->isActive() && !FOwnPainter->begin(FDevice)) return false;
     } else if (!FPainter->isActive()) {
         return false;
+    } else {
+        // A borrowed painter gets back what it had: its transform, pen, font and opacity.
+        if (!FSaved) FPainter->save();
+        FSaved = true;
     }
     FPainter->setRenderHint(QPainter::Antialiasing, true);
     FPainter->setRenderHint(QPainter::TextAntialiasing, true);
@@ -97,7 +101,12 @@ bool TPainterCanvas::BeginScene() {
 }
 
 void TPainterCanvas::EndScene() {
-    if (FOwnPainter && FOwnPainter->isActive()) FOwnPainter->end();
+    if (FOwnPainter) {
+        if (FOwnPainter->isActive()) FOwnPainter->end();
+    } else if (FSaved) {
+        FPainter->restore();
+        FSaved = false;
+    }
 }
 
 void TPainterCanvas::Clear(TAlphaColor Color) {

@@ -58,6 +58,7 @@ private:
     void ApplyTransform();
 
     QRectF FSurface;
+    bool FSaved = false; // the borrowed painter's state is saved for EndScene
     QTransform FBaseTransform;
     TMatrix FMatrix;
     QPainterPath FPathScratch;

@@ -123,11 +123,17 @@ TEST(PainterCanvas, PlacedChartClearsOnlyItsSurface) {
     c.Stroke.Color = 0xFFFF0000;
     c.DrawLine({0, 0}, {40, 0}, 1); // chart y 10 -> image y 30
     c.EndScene();
+    EXPECT_EQ(painter.transform(), QTransform::fromTranslate(50, 20)) << "the report's painter is as it was";
+    // A second scene on the same painter lands in the same place.
+    ASSERT_TRUE(c.BeginScene());
+    c.DrawLine({0, 0}, {40, 0}, 1);
+    c.EndScene();
     painter.end();
     EXPECT_EQ(Px(img, 60, 25), 0xFF0000FFu);
     EXPECT_EQ(Px(img, 60, 30), 0xFFFF0000u);
     EXPECT_EQ(Px(img, 45, 25), 0xFFFFFFFFu); // left of the chart
     EXPECT_EQ(Px(img, 60, 55), 0xFFFFFFFFu); // below it
+    EXPECT_EQ(Px(img, 60, 40), 0xFF0000FFu) << "no second shift by the chart's own matrix";
 }
 
 TEST(PainterCanvas, RefusesWithoutASurfaceAndDrawsOnAPdfPage) {
