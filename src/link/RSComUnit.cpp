@@ -14,8 +14,9 @@ TRSComUnit::TRSComUnit() {
 TRSComUnit::~TRSComUnit() {
     SetTimerEnabled(false);
     if (FReadThread) {
-        FReadThread->Flog = nullptr;
+        // Stopped first: the callback must not change under a thread that may be calling it.
         FReadThread->DoDisconnect();
+        FReadThread->Flog = nullptr;
     }
 }
 

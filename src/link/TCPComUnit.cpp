@@ -20,8 +20,9 @@ TTCPComUnit::TTCPComUnit(bool IsSSH) {
 TTCPComUnit::~TTCPComUnit() {
     SetTimerEnabled(false);
     if (FReadThread) {
-        FReadThread->Flog = nullptr;
+        // Stopped first: the callback must not change under a thread that may be calling it.
         FReadThread->StopAndWait(5000);
+        FReadThread->Flog = nullptr;
     }
     FReadThread.reset();
 }
