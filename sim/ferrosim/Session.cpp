@@ -64,19 +64,21 @@ void Session::onDisconnected() {
 void Session::onReadyRead() {
     inbuf_.append(socket_->readAll());
     // Frames are cut by the announced Size alone; bytes only accumulate as they arrive, so a
-    // lying Size never makes us allocate anything.
-    while (!closing_ && inbuf_.size() >= int(CHeadSize)) {
-        const uint8_t* p = reinterpret_cast<const uint8_t*>(inbuf_.constData());
+    // lying Size never makes us allocate anything. The cut frames leave the buffer in one go.
+    qsizetype at = 0;
+    while (!closing_ && inbuf_.size() - at >= qsizetype(CHeadSize)) {
+        const uint8_t* p = reinterpret_cast<const uint8_t*>(inbuf_.constData()) + at;
         uint32_t size = MemStream::peekU32(p + 12);
         if (size < CHeadSize || size > CMaxFrame) {
             log(Fmt("bad frame size %u, closing", size));
             socket_->abort();
             return;
         }
-        if (uint32_t(inbuf_.size()) < size) break;
+        if (inbuf_.size() - at < qsizetype(size)) break;
         inbox_.emplace_back(p, p + size);
-        inbuf_.remove(0, int(size));
+        at += size;
     }
+    inbuf_.remove(0, at);
     pump();
 }
 
