@@ -359,44 +359,32 @@ bool TFormBasic::CheckConnection() {
 }
 
 bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) {
-    if (!CheckConnection()) return false;
-    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd);
-    return true;
+    return SendChecked(Info, Cmd, Priv, ExtCmd);
 }
 
 bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                                   const std::string& txt, bool LUA) {
-    if (!CheckConnection()) return false;
-    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, txt, LUA);
-    return true;
+    return SendChecked(Info, Cmd, Priv, ExtCmd, txt, LUA);
 }
 
 bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                                   uint32_t ID) {
-    if (!CheckConnection()) return false;
-    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, ID);
-    return true;
+    return SendChecked(Info, Cmd, Priv, ExtCmd, ID);
 }
 
 bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                                   const std::string& txt) {
-    if (!CheckConnection()) return false;
-    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, txt);
-    return true;
+    return SendChecked(Info, Cmd, Priv, ExtCmd, txt);
 }
 
 bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                                   const std::string& txt, uint32_t Pos, bool LUA) {
-    if (!CheckConnection()) return false;
-    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, txt, Pos, LUA);
-    return true;
+    return SendChecked(Info, Cmd, Priv, ExtCmd, txt, Pos, LUA);
 }
 
 bool TFormBasic::SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd,
                                   const std::string& txt, const std::string& ccciFileName) {
-    if (!CheckConnection()) return false;
-    FComUnit->SendCommand(Info, Cmd, Priv, ExtCmd, txt, ccciFileName);
-    return true;
+    return SendChecked(Info, Cmd, Priv, ExtCmd, txt, ccciFileName);
 }
 
 void TFormBasic::StartStream(TSender, int Kind) {

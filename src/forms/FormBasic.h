@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 class QFrame;
@@ -174,6 +175,12 @@ protected:
     QLabel* imgSecure = nullptr;
 
 private:
+    // Every SendCommandToCom form: connects first if needed, then queues the command.
+    template <class... Args> bool SendChecked(Args&&... args) {
+        if (!CheckConnection()) return false;
+        FComUnit->SendCommand(std::forward<Args>(args)...);
+        return true;
+    }
     // Settings both transports share; false when no connection is wanted (the work ends here).
     bool PrepareLink(bool FTP, bool GZ, bool SetFolders, bool Connect, bool CheckXML);
     void BuildStatusBar();
