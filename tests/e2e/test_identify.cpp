@@ -1,4 +1,5 @@
 // ferroctl identify against the simulator over TCP, SSH and the serial line.
+#include "support/Ports.h"
 #include "support/SimProcess.h"
 
 #include <QJsonDocument>
@@ -45,11 +46,7 @@ TEST(CtlIdentify, TcpPrintsOneJsonObjectWithTheInstrumentsIdentity) {
 }
 
 TEST(CtlIdentify, ClosedPortGivesTheGermanMessageAndFails) {
-    int port;
-    {
-        SimProcess probe;
-        port = probe.port();
-    }
+    const int port = FreeLoopbackPort();
     CtlResult r = RunCtl({"--host", "127.0.0.1", "--port", std::to_string(port), "identify"});
     EXPECT_NE(r.code, 0);
     EXPECT_NE(r.err.find("Keine Verbindung zu 127.0.0.1"), std::string::npos) << r.err;

@@ -3,6 +3,7 @@
 #include "GuiSupport.h"
 #include "MainWindow.h"
 #include "link/Messages.h"
+#include "support/Ports.h"
 
 #include <QLabel>
 #include <QTabWidget>
@@ -85,10 +86,7 @@ struct ViewRig {
 } // namespace
 
 TEST(ConnectionViewTcp, AClosedPortEndsTheAttemptWithAMessage) {
-    QTcpServer s;
-    s.listen(QHostAddress::LocalHost, 0);
-    const int port = s.serverPort();
-    s.close();
+    const int port = ferro::test::FreeLoopbackPort();
     ViewRig rig;
     rig.open(Entry("ferrosim", "127.0.0.1", port));
     ASSERT_TRUE(WaitFor([&] { return rig.attempts > 0; }, CConnectMs));

@@ -2,6 +2,7 @@
 #include "link/FtpClient.h"
 #include "support/FtpServer.h"
 #include "support/LinkFixture.h"
+#include "support/Ports.h"
 
 #include <QCryptographicHash>
 #include <QTemporaryDir>
@@ -113,11 +114,7 @@ TEST(Ftp, SetupUploadGoesToTheServerAndTheFrameNamesIt) {
 
 TEST(Ftp, UnreachableServerFailsCleanly) {
     TFtpClient c;
-    {
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost, 0);
-        c.Port = probe.serverPort();
-    }
+    c.Port = FreeLoopbackPort();
     MemStream m;
     EXPECT_FALSE(c.Probe());
     EXPECT_FALSE(c.Get("/x", m));

@@ -2,6 +2,7 @@
 #include "foundation/Format.h"
 #include "link/TCPComUnit.h"
 #include "support/FakeInstrument.h"
+#include "support/Ports.h"
 
 #include <QCoreApplication>
 
@@ -66,11 +67,7 @@ TEST(TcpLink, SessionReachesTheFullIdentity) {
 }
 
 TEST(TcpLink, ClosedPortFailsCleanly) {
-    int port;
-    {
-        FakeInstrument probe; // take a free port, then let it go
-        port = probe.port();
-    }
+    const int port = FreeLoopbackPort();
     TTCPComUnit link(false);
     LogSink log;
     log.attach(link);

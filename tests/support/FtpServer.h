@@ -1,6 +1,7 @@
 #pragma once
 // A real FTP server (pyftpdlib) on a free loopback port, serving one folder, for the duration of a test.
 
+#include "support/Ports.h"
 #include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -14,10 +15,7 @@ namespace ferro::test {
 class FtpServer {
 public:
     explicit FtpServer(const std::string& root) {
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost, 0);
-        port_ = probe.serverPort();
-        probe.close();
+        port_ = FreeLoopbackPort();
         proc_.setProcessChannelMode(QProcess::MergedChannels);
         proc_.start("/usr/bin/python3", {"-m", "pyftpdlib", "-i", "127.0.0.1", "-p", QString::number(port_),
                                          "-w", "-d", QString::fromStdString(root)});
