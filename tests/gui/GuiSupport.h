@@ -2,6 +2,7 @@
 // Helpers of the widget tests: bounded waiting, open message boxes, host fixtures, the simulator.
 
 #include "ConnectionView.h"
+#include "support/Lines.h"
 #include "support/SimProcess.h"
 #include "support/Wait.h"
 
@@ -40,11 +41,7 @@ inline void CloseAllBoxes() {
     QApplication::processEvents();
 }
 
-inline bool AnyContains(const std::vector<std::string>& lines, const std::string& piece) {
-    for (const auto& l : lines)
-        if (l.find(piece) != std::string::npos) return true;
-    return false;
-}
+using ferro::test::AnyContains;
 
 inline TInstrument Entry(const std::string& name, const std::string& address, int port,
                          TTransport transport = TTransport::Tcp, const std::string& user = "",

@@ -2,6 +2,7 @@
 #include "foundation/Format.h"
 #include "link/TCPComUnit.h"
 #include "support/FakeInstrument.h"
+#include "support/Lines.h"
 #include "support/Ports.h"
 
 #include <QCoreApplication>
@@ -26,11 +27,7 @@ struct LogSink {
     void attach(TComUnit& link) {
         link.FOnLogCallBack = [this](TSender, const std::string& s, bool) { lines.push_back(s); };
     }
-    bool has(const std::string& part) const {
-        for (const auto& l : lines)
-            if (l.find(part) != std::string::npos) return true;
-        return false;
-    }
+    bool has(const std::string& part) const { return AnyContains(lines, part); }
 };
 } // namespace
 

@@ -1,5 +1,6 @@
 // The SSH link against the simulator's SSH service: login, channel, shell, host keys.
 #include "SshServer.h"
+#include "support/Lines.h"
 
 #include "foundation/Format.h"
 #include "link/HashManager.h"
@@ -70,11 +71,7 @@ struct Client {
         link.SetSSHUserPass(user, pass);
         link.SetIPAndPort("127.0.0.1", port, 0);
     }
-    bool logged(const std::string& part) const {
-        for (const auto& l : log)
-            if (l.find(part) != std::string::npos) return true;
-        return false;
-    }
+    bool logged(const std::string& part) const { return AnyContains(log, part); }
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "foundation/Clock.h"
 #include "link/TestComUnit.h"
+#include "support/Lines.h"
 #include "support/Replies.h"
 
 #include <QCoreApplication>
@@ -43,10 +44,7 @@ public:
     bool logged(const std::string& line) const {
         return std::find(log.begin(), log.end(), line) != log.end();
     }
-    bool loggedContaining(const std::string& part) const {
-        return std::any_of(log.begin(), log.end(),
-                           [&](const std::string& s) { return s.find(part) != s.npos; });
-    }
+    bool loggedContaining(const std::string& part) const { return AnyContains(log, part); }
     void tick(int64_t advanceMs = 100) {
         clock.advance(advanceMs);
         link.OnTimer();
