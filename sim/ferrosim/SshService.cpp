@@ -5,6 +5,7 @@
 
 #include <QMetaObject>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -30,6 +31,9 @@ bool SshService::start(int port, std::string& error) {
     cfg.framePort = framePort_;
     // The users are copied: logins are checked on the SSH threads.
     auto users = instrument_.profile().users;
+    cfg.knownUser = [users](const std::string& user) {
+        return std::any_of(users.begin(), users.end(), [&](const auto& u) { return u.name == user; });
+    };
     server_ = std::make_unique<ferrosim::SshServer>(
         cfg,
         [users](const std::string& user, const std::string& password) {

@@ -278,6 +278,7 @@ TEST(SshLink, PublicKeyLoginFromMemory) {
         cfg.hostKeyFile = rig.root + "ssh_host_ecdsa_key";
         cfg.authorizedKeys = rig.root + "authorized_keys";
         cfg.framePort = rig.dev.port();
+        cfg.knownUser = [](const std::string& user) { return user == "admin"; };
         rig.server = std::make_unique<ferrosim::SshServer>(
             cfg, [](const std::string&, const std::string&) { return false; }, nullptr);
         std::string error;
@@ -290,6 +291,13 @@ TEST(SshLink, PublicKeyLoginFromMemory) {
     ASSERT_TRUE(c.link.IsConnected()) << "passwords are refused by this server: only the key can log in";
     ASSERT_TRUE(WaitFor([&] { return c.done; }));
     EXPECT_EQ(c.link.FSN, 777u);
+
+    // The right key for a user the instrument does not have logs nobody in.
+    Client stranger(rig.root, rig.server->Port(), "nobody", "");
+    stranger.link.FSSHPublicKey = pubText;
+    stranger.link.FSSHPrivateKey = privText;
+    stranger.link.DoConnect();
+    EXPECT_FALSE(stranger.link.IsConnected());
 }
 
 TEST(SshLink, QueuedFramesWakeTheLinkThread) {

@@ -237,6 +237,8 @@ bool SshServer::keyAuthorized(void* pubkey) const {
 
 int SshServer::onPubkey(void*, const char* user, void* pubkey, char state, void* data) {
     auto* s = static_cast<Session*>(data);
+    const auto& known = s->server->cfg_.knownUser;
+    if (known && !known(user ? user : "")) return SSH_AUTH_DENIED;
     if (!s->server->keyAuthorized(pubkey)) return SSH_AUTH_DENIED;
     if (state == SSH_PUBLICKEY_STATE_NONE) return SSH_AUTH_SUCCESS; // the key would do: ask for the signature
     if (state != SSH_PUBLICKEY_STATE_VALID) return SSH_AUTH_DENIED;

@@ -25,6 +25,8 @@ public:
         int maxSessions = 8;
         // An RSA host key instead of ECDSA (to try clients that accept only ECDSA).
         bool rsaKey = false;
+        // Whether a user exists; a key logs in only a known user (unset: any name).
+        std::function<bool(const std::string& user)> knownUser;
     };
     using PasswordCheck = std::function<bool(const std::string& user, const std::string& password)>;
     // Runs one line of Lua for `user` and gives its output (errors included).
