@@ -46,11 +46,35 @@ bool FtpServer::start(int port, std::string& error) {
     return false;
 }
 
+// pyftpdlib serving the instrument tree anonymously with write access, but never the simulator's own
+// files in it: the SSH host key and authorized keys, and the profile with every user's password.
+const char* const CServerScript = R"(
+import os, sys
+from pyftpdlib.authorizers import DummyAuthorizer
+from pyftpdlib.filesystems import AbstractedFS
+from pyftpdlib.handlers import FTPHandler
+from pyftpdlib.servers import FTPServer
+root, port = os.path.realpath(sys.argv[1]), int(sys.argv[2])
+hidden = [os.path.join(root, n) for n in ("ssh", "profile.json")]
+def private(p):
+    p = os.path.realpath(p)
+    return any(p == h or p.startswith(h + os.sep) for h in hidden)
+class InstrumentFS(AbstractedFS):
+    def validpath(self, path):
+        return not private(path) and super().validpath(path)
+    def listdir(self, path):
+        return [n for n in super().listdir(path) if not private(os.path.join(path, n))]
+authorizer = DummyAuthorizer()
+authorizer.add_anonymous(root, perm="elradfmwMT")
+FTPHandler.authorizer = authorizer
+FTPHandler.abstracted_fs = InstrumentFS
+FTPServer(("127.0.0.1", port), FTPHandler).serve_forever()
+)";
+
 bool FtpServer::launch(int port, std::string& error) {
     process_ = std::make_unique<QProcess>();
     process_->setProgram(CPython);
-    process_->setArguments({"-m", "pyftpdlib", "-i", "127.0.0.1", "-p", QString::number(port), "-w", "-d",
-                            QString::fromStdString(root_)});
+    process_->setArguments({"-c", CServerScript, QString::fromStdString(root_), QString::number(port)});
     process_->setStandardOutputFile(QProcess::nullDevice());
     process_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     // The server must not outlive us, even when we are killed without a chance to stop it.

@@ -4,6 +4,8 @@
 #include "ferrosim/Compression.h"
 
 #include <curl/curl.h>
+
+#include <filesystem>
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -65,6 +67,7 @@ public:
 TEST(SimFtp, ListingsAndFilesArriveAsPathsServedByteForByte) {
     FtpSim f([](const std::string& root) {
         writeBytes(root + "/flashdrive0/data/rec/sync/10min-0-1700000000.rec", Bytes(300000, 0x5A));
+        std::filesystem::create_directories(root + "/ssh"); // as the SSH service leaves it
     });
     ASSERT_NE(f.port, 0);
     RawClient c(f.sim.port());
@@ -97,6 +100,18 @@ TEST(SimFtp, ListingsAndFilesArriveAsPathsServedByteForByte) {
     Bytes none;
     EXPECT_FALSE(ftp(f.port, "flashdrive0/data/rec/none.rec", none));
     EXPECT_TRUE(none.empty());
+
+    // The simulator's own files in the tree are no instrument files: FTP neither gives nor takes them.
+    Bytes secret;
+    EXPECT_FALSE(ftp(f.port, "profile.json", secret));
+    EXPECT_TRUE(secret.empty());
+    Bytes key = {'k', 'e', 'y', '\n'};
+    EXPECT_FALSE(ftp(f.port, "ssh/authorized_keys", key, true));
+    EXPECT_FALSE(std::filesystem::exists(f.sim.root() + "/ssh/authorized_keys"));
+    Bytes listing;
+    ASSERT_TRUE(ftp(f.port, "", listing));
+    EXPECT_EQ(str(listing).find("profile.json"), std::string::npos) << str(listing);
+    EXPECT_NE(str(listing).find("flashdrive0"), std::string::npos) << str(listing);
 }
 
 TEST(SimFtp, SetupsAreStagedUploadedAndTheServerStopsWithTheSimulator) {
