@@ -126,9 +126,15 @@ bool InstrumentTree::insideRoot(const std::string& path) const {
         if (ec) return false;
         realRoot_ = realRoot.string();
     }
-    const std::string& r = realRoot_;
-    std::string p = real.string();
-    return p == r || (p.size() > r.size() && p.compare(0, r.size(), r) == 0 && p[r.size()] == '/');
+    const std::string p = real.string();
+    auto within = [&p](const std::string& dir) {
+        return p == dir ||
+               (p.size() > dir.size() && p.compare(0, dir.size(), dir) == 0 && p[dir.size()] == '/');
+    };
+    // The simulator's own files in the root (SSH keys, the profile with its passwords) are no
+    // instrument files.
+    if (within(realRoot_ + "/ssh") || p == realRoot_ + "/profile.json") return false;
+    return within(realRoot_);
 }
 
 std::optional<std::string> InstrumentTree::resolve(const std::string& baseDir,

@@ -53,6 +53,7 @@ public:
     static bool writeFile(const std::string& path, const std::vector<uint8_t>& bytes);
 
 private:
+    // Inside the root and none of the simulator's own files there.
     bool insideRoot(const std::string& path) const;
     std::string root_;
     mutable std::string realRoot_; // root_ with links resolved, found on first use

@@ -115,7 +115,7 @@ TEST(SimLua, FilesStayInsideTheInstrumentTree) {
     EXPECT_EQ(w.out, "/mnt/flashdrive0/data\n");
     EXPECT_EQ(str(fileBytes(sim.data() + "/ccci/scratchpad/t.txt"), 0), "hi");
     for (const char* escape :
-         {"io.open('/../../../../etc/passwd')", "io.open('../../../x', 'w')",
+         {"io.open('/../../../../etc/passwd')", "io.open('../../../x', 'w')", "io.open('/profile.json')",
           "dofile('/mnt/../../etc/profile')", "fs.cp('/mnt/flashdrive0/data/logd.log', '/../x')"})
         EXPECT_NE(runLua(c, escape).err.find("Permission denied"), std::string::npos) << escape;
     for (const char* gone :
