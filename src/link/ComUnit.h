@@ -167,9 +167,6 @@ public:
     std::unique_ptr<class TFtpClient> FFTPClient;
     // Progress of FTP transfers for the view's bars.
     std::function<void(TWorkStatus Status, TWorkMode Mode, uint64_t Count)> FFtpWork;
-    // Replace the FTP road (tests); unassigned means the FTP client.
-    std::function<bool(const std::string& Remote, MemStream& Stream)> FFtpGet;
-    std::function<bool(const std::string& File, const std::string& RemoteDir)> FFtpPut;
     // Opens a fetched log with the desktop's viewer; unassigned in programs without a desktop.
     std::function<void(const std::string& Path)> FOpenWithViewer;
 

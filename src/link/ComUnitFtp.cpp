@@ -14,7 +14,8 @@ bool TComUnit::PrepareFTP() {
     FFTPClient->OnWork = [this](TWorkStatus st, TWorkMode m, uint64_t c) {
         if (FFtpWork) FFtpWork(st, m, c);
     };
-    // Each transfer connects anew; the probe tells whether the server answers at all.
+    // A connection that stands is dropped first; the probe logs in anew and the transfer uses it.
+    FFTPClient->Disconnect();
     if (!FFTPClient->Probe()) {
         WriteLog("FTP Connect Error: " + FFTPClient->LastError());
         return false;
@@ -23,7 +24,6 @@ bool TComUnit::PrepareFTP() {
 }
 
 bool TComUnit::GetFTPFile(const std::string& Remote, MemStream& Stream) {
-    if (FFtpGet) return FFtpGet(Remote, Stream);
     if (!PrepareFTP()) return false;
     std::string remote = "/" + ExtractUnixFilePath(Remote) + ExtractUnixFileName(Remote);
     bool ok = FFTPClient->Get(remote, Stream);
@@ -32,10 +32,6 @@ bool TComUnit::GetFTPFile(const std::string& Remote, MemStream& Stream) {
 }
 
 bool TComUnit::GetFTPFile(const std::string& Remote, const std::string& Local, bool Overwrite, bool Resume) {
-    if (FFtpGet) {
-        MemStream s;
-        return FFtpGet(Remote, s) && s.saveToFile(Local);
-    }
     if (!PrepareFTP()) return false;
     bool ok = FFTPClient->Get("/" + Remote, Local, Overwrite, Resume);
     DisconnectFTP();
@@ -43,7 +39,6 @@ bool TComUnit::GetFTPFile(const std::string& Remote, const std::string& Local, b
 }
 
 bool TComUnit::SendFTPFile(const std::string& File, const std::string& RemoteDir) {
-    if (FFtpPut) return FFtpPut(File, RemoteDir);
     if (!PrepareFTP()) return false;
     bool ok = FFTPClient->Put(File, RemoteDir);
     DisconnectFTP();
@@ -58,7 +53,7 @@ bool TComUnit::SendFTPFiles(const std::vector<std::string>& Files, const std::st
 }
 
 void TComUnit::DisconnectFTP() {
-    // Connections live only as long as one transfer; nothing stays open between calls.
+    FFTPClient->Disconnect();
 }
 
 } // namespace ferro

@@ -18,8 +18,6 @@ void globalInit() {
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
-using CurlPtr = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
-
 struct Transfer {
     const TFtpClient::WorkFn* work = nullptr;
     TWorkMode mode = wmRead;
@@ -82,7 +80,7 @@ std::string ExtractUnixFileName(const std::string& path) {
     return cut == std::string::npos ? path : path.substr(cut + 1);
 }
 
-TFtpClient::TFtpClient() {
+TFtpClient::TFtpClient() : handle_(nullptr, curl_easy_cleanup) {
     globalInit();
 }
 TFtpClient::~TFtpClient() = default;
@@ -95,43 +93,49 @@ std::string TFtpClient::url(const std::string& remotePath) const {
     return Fmt("ftp://%s:%d//%s", Host.c_str(), Port, encodePath(p).c_str());
 }
 
-namespace {
-CurlPtr makeHandle(const TFtpClient& c, const std::string& url, int timeoutMs) {
-    CurlPtr h(curl_easy_init(), curl_easy_cleanup);
-    curl_easy_setopt(h.get(), CURLOPT_URL, url.c_str());
-    curl_easy_setopt(h.get(), CURLOPT_USERNAME, c.User.c_str());
-    curl_easy_setopt(h.get(), CURLOPT_PASSWORD, c.Password.c_str());
-    curl_easy_setopt(h.get(), CURLOPT_FTP_USE_EPSV, 1L);
-    curl_easy_setopt(h.get(), CURLOPT_TRANSFERTEXT, 0L);
-    curl_easy_setopt(h.get(), CURLOPT_CONNECTTIMEOUT_MS, long(timeoutMs));
-    curl_easy_setopt(h.get(), CURLOPT_FTP_RESPONSE_TIMEOUT, long(timeoutMs / 1000 + 1));
-    curl_easy_setopt(h.get(), CURLOPT_NOSIGNAL, 1L);
+CURL* TFtpClient::handle(const std::string& url) {
+    if (!handle_) handle_.reset(curl_easy_init());
+    CURL* h = handle_.get();
+    // Options go back to the defaults; the connection cache (the logged-in connection) stays.
+    curl_easy_reset(h);
+    curl_easy_setopt(h, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(h, CURLOPT_USERNAME, User.c_str());
+    curl_easy_setopt(h, CURLOPT_PASSWORD, Password.c_str());
+    curl_easy_setopt(h, CURLOPT_FTP_USE_EPSV, 1L);
+    curl_easy_setopt(h, CURLOPT_TRANSFERTEXT, 0L);
+    curl_easy_setopt(h, CURLOPT_CONNECTTIMEOUT_MS, long(TimeoutMs));
+    curl_easy_setopt(h, CURLOPT_FTP_RESPONSE_TIMEOUT, long(TimeoutMs / 1000 + 1));
+    curl_easy_setopt(h, CURLOPT_NOSIGNAL, 1L);
     // A stalled data connection ends the transfer instead of hanging it.
-    curl_easy_setopt(h.get(), CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(h.get(), CURLOPT_LOW_SPEED_TIME, long(timeoutMs / 1000 + 1));
+    curl_easy_setopt(h, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(h, CURLOPT_LOW_SPEED_TIME, long(TimeoutMs / 1000 + 1));
     return h;
 }
-} // namespace
+
+void TFtpClient::Disconnect() {
+    handle_.reset(); // curl quits the connection when its handle goes
+}
 
 bool TFtpClient::Probe() {
-    CurlPtr h = makeHandle(*this, Fmt("ftp://%s:%d/", Host.c_str(), Port), TimeoutMs);
-    curl_easy_setopt(h.get(), CURLOPT_CONNECT_ONLY, 1L);
-    CURLcode rc = curl_easy_perform(h.get());
+    // Logs in and looks at the top folder: the connection then serves the next calls.
+    CURL* h = handle(Fmt("ftp://%s:%d/", Host.c_str(), Port));
+    curl_easy_setopt(h, CURLOPT_NOBODY, 1L);
+    CURLcode rc = curl_easy_perform(h);
     if (rc != CURLE_OK) lastError_ = curl_easy_strerror(rc);
     return rc == CURLE_OK;
 }
 
 int64_t TFtpClient::Size(const std::string& remote) {
-    CurlPtr h = makeHandle(*this, url(remote), TimeoutMs);
-    curl_easy_setopt(h.get(), CURLOPT_NOBODY, 1L);
-    curl_easy_setopt(h.get(), CURLOPT_WRITEFUNCTION, discard);
-    CURLcode rc = curl_easy_perform(h.get());
+    CURL* h = handle(url(remote));
+    curl_easy_setopt(h, CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, discard);
+    CURLcode rc = curl_easy_perform(h);
     if (rc != CURLE_OK) {
         lastError_ = curl_easy_strerror(rc);
         return -1;
     }
     curl_off_t len = -1;
-    curl_easy_getinfo(h.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &len);
+    curl_easy_getinfo(h, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &len);
     return int64_t(len);
 }
 
@@ -141,11 +145,11 @@ bool TFtpClient::Get(const std::string& remote, MemStream& into) {
     work(WorkBegin, wmRead, size < 0 ? 0 : uint64_t(size));
     bool ok = false;
     if (size >= 0) {
-        CurlPtr h = makeHandle(*this, url(remote), TimeoutMs);
+        CURL* h = handle(url(remote));
         Transfer t{&OnWork, wmRead, 0};
-        curl_easy_setopt(h.get(), CURLOPT_WRITEFUNCTION, toMem);
-        curl_easy_setopt(h.get(), CURLOPT_WRITEDATA, &into);
-        CURLcode rc = performWithProgress(h.get(), t);
+        curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, toMem);
+        curl_easy_setopt(h, CURLOPT_WRITEDATA, &into);
+        CURLcode rc = performWithProgress(h, t);
         if (rc != CURLE_OK) {
             lastError_ = curl_easy_strerror(rc);
             log("FTP: " + lastError_);
@@ -183,12 +187,12 @@ bool TFtpClient::Get(const std::string& remote, const std::string& local, bool o
             work(WorkEnd, wmRead, 0);
             return false;
         }
-        CurlPtr h = makeHandle(*this, url(remote), TimeoutMs);
+        CURL* h = handle(url(remote));
         Transfer t{&OnWork, wmRead, have};
-        curl_easy_setopt(h.get(), CURLOPT_WRITEFUNCTION, toFile);
-        curl_easy_setopt(h.get(), CURLOPT_WRITEDATA, f);
-        curl_easy_setopt(h.get(), CURLOPT_RESUME_FROM_LARGE, curl_off_t(have));
-        CURLcode rc = performWithProgress(h.get(), t);
+        curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, toFile);
+        curl_easy_setopt(h, CURLOPT_WRITEDATA, f);
+        curl_easy_setopt(h, CURLOPT_RESUME_FROM_LARGE, curl_off_t(have));
+        CURLcode rc = performWithProgress(h, t);
         std::fclose(f);
         if (rc != CURLE_OK) {
             lastError_ = curl_easy_strerror(rc);
@@ -228,13 +232,13 @@ bool TFtpClient::Put(const std::vector<std::string>& files, const std::string& r
             continue;
         }
         uint64_t size = std::filesystem::file_size(file, ec);
-        CurlPtr h = makeHandle(*this, url(dir + name), TimeoutMs);
+        CURL* h = handle(url(dir + name));
         Transfer t{&OnWork, wmWrite, done};
-        curl_easy_setopt(h.get(), CURLOPT_UPLOAD, 1L);
-        curl_easy_setopt(h.get(), CURLOPT_READFUNCTION, fromFile);
-        curl_easy_setopt(h.get(), CURLOPT_READDATA, f);
-        curl_easy_setopt(h.get(), CURLOPT_INFILESIZE_LARGE, curl_off_t(size));
-        CURLcode rc = performWithProgress(h.get(), t);
+        curl_easy_setopt(h, CURLOPT_UPLOAD, 1L);
+        curl_easy_setopt(h, CURLOPT_READFUNCTION, fromFile);
+        curl_easy_setopt(h, CURLOPT_READDATA, f);
+        curl_easy_setopt(h, CURLOPT_INFILESIZE_LARGE, curl_off_t(size));
+        CURLcode rc = performWithProgress(h, t);
         std::fclose(f);
         if (rc != CURLE_OK) {
             lastError_ = curl_easy_strerror(rc);

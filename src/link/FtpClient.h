@@ -1,12 +1,16 @@
 #pragma once
-// The FTP road for files: anonymous, binary, passive, one connection per call, over libcurl.
+// The FTP road for files: anonymous, binary, passive, over libcurl. One control connection serves the
+// calls between the first and Disconnect (login once, then size and transfer on it).
 
 #include "foundation/MemStream.h"
 #include "foundation/Sammler.h"
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
+
+typedef void CURL;
 
 namespace ferro {
 
@@ -29,8 +33,10 @@ public:
     LogFn Log;
     WorkFn OnWork;
 
-    // Connects and logs in once; true if the server answers.
+    // Connects and logs in; true if the server answers. The connection stays for the next calls.
     bool Probe();
+    // Quits and closes the connection.
+    void Disconnect();
     // Size of a remote file, or -1 if it does not exist.
     int64_t Size(const std::string& remote);
     // Fetches a remote file; true only if the whole file (the server's size) arrived.
@@ -43,6 +49,8 @@ public:
 
 private:
     std::string url(const std::string& remotePath) const;
+    // The one handle, reset to the common options for `url`; its connection is kept between calls.
+    CURL* handle(const std::string& url);
     void log(const std::string& s, bool memo = false) const {
         if (Log) Log(s, memo);
     }
@@ -50,6 +58,7 @@ private:
         if (OnWork) OnWork(s, m, c);
     }
     std::string lastError_;
+    std::unique_ptr<CURL, void (*)(CURL*)> handle_;
 };
 
 // The directory and file parts of an instrument path, split at the last '/' or ':'.

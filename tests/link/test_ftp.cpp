@@ -67,6 +67,7 @@ TEST(Ftp, RecordingFetchedByPathIsByteIdentical) {
     ASSERT_GE(work.size(), 2u);
     EXPECT_EQ(work.front(), WorkBegin);
     EXPECT_EQ(work.back(), WorkEnd);
+    EXPECT_EQ(t.server->logins(), 1) << "one login serves the size and the transfer";
 }
 
 TEST(Ftp, ListingWithAWrongPathGivesAnEmptyStream) {

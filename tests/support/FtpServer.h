@@ -36,12 +36,22 @@ public:
         proc_.waitForFinished(3000);
     }
     bool ready() const { return ready_; }
+    // Logins the server has seen so far (it logs each one).
+    int logins() {
+        proc_.waitForReadyRead(100);
+        log_ += proc_.readAll().toStdString();
+        int n = 0;
+        for (size_t at = log_.find("logged in"); at != std::string::npos; at = log_.find("logged in", at + 1))
+            ++n;
+        return n;
+    }
     int port() const { return port_; }
 
 private:
     QProcess proc_;
     int port_ = 0;
     bool ready_ = false;
+    std::string log_;
 };
 
 } // namespace ferro::test
