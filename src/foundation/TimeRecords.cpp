@@ -132,6 +132,20 @@ uint64_t TStoLinear(const tmStamp_t& ts) {
     return uint64_t(ts.sec) * 1000000000ull + (ts.frac & ~CSummerTimeFlag);
 }
 
+TCivilDate CivilFromDays(int64_t days) {
+    // Era arithmetic (H. Hinnant's civil_from_days): exact for any count of days.
+    const int64_t z = days + 719468;
+    const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+    const unsigned doe = unsigned(z - era * 146097);
+    const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    const int64_t y = int64_t(yoe) + era * 400;
+    const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    const unsigned mp = (5 * doy + 2) / 153;
+    const unsigned d = doy - (153 * mp + 2) / 5 + 1;
+    const unsigned m = mp < 10 ? mp + 3 : mp - 9;
+    return {y + (m <= 2 ? 1 : 0), m, d};
+}
+
 std::string UtcOffsetText(int offsetSeconds) {
     const int minutes = offsetSeconds / 60, a = minutes < 0 ? -minutes : minutes;
     char text[16];

@@ -86,6 +86,13 @@ void UTCtoLocal(const tmStamp_t& stamp, const time_tz_t& tz, tmStamp_t& out);
 
 uint64_t TStoLinear(const tmStamp_t& ts);
 tmStamp_t LinearToTS(uint64_t linear);
+// A day of the proleptic Gregorian calendar.
+struct TCivilDate {
+    int64_t Year;
+    unsigned Month, Day;
+};
+// Days since 1970-01-01 (any count, also negative) to the calendar date.
+TCivilDate CivilFromDays(int64_t days);
 // An offset from UTC as "+hh:mm" / "-hh:mm".
 std::string UtcOffsetText(int offsetSeconds);
 

@@ -13,20 +13,10 @@ struct Civil {
     unsigned mon, day, hour, min, sec;
 };
 
-// Days since 1970-01-01 to a proleptic Gregorian date (H. Hinnant's civil_from_days).
 Civil civilFromSeconds(uint64_t secs) {
-    const int64_t days = int64_t(secs / 86400);
+    const TCivilDate c = CivilFromDays(int64_t(secs / 86400));
     const unsigned sod = unsigned(secs % 86400);
-    const int64_t z = days + 719468;
-    const int64_t era = z / 146097;
-    const unsigned doe = unsigned(z - era * 146097);
-    const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    const unsigned mp = (5 * doy + 2) / 153;
-    const unsigned d = doy - (153 * mp + 2) / 5 + 1;
-    const unsigned m = mp < 10 ? mp + 3 : mp - 9;
-    const int y = int(int64_t(yoe) + era * 400 + (m <= 2 ? 1 : 0));
-    return {y, m, d, sod / 3600, (sod / 60) % 60, sod % 60};
+    return {int(c.Year), c.Month, c.Day, sod / 3600, (sod / 60) % 60, sod % 60};
 }
 
 std::string dateTimeText(uint64_t secs) {
