@@ -21,12 +21,6 @@ Instrument& inst(lua_State* L) {
     return *LuaContext(L).instrument;
 }
 
-std::string arg(lua_State* L, int i) {
-    size_t len = 0;
-    const char* s = luaL_checklstring(L, i, &len);
-    return std::string(s, len);
-}
-
 // The calibration functions print their word, as the firmware does, and return the code.
 int calAnswer(lua_State* L, int code, const char* okWord = "No Error") {
     LuaEmit(L, std::string(code == 0 ? okWord : CalibrationWord(code)) + "\n");
@@ -210,12 +204,12 @@ int utiFlushLog(lua_State* L) {
 int utiFwUpdate(lua_State* L) {
     constexpr int kInvalidArgument = 11;
     Instrument& in = inst(L);
-    std::string host = LuaHostPath(L, arg(L, 1));
+    std::string host = LuaHostPath(L, LuaArg(L, 1));
     std::vector<uint8_t> image;
     std::vector<ArchiveEntry> entries;
     if (!InstrumentTree::readFile(host, image, 512u << 20) ||
         !Compression::untarGz(image, entries, 1u << 30) || entries.empty()) {
-        in.log("firmware image " + arg(L, 1) + " rejected");
+        in.log("firmware image " + LuaArg(L, 1) + " rejected");
         lua_pushinteger(L, kInvalidArgument);
         return 1;
     }
@@ -264,13 +258,13 @@ int setClock(lua_State* L, const QString& text, const QString& format, bool keep
     return zero(L);
 }
 int utiSetDateTime(lua_State* L) {
-    return setClock(L, QString::fromStdString(arg(L, 1)), "dd.MM.yyyy hh:mm:ss", false, false);
+    return setClock(L, QString::fromStdString(LuaArg(L, 1)), "dd.MM.yyyy hh:mm:ss", false, false);
 }
 int utiSetDate(lua_State* L) {
-    return setClock(L, QString::fromStdString(arg(L, 1)), "dd.MM.yyyy", false, true);
+    return setClock(L, QString::fromStdString(LuaArg(L, 1)), "dd.MM.yyyy", false, true);
 }
 int utiSetTime(lua_State* L) {
-    return setClock(L, QString::fromStdString(arg(L, 1)), "hh:mm:ss", true, false);
+    return setClock(L, QString::fromStdString(LuaArg(L, 1)), "hh:mm:ss", true, false);
 }
 
 int setLog(lua_State* L) {
@@ -280,8 +274,8 @@ int setLog(lua_State* L) {
 
 // A folder becomes a tar.gz of its files, a single file a gzip.
 int utiGzip(lua_State* L) {
-    std::string from = LuaHostPath(L, arg(L, 1));
-    std::string to = LuaHostPath(L, arg(L, 2));
+    std::string from = LuaHostPath(L, LuaArg(L, 1));
+    std::string to = LuaHostPath(L, LuaArg(L, 2));
     std::error_code ec;
     Bytes out;
     if (fs::is_directory(from, ec)) {
@@ -312,8 +306,8 @@ void putLE(std::vector<uint8_t>& b, uint32_t v, int bytes) {
 
 // ips.pcapStart(device, file, seconds[, filter]): writes a real capture file, a few UDP packets.
 int ipsPcapStart(lua_State* L) {
-    std::string device = arg(L, 1);
-    std::string host = LuaHostPath(L, arg(L, 2));
+    std::string device = LuaArg(L, 1);
+    std::string host = LuaHostPath(L, LuaArg(L, 2));
     int seconds = int(luaL_optinteger(L, 3, 1));
     std::vector<uint8_t> b;
     putLE(b, 0xa1b2c3d4, 4);
@@ -356,7 +350,7 @@ int ipsFtpClose(lua_State* L) {
 // name), the rights of the user this session logged in as.
 int userAuthorized(lua_State* L) {
     const Profile& p = inst(L).profile();
-    const SimUser* u = p.findUser(arg(L, 1));
+    const SimUser* u = p.findUser(LuaArg(L, 1));
     if (!u) u = p.findUser(LuaContext(L).user);
     lua_newtable(L);
     for (const std::string& right : p.allRights) {
@@ -367,7 +361,7 @@ int userAuthorized(lua_State* L) {
 }
 
 int logGetLog(lua_State* L) {
-    std::string to = LuaHostPath(L, arg(L, 1));
+    std::string to = LuaHostPath(L, LuaArg(L, 1));
     std::error_code ec;
     fs::create_directories(fs::path(to).parent_path(), ec);
     fs::copy_file(inst(L).tree().logFile(), to, fs::copy_options::overwrite_existing, ec);
@@ -381,7 +375,8 @@ int cfgRdAll(lua_State* L) {
     if (!InstrumentTree::readFile(inst(L).tree().setupFile(), xml, kMaxPack))
         return luaL_error(L, "no setup");
     if (lua_isstring(L, 1)) {
-        if (!InstrumentTree::writeFile(LuaHostPath(L, arg(L, 1)), xml)) return luaL_error(L, "cannot write");
+        if (!InstrumentTree::writeFile(LuaHostPath(L, LuaArg(L, 1)), xml))
+            return luaL_error(L, "cannot write");
         return zero(L);
     }
     lua_pushlstring(L, reinterpret_cast<const char*>(xml.data()), xml.size());

@@ -16,12 +16,6 @@ namespace {
 
 constexpr uintmax_t kMaxScript = 4u << 20;
 
-std::string arg(lua_State* L, int i) {
-    size_t len = 0;
-    const char* s = luaL_checklstring(L, i, &len);
-    return std::string(s, len);
-}
-
 int failure(lua_State* L, const std::string& text) {
     lua_pushnil(L);
     lua_pushstring(L, text.c_str());
@@ -53,7 +47,7 @@ int fsPwd(lua_State* L) {
 
 int fsCd(lua_State* L) {
     LuaEngine::Context& ctx = LuaContext(L);
-    std::string host = LuaHostPath(L, arg(L, 1));
+    std::string host = LuaHostPath(L, LuaArg(L, 1));
     if (!fs::is_directory(host)) return failure(L, "No such directory");
     ctx.cwd = ctx.instrument->tree().instrumentPathOf(host);
     lua_pushboolean(L, 1);
@@ -106,8 +100,8 @@ int fsDu(lua_State* L) {
 }
 
 int fsCp(lua_State* L) {
-    std::string from = LuaHostPath(L, arg(L, 1));
-    std::string to = LuaHostPath(L, arg(L, 2));
+    std::string from = LuaHostPath(L, LuaArg(L, 1));
+    std::string to = LuaHostPath(L, LuaArg(L, 2));
     std::error_code ec;
     if (!fs::is_regular_file(from, ec)) return failure(L, "No such file or directory");
     if (fs::is_directory(to, ec)) to += "/" + fs::path(from).filename().string();
@@ -119,7 +113,7 @@ int fsCp(lua_State* L) {
 }
 
 int fsRm(lua_State* L) {
-    std::string host = LuaHostPath(L, arg(L, 1));
+    std::string host = LuaHostPath(L, LuaArg(L, 1));
     std::error_code ec;
     if (!fs::is_regular_file(host, ec) || !fs::remove(host, ec))
         return failure(L, "No such file or directory");
@@ -128,7 +122,7 @@ int fsRm(lua_State* L) {
 }
 
 int fsRmdir(lua_State* L) {
-    std::string host = LuaHostPath(L, arg(L, 1));
+    std::string host = LuaHostPath(L, LuaArg(L, 1));
     bool recursive = std::string(luaL_optstring(L, 2, "")) == "-r";
     LuaEngine::Context& ctx = LuaContext(L);
     if (host == ctx.instrument->tree().root()) return failure(L, "Permission denied");
@@ -141,7 +135,7 @@ int fsRmdir(lua_State* L) {
 }
 
 int fsMkdir(lua_State* L) {
-    std::string host = LuaHostPath(L, arg(L, 1));
+    std::string host = LuaHostPath(L, LuaArg(L, 1));
     std::error_code ec;
     fs::create_directories(host, ec);
     if (ec) return failure(L, ec.message());
@@ -151,7 +145,7 @@ int fsMkdir(lua_State* L) {
 
 // io.open with the instrument's paths: the original io.open is the upvalue.
 int confinedOpen(lua_State* L) {
-    std::string host = LuaHostPath(L, arg(L, 1));
+    std::string host = LuaHostPath(L, LuaArg(L, 1));
     const char* mode = luaL_optstring(L, 2, "r");
     std::string m(mode);
     if (m.find('w') != std::string::npos || m.find('a') != std::string::npos) {
@@ -167,7 +161,7 @@ int confinedOpen(lua_State* L) {
 }
 
 int confinedDofile(lua_State* L) {
-    std::string given = arg(L, 1);
+    std::string given = LuaArg(L, 1);
     std::string host = LuaHostPath(L, given);
     std::error_code ec;
     uintmax_t size = fs::file_size(host, ec);
