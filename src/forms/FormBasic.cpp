@@ -245,6 +245,7 @@ void TFormBasic::SetTCPCommUnit(const std::string& IP, int Port, bool FTP, bool 
     if (!PrepareLink(FTP, GZ, SetFolders, Connect, CheckXML)) return;
     if (FConnectThread.joinable()) FConnectThread.join();
     TComUnit* link = FComUnit;
+    FConnecting = true;
     FConnectThread = std::thread([this, link] {
         bool ok = false;
         std::string error;
@@ -256,6 +257,7 @@ void TFormBasic::SetTCPCommUnit(const std::string& IP, int Port, bool FTP, bool 
         } catch (...) {
             error = "unknown";
         }
+        FConnecting = false;
         // The form's fields belong to the main thread; the result is handed over there.
         Postpone(this, [this, ok, error] {
             if (!error.empty()) LogPrepare(this, "Connect Error " + error, false);
@@ -340,19 +342,16 @@ void TFormBasic::ConnEst(TSender, bool Success) {
 bool TFormBasic::CheckConnection() {
     if (!FComUnit) return false;
     if (FRSComUnit) return true;
+    if (FTCPComUnit && FTCPComUnit->FIsOffline) return true;
+    if (FComUnit->IsConnected()) return true;
+    // The connect worker is still at it: a second connect here would race it on the UI thread.
+    if (FConnecting) return false;
     try {
-        if (FTCPComUnit && FTCPComUnit->FIsOffline) return true;
-        if (FComUnit->IsConnected()) return true;
-        try {
-            LogPrepare(this, "Connecting", false);
-            FComUnit->DoConnect();
-            return FComUnit->IsConnected();
-        } catch (const std::exception& e) {
-            LogPrepare(this, Fmt("%s_%s", "Exception", e.what()), false);
-            return false;
-        }
+        LogPrepare(this, "Connecting", false);
+        FComUnit->DoConnect();
+        return FComUnit->IsConnected();
     } catch (const std::exception& e) {
-        LogPrepare(this, Fmt("Basic Check %s_%s", "Exception", e.what()), false);
+        LogPrepare(this, Fmt("%s_%s", "Exception", e.what()), false);
         FComUnit->DoDisconnect(false);
         return false;
     }

@@ -9,6 +9,7 @@
 #include <QPointer>
 #include <QWidget>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
@@ -190,6 +191,7 @@ private:
     void ShowProgressPercent(int Percent);
 
     std::unique_ptr<TComUnit> FOwnedUnit;
+    std::atomic<bool> FConnecting{false}; // the connect worker runs
     std::thread FConnectThread;
     uint64_t FWorkMax = 0;
     std::vector<QPointer<QMessageBox>> FOpenBoxes;
