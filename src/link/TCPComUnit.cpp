@@ -72,6 +72,17 @@ bool TTCPComUnit::askHostKey(const std::string& question) {
         bool yes = false;
     };
     auto answer = std::make_shared<Answer>();
+    {
+        // A link that is going away answers No at once, now and while the question waits.
+        std::lock_guard<std::mutex> lk(hostKeyMutex_);
+        if (connectCanceled_) return false;
+        cancelHostKey_ = [answer] {
+            std::lock_guard<std::mutex> a(answer->m);
+            answer->done = true;
+            answer->yes = false;
+            answer->cv.notify_all();
+        };
+    }
     auto ask = [this, question, answer] {
         if (!FDisplayConnMessage) {
             std::lock_guard<std::mutex> lk(answer->m);
@@ -104,6 +115,10 @@ bool TTCPComUnit::askHostKey(const std::string& question) {
         Postpone(this, ask);
         std::unique_lock<std::mutex> lk(answer->m);
         answer->cv.wait_until(lk, limit, [&] { return answer->done; });
+    }
+    {
+        std::lock_guard<std::mutex> lk(hostKeyMutex_);
+        cancelHostKey_ = nullptr;
     }
     std::lock_guard<std::mutex> lk(answer->m);
     return answer->yes;
@@ -161,6 +176,11 @@ void TTCPComUnit::DoConnect() {
 }
 
 void TTCPComUnit::CancelConnect() {
+    {
+        std::lock_guard<std::mutex> lk(hostKeyMutex_);
+        connectCanceled_ = true;
+        if (cancelHostKey_) cancelHostKey_();
+    }
     if (FReadThread) FReadThread->CancelConnect();
 }
 

@@ -3,7 +3,9 @@
 
 #include "link/ComUnit.h"
 
+#include <functional>
 #include <memory>
+#include <mutex>
 
 namespace ferro {
 
@@ -51,6 +53,10 @@ private:
     void sshConnected(bool ok);
     // Asks the user about a host key on the main thread; the calling thread waits for the answer.
     bool askHostKey(const std::string& question);
+    // CancelConnect also answers a host-key question that waits (or comes later) with No.
+    std::mutex hostKeyMutex_;
+    bool connectCanceled_ = false;
+    std::function<void()> cancelHostKey_;
 
     std::unique_ptr<TIdReadThreadTCP> FReadThread;
 };

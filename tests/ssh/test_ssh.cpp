@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include <chrono>
 #include <filesystem>
@@ -158,6 +160,31 @@ TEST(SshHostKey, RefusingANewKeySendsNoFrameAndAcceptingStoresIt) {
         ASSERT_TRUE(WaitFor([&] { return c.done; }));
         EXPECT_TRUE(c.asked.empty()) << "a known key is not asked about again";
     }
+}
+
+TEST(SshHostKey, AQuestionLeftOpenEndsWithNoWhenTheLinkIsCanceled) {
+    SshRig rig;
+    Client c(rig.root, rig.server->Port(), "admin", "admin");
+    TThreadedMessageCallBack pending; // the view shows the question; nobody answers it
+    c.link.FDisplayConnMessage = [&](const std::string& t, TMsgDlgType type, TThreadedMessageCallBack cb,
+                                     TMsgDlgButtons, TMsgDlgBtn) {
+        if (type != mtConfirmation) return;
+        c.asked.push_back(t);
+        pending = cb;
+    };
+    std::atomic<bool> ended{false};
+    std::thread worker([&] {
+        c.link.DoConnect(); // the view's connect worker
+        ended = true;
+    });
+    ASSERT_TRUE(WaitFor([&] { return !c.asked.empty(); }, 5000));
+    c.link.CancelConnect(); // the view closes
+    const bool quick = WaitFor([&] { return ended.load(); }, 2000);
+    if (!quick && pending) pending(nullptr, mrNo); // never leave the worker behind
+    worker.join();
+    EXPECT_TRUE(quick) << "the worker does not wait for an answer that will not come";
+    EXPECT_FALSE(c.link.IsConnected());
+    EXPECT_FALSE(fs::exists(rig.root + "Hash"));
 }
 
 TEST(SshHostKey, ChangedKeyAsksWithTheChangedText) {
