@@ -5,6 +5,7 @@
 #include "link/CommandTable.h"
 #include "link/Messages.h"
 #include "link/TestComUnit.h"
+#include "support/Ports.h"
 #include "support/Replies.h"
 
 #include <QLabel>
@@ -12,11 +13,6 @@
 #include <QPushButton>
 
 #include <gtest/gtest.h>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -362,28 +358,17 @@ TEST(FormBasicProgress, DuringShutDownNeitherBarNorTextMoveButTheTimeoutsDo) {
 }
 
 TEST(FormBasicSend, WhileTheConnectWorkerRunsASendNeitherWaitsNorConnectsAgain) {
-    // A listener whose accept queue is full drops further SYNs: the worker's connect hangs.
-    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
-    ASSERT_EQ(::listen(listener, 0), 0);
-    socklen_t len = sizeof a;
-    ::getsockname(listener, reinterpret_cast<sockaddr*>(&a), &len);
-    int filler = ::socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_EQ(::connect(filler, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    ferro::test::HangingListener hanging; // the worker's connect hangs
+    ASSERT_TRUE(hanging.ok());
     std::vector<std::string> log;
     auto form = std::make_unique<TFormBasic>();
     form->FOnLogCallBack = [&](TSender, const std::string& s, bool) { log.push_back(s); };
     form->SetComUnit(false, false, ipverV4);
-    form->SetTCPCommUnit("127.0.0.1", ntohs(a.sin_port), false, true, false, true, false, 0);
+    form->SetTCPCommUnit("127.0.0.1", hanging.port(), false, true, false, true, false, 0);
     const auto t0 = std::chrono::steady_clock::now();
     EXPECT_FALSE(form->SendCommandToCom("CCC_IDENTIFY_BASIC", CmdIdentify, 0, 1));
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(1));
     EXPECT_FALSE(AnyContains(log, "Connecting")) << "no second connect beside the worker";
     form.reset(); // cancels the worker's connect
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(3));
-    ::close(filler);
-    ::close(listener);
 }

@@ -9,11 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -193,23 +188,13 @@ TEST(TcpLink, QueuedFramesWakeTheLinkThreadInsteadOfWaitingOutItsIdleTurn) {
 }
 
 TEST(TcpLink, ACanceledConnectEndsAtOnceInsteadOfWaitingOutItsTimeOut) {
-    // A listener whose accept queue is full drops further SYNs: a connect to it hangs, on loopback.
-    int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
-    ASSERT_EQ(::listen(listener, 0), 0);
-    socklen_t len = sizeof a;
-    ::getsockname(listener, reinterpret_cast<sockaddr*>(&a), &len);
-    int filler = ::socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_EQ(::connect(filler, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
-
+    HangingListener hanging;
+    ASSERT_TRUE(hanging.ok());
     for (bool ssh : {false, true}) {
         TTCPComUnit link(ssh);
         link.ConnectTimeoutMs = 10000;
         LogSink log;
-        link.SetIPAndPort("127.0.0.1", ntohs(a.sin_port), 0);
+        link.SetIPAndPort("127.0.0.1", hanging.port(), 0);
         // The view closes while the connect is under way.
         std::thread closer([&] {
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -224,6 +209,4 @@ TEST(TcpLink, ACanceledConnectEndsAtOnceInsteadOfWaitingOutItsTimeOut) {
         EXPECT_FALSE(link.IsConnected());
         EXPECT_TRUE(log.has("DoConnectExcept: Connect canceled.")) << (ssh ? "ssh" : "tcp");
     }
-    ::close(filler);
-    ::close(listener);
 }
