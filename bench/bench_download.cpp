@@ -1,7 +1,7 @@
 // Downloading one large recording from ferrosim: over frames and over FTP, next to raw loopback TCP
 // throughput measured in the same run by a plain sender and receiver. MB/s and ratios to raw.
 #include "link/FtpClient.h"
-#include "link/LinkSession.h"
+#include "link/DeviceSession.h"
 #include "support/FtpServer.h"
 #include "support/SimProcess.h"
 
@@ -214,13 +214,12 @@ int main(int argc, char** argv) {
         plain.push_back(
             simToPlainReceiverSeconds(sim.port(), name, bytes, work.path().toStdString() + "/plain.bin"));
     for (int i = 0; i < runs && wanted("frames"); ++i) {
-        TLinkOptions o;
+        TConnectionRec o;
         o.Port = sim.port();
-        o.DataDir = data;
-        TLinkSession session(o);
-        std::string error;
-        if (!session.Open(error)) {
-            std::fprintf(stderr, "%s\n", error.c_str());
+        o.Folders.Data = data;
+        TDeviceSession session(o);
+        if (!session.OpenAndWait(30000)) {
+            std::fprintf(stderr, "%s\n", session.LastError().Text.c_str());
             return 1;
         }
         TComUnit& l = session.Link();
@@ -235,7 +234,7 @@ int main(int argc, char** argv) {
         if (fs::file_size(l.FRecDir + "10T-0-1700000000.rec") != bytes)
             std::fprintf(stderr, "short frame download\n");
         fs::remove(l.FRecDir + "10T-0-1700000000.rec");
-        session.Close();
+        session.CloseAndWait();
     }
 
     FtpServer server(root);

@@ -1,7 +1,7 @@
 // CPU cost of a live stream at the instrument's pace (one block a second) in the client, next to an
 // idle event loop measured for the same time in the same run.
 #include "foundation/records/CsRecord.h"
-#include "link/LinkSession.h"
+#include "link/DeviceSession.h"
 #include "support/SimProcess.h"
 
 #include <QCoreApplication>
@@ -42,19 +42,18 @@ int main(int argc, char** argv) {
     double idle = cpuSeconds() - c0;
 
     SimProcess sim;
-    TLinkOptions o;
+    TConnectionRec o;
     o.Port = sim.port();
-    TLinkSession session(o);
-    std::string error;
-    if (!session.Open(error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
+    TDeviceSession session(o);
+    if (!session.OpenAndWait(30000)) {
+        std::fprintf(stderr, "%s\n", session.LastError().Text.c_str());
         return 1;
     }
     TComUnit& l = session.Link();
     int blocks = 0, decoded = 0;
     l.FUpdateGrid = [&](TSender) {
         ++blocks;
-        if (TCsRecord::Decode(l.FBytes.FBytes.data(), l.FBytes.FBytes.size(), l.FRev.Gen)) ++decoded;
+        if (TCsRecord::Decode(l.FBytes.FBytes.data(), l.FBytes.FBytes.size(), l.Identity().Rev.Gen)) ++decoded;
     };
     l.SendCommand("CCC_STREAM_START", CmdStream, 0, 1, CDataObj[4]);
     l.ManualTimer(nullptr);

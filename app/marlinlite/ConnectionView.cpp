@@ -74,9 +74,14 @@ TConnectionView::TConnectionView(QWidget* Parent) : TFormBasic(Parent) {
     head->addWidget(lblState);
     head->addSpacing(12);
     head->addWidget(lblAddress, 1);
+    btnReconnect = new QPushButton("Erneut verbinden", lytBase);
+    btnReconnect->setObjectName("btnReconnect");
+    btnReconnect->setVisible(false);
+    head->addWidget(btnReconnect);
     btnIdentify = new QPushButton("Identität neu lesen", lytBase);
     btnIdentify->setObjectName("btnIdentify");
     btnIdentify->setEnabled(false);
+    btnIdentify->setToolTip("Erst wenn das Gerät verbunden ist");
     head->addWidget(btnIdentify);
     root->addLayout(head);
 
@@ -115,6 +120,11 @@ TConnectionView::TConnectionView(QWidget* Parent) : TFormBasic(Parent) {
 
     connect(btnIdentify, &QPushButton::clicked, this,
             [this] { SendCommandToCom("CCC_IDENTIFY_ALL", CmdIdentify, 0, 1); });
+    connect(btnReconnect, &QPushButton::clicked, this, [this] { Reconnect(); });
+    connect(this, &TFormBasic::EstablishedChanged, this, [this](bool On) {
+        btnIdentify->setEnabled(On);
+        btnIdentify->setToolTip(On ? QString() : QString("Erst wenn das Gerät verbunden ist"));
+    });
     FClockTimer = new QTimer(this);
     FClockTimer->setInterval(1000);
     connect(FClockTimer, &QTimer::timeout, this, [this] { UpdateClock(); });
@@ -128,80 +138,76 @@ void TConnectionView::SetState(const QString& Text, const QString& Color) {
     lblState->setStyleSheet(QString("color: %1;").arg(Color));
 }
 
-void TConnectionView::Open(const TInstrument& Entry, const TFolders& Folders) {
-    FEntry = Entry;
-    const bool serial = Entry.Transport == TTransport::Serial;
-    const bool ssh = Entry.Transport == TTransport::Ssh;
-    SetComUnit(serial, ssh, Entry.IpVer);
-    FComUnit->FDatadir = Folders.Data;
-    FComUnit->FIniFolder = Folders.Ini;
-    FComUnit->FTmpDir = Folders.Tmp;
-    FComUnit->SetSSHUserPass(Entry.SshUser, Entry.SshPassword);
-    // The line asks to close (USB pulled, session ended by the instrument): the view goes.
-    FComUnit->FRequestClose = [this](TSender) { Postpone(this, [this] { Finish(); }); };
-    FHostConnectThreadEnd = std::move(FConnectThreadEnd);
-    FConnectThreadEnd = [this](TSender Sender, bool Success, bool AuthError) {
-        ConnectAttemptEnded(Success, AuthError);
-        if (FHostConnectThreadEnd) FHostConnectThreadEnd(Sender, Success, AuthError);
-    };
-    SetCapt(Entry.Name);
-    const std::string where =
-        serial ? Entry.SerialDevice
-               : Fmt("%s:%d (%s)", Entry.Address.c_str(), Entry.Port, TransportText(Entry.Transport));
-    lblAddress->setText(QString::fromStdString(where));
-    SetState("Verbinde …", "#1F5FA8");
-    StartWork("Verbinde mit " + Entry.Name);
-    const bool setFolders = !Folders.Data.empty();
-    if (serial)
-        SetSerialComUnit(Entry.SerialDevice, true, setFolders, true, false, false);
-    else
-        SetTCPCommUnit(Entry.Address, Entry.Port, false, true, setFolders, true, false, 0);
+void TConnectionView::SessionStateChanged(TSessionState State) {
+    switch (State) {
+    case TSessionState::Connecting: {
+        const TConnectionRec& r = Connection();
+        lblAddress->setText(QString::fromStdString(
+            r.IsSerial() ? r.SerialDevice : Fmt("%s (%s)", r.Where().c_str(), TransportText(r.Transport))));
+        SetState("Verbinde …", "#1F5FA8");
+        break;
+    }
+    case TSessionState::Closing:
+        FClockTimer->stop();
+        SetState("Trenne …", "#666666");
+        break;
+    case TSessionState::Closed:
+        FClockTimer->stop();
+        SetState("Getrennt", "#666666");
+        break;
+    default:
+        break;
+    }
 }
 
-void TConnectionView::ConnectAttemptEnded(bool Success, bool AuthError) {
-    if (Success) return;
-    EndWork();
+void TConnectionView::ConnectionFailed(const std::string& Reason) {
+    TFormBasic::ConnectionFailed(Reason);
     SetState("Keine Verbindung", "#B03A2E");
-    // A wrong password and a lost line are told by the link itself.
-    if (!AuthError && !FFinished) {
-        const std::string where = FEntry.Transport == TTransport::Serial
-                                      ? FEntry.SerialDevice
-                                      : Fmt("%s:%d", FEntry.Address.c_str(), FEntry.Port);
-        DisplayMessage(Fmt("Keine Verbindung zu %s möglich.", where.c_str()), mtError, Buttons({mbOK}), mbOK,
-                       nullptr);
-    }
+    btnReconnect->setVisible(!Closing());
+}
+
+void TConnectionView::ConnectionLost(const std::string& Reason) {
+    TFormBasic::ConnectionLost(Reason);
+    FClockTimer->stop();
+    SetState("Verbindung verloren", "#B03A2E");
+    btnReconnect->setVisible(!Closing());
+}
+
+void TConnectionView::Reconnect() {
+    if (!Session() || Closing()) return;
+    btnReconnect->setVisible(false);
+    StartWork("Verbinde mit " + Connection().Where());
+    Session()->Open();
 }
 
 void TConnectionView::ConnEst(TSender Sender, bool Success) {
     TFormBasic::ConnEst(Sender, Success);
     EndWork();
     if (!Success || !FComUnit) return;
-    FEstablished = true;
+    btnReconnect->setVisible(false);
     SetState(FSecureConnection ? "Verbunden (verschlüsselt)" : "Verbunden", "#2E7D32");
-    btnIdentify->setEnabled(true);
     ShowIdentity();
-    emit EstablishedChanged(true);
 }
 
 void TConnectionView::ShowIdentity() {
-    const TComUnit& l = *FComUnit;
-    FSN = std::to_string(l.FSN);
-    lblSerial->setText(QString::number(l.FSN));
-    lblArticle->setText(l.FArticle ? QString::number(l.FArticle) : QString("–"));
-    lblDevType->setText(DevTypeText(l.FDevType));
-    lblFirmware->setText(QString::fromStdString(l.FRev.VerAsStr()));
+    const TIdentity& id = FComUnit->Identity();
+    FSN = std::to_string(id.SN);
+    lblSerial->setText(QString::number(id.SN));
+    lblArticle->setText(id.Article ? QString::number(id.Article) : QString("–"));
+    lblDevType->setText(DevTypeText(id.DevType));
+    lblFirmware->setText(QString::fromStdString(id.Rev.VerAsStr()));
     QStringList station;
-    for (const std::string& s : {l.FPlant, l.FField, l.FDevice})
+    for (const std::string& s : {id.Plant, id.Field, id.Device})
         station << (s.empty() ? QString("–") : QString::fromStdString(s));
     lblStation->setText(station.join(" / "));
-    FClockBaseUtc = l.FConTime;
+    FClockBaseUtc = id.ConTime;
     FClockBaseMs = clock().nowMs();
     UpdateClock();
     FClockTimer->start();
 }
 
 std::string TConnectionView::DeviceClockText() const {
-    if (!FEstablished || !FComUnit) return "";
+    if (!Established() || !FComUnit) return "";
     const int64_t elapsed = (clock().nowMs() - FClockBaseMs) / 1000;
     // The instrument's zone and its summer-time rules, as the link applies them everywhere.
     const uint32_t utc = uint32_t(int64_t(FClockBaseUtc) + elapsed);
@@ -220,33 +226,6 @@ void TConnectionView::LogPrepare(TSender Sender, const std::string& Text, bool T
     if (ToMemo || IsStepLine(Text) || chkAllLines->isChecked())
         memLog->appendPlainText(QDateTime::currentDateTime().toString("HH:mm:ss.zzz  ") +
                                 QString::fromStdString(Text));
-}
-
-void TConnectionView::CloseView() {
-    if (FClosing) return;
-    FClosing = true;
-    FClockTimer->stop();
-    PrepareShutdown();
-    if (!FComUnit || !FComUnit->IsConnected()) {
-        Finish();
-        return;
-    }
-    SetState("Trenne …", "#666666");
-    FComUnit->ShutDown(this, [this](TSender) { Postpone(this, [this] { Finish(); }); });
-    // The link closes within five seconds; the view does not wait longer than that.
-    QTimer::singleShot(6000, this, [this] { Finish(); });
-}
-
-void TConnectionView::Finish() {
-    if (FFinished) return;
-    FFinished = true;
-    FClockTimer->stop();
-    if (FEstablished) {
-        FEstablished = false;
-        emit EstablishedChanged(false);
-    }
-    SetState("Getrennt", "#666666");
-    emit ViewFinished();
 }
 
 } // namespace ferro

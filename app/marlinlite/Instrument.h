@@ -1,32 +1,10 @@
 #pragma once
-// One entry of the host's instrument list.
+// One entry of the host's instrument list: the connection record that a view's session takes.
 
-#include "foundation/Sammler.h"
-
-#include <string>
+#include "link/ConnectionRec.h"
 
 namespace ferro {
 
-enum class TTransport { Tcp, Ssh, Serial };
-
-struct TInstrument {
-    std::string Name;
-    std::string Address;
-    int Port = 5040;
-    TTransport Transport = TTransport::Tcp;
-    TIpVer IpVer = ipverV4;
-    std::string SshUser, SshPassword;
-    std::string SerialDevice;
-
-    bool operator==(const TInstrument& o) const {
-        return Name == o.Name && Address == o.Address && Port == o.Port && Transport == o.Transport &&
-               IpVer == o.IpVer && SshUser == o.SshUser && SshPassword == o.SshPassword &&
-               SerialDevice == o.SerialDevice;
-    }
-};
-
-const char* TransportText(TTransport t);
-// "IPv4"/"IPv6"
-const char* IpVerText(TIpVer v);
+using TInstrument = TConnectionRec;
 
 } // namespace ferro

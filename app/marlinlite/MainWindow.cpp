@@ -5,6 +5,8 @@
 #include "forms/MessageDialog.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QMenuBar>
 #include <QCloseEvent>
 #include <QDateTime>
 #include <QDir>
@@ -101,11 +103,18 @@ TFolders TMainWindow::StandardFolders() {
     return f;
 }
 
-TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent)
-    : QMainWindow(Parent), FSettings(std::move(Settings)), FFolders(std::move(Folders)) {
+TViewRegistry ShippedViews() {
+    return TViewRegistry();
+}
+
+TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent,
+                         TViewRegistry Views)
+    : QMainWindow(Parent), FSettings(std::move(Settings)), FFolders(std::move(Folders)),
+      FViews(std::move(Views)) {
     setObjectName("MainWindow");
-    setWindowTitle("Marlin Lite – Ferro Recorder");
+    setWindowTitle("Ferro Recorder");
     if (FSettings) FStore.Load(*FSettings);
+    BuildMenus();
     BuildUi();
     RefreshList();
     resize(1280, 800);
@@ -184,11 +193,10 @@ void TMainWindow::BuildUi() {
         b->setIconSize(QSize(18, 18));
         b->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         b->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-        b->setToolTip(KindText(k.Kind) + " (noch nicht verfügbar)");
         grid->addWidget(b, 1 + i / 2, i % 2);
         const TDirectKind kind = k.Kind;
         connect(b, &QToolButton::clicked, this, [this, kind] { OpenDirect(kind); });
-        FKindButtons.push_back(b);
+        FKindButtons[kind] = b;
         ++i;
     }
     leftLayout->addWidget(views);
@@ -239,6 +247,7 @@ void TMainWindow::BuildUi() {
     pbTransfer->setValue(0);
     pbTransfer->setFixedSize(180, 14);
     pbTransfer->setFormat("%p%");
+    pbTransfer->setVisible(false);
     statusBar()->addWidget(lblWork, 1);
     statusBar()->addPermanentWidget(aniBusy);
     statusBar()->addPermanentWidget(pbTransfer);
@@ -288,6 +297,54 @@ void TMainWindow::UpdateActions() {
     actEdit->setEnabled(any);
     actRemove->setEnabled(any);
     btnConnView->setEnabled(any);
+    btnConnView->setToolTip(any ? QString("Verbindung und Identität des gewählten Geräts")
+                                : QString("Bitte zuerst ein Gerät in der Liste wählen"));
+    UpdateKindButtons();
+}
+
+void TMainWindow::UpdateKindButtons() {
+    const bool any = SelectedInstrument() >= 0;
+    for (auto& [kind, button] : FKindButtons) {
+        const TViewRow* row = FViews.Find(kind);
+        button->setEnabled(row && any);
+        if (!row)
+            button->setToolTip(KindText(kind) + ": diese Ansicht ist noch nicht verfügbar");
+        else if (!any)
+            button->setToolTip("Bitte zuerst ein Gerät in der Liste wählen");
+        else
+            button->setToolTip(row->Title + " des gewählten Geräts öffnen");
+    }
+}
+
+void TMainWindow::RegisterView(TViewRow Row) {
+    FViews.Add(std::move(Row));
+    UpdateKindButtons();
+}
+
+void TMainWindow::BuildMenus() {
+    auto* file = menuBar()->addMenu("&Datei");
+    file->setObjectName("mnuFile");
+    auto* quit = file->addAction("&Beenden");
+    quit->setObjectName("actQuit");
+    quit->setShortcut(QKeySequence::Quit);
+    connect(quit, &QAction::triggered, this, &QWidget::close);
+    auto* device = menuBar()->addMenu("&Gerät");
+    device->setObjectName("mnuDevice");
+    connect(device->addAction("&Verbinden"), &QAction::triggered, this, [this] { OpenConnectionView(); });
+    auto* view = menuBar()->addMenu("&Ansicht");
+    view->setObjectName("mnuView");
+    auto* help = menuBar()->addMenu("&Hilfe");
+    help->setObjectName("mnuHelp");
+    auto* about = help->addAction("Ü&ber");
+    about->setObjectName("actAbout");
+    connect(about, &QAction::triggered, this, [this] {
+        OpenMessageBox(this,
+                       "Marlin Lite " + QApplication::applicationVersion().toStdString() +
+                           "\nDesktop-Begleiter des Ferro Recorders: Parametrierung, Live-Ansicht, Messdaten, "
+                           "Firmware-Update, Gerätestatus und Kalibrierung.",
+                       mtInformation, Buttons({mbOK}), mbOK, nullptr);
+    });
+    FViewMenu = view;
 }
 
 void TMainWindow::SelectInstrument(int Row) {
@@ -359,67 +416,89 @@ void TMainWindow::ShowNote(const QString& Text) {
     AppendLog(Text);
 }
 
-void TMainWindow::OpenDirect(TDirectKind Kind) {
-    ShowNote(KindText(Kind) + ": noch nicht verfügbar");
-}
-
-TConnectionView* TMainWindow::OpenConnectionView() {
-    const int row = SelectedInstrument();
-    if (row < 0) {
+TFormBasic* TMainWindow::OpenDirect(TDirectKind Kind) {
+    const TViewRow* row = FViews.Find(Kind);
+    if (!row) {
+        ShowNote(KindText(Kind) + ": diese Ansicht ist noch nicht verfügbar");
+        return nullptr;
+    }
+    if (SelectedInstrument() < 0) {
         ShowNote("Bitte wählen Sie zuerst ein Gerät aus der Liste.");
         return nullptr;
     }
-    const TInstrument entry = FStore.At(size_t(row));
-    auto* view = new TConnectionView(tabViews);
-    view->setObjectName("ConnectionView");
-    WireView(view);
-    if (FEmptyPage && tabViews->indexOf(FEmptyPage) >= 0) tabViews->removeTab(tabViews->indexOf(FEmptyPage));
-    const int idx =
-        tabViews->addTab(view, TransportIcon(entry.Transport), QString::fromStdString(entry.Name));
-    tabViews->setCurrentIndex(idx);
-    AppendLog("Öffne Verbindung zu " + QString::fromStdString(entry.Name));
-    view->Open(entry, FFolders);
-    return view;
+    const QString name = QString("View_%1").arg(DirectKindName(Kind));
+    return OpenView(row->Create(tabViews), row->Title, name.toUtf8().constData());
 }
 
-void TMainWindow::WireView(TConnectionView* View) {
+TConnectionView* TMainWindow::OpenConnectionView() {
+    if (SelectedInstrument() < 0) {
+        ShowNote("Bitte wählen Sie zuerst ein Gerät aus der Liste.");
+        return nullptr;
+    }
+    return static_cast<TConnectionView*>(OpenView(new TConnectionView(tabViews), "Verbindung", "ConnectionView"));
+}
+
+TFormBasic* TMainWindow::OpenView(TFormBasic* View, const QString& Title, const char* ObjectName) {
+    const int row = SelectedInstrument();
+    if (!View || row < 0) {
+        delete View;
+        return nullptr;
+    }
+    TInstrument entry = FStore.At(size_t(row));
+    entry.Folders = FFolders;
+    View->setObjectName(ObjectName);
+    WireView(View);
+    if (FEmptyPage && tabViews->indexOf(FEmptyPage) >= 0) tabViews->removeTab(tabViews->indexOf(FEmptyPage));
+    const int idx = tabViews->addTab(View, TransportIcon(entry.Transport),
+                                     QString::fromStdString(entry.Name) + " – " + Title);
+    tabViews->setCurrentIndex(idx);
+    AppendLog("Öffne " + Title + ": " + QString::fromStdString(entry.Name));
+    View->Open(entry);
+    return View;
+}
+
+void TMainWindow::WireView(TFormBasic* View) {
     View->FOnLogCallBack = [this](TSender, const std::string& Line, bool ToMemo) {
         if (ToMemo) AppendLog(QString::fromStdString(Line));
     };
     View->FWorkCallback = [this](TSender, const std::string& Text, bool Start, bool Clear) {
         aniBusy->setVisible(Start);
         lblWork->setText(QString::fromStdString(Text));
-        if (Clear) pbTransfer->setValue(0);
+        if (Clear) pbTransfer->setVisible(false);
     };
     View->FSetProg = [this](TSender, const TProgressRecord& Rec) {
+        // The bar shows only while a transfer runs.
         if (Rec.start || Rec.stop) {
             pbTransfer->setValue(0);
+            pbTransfer->setVisible(Rec.start);
             return;
         }
+        pbTransfer->setVisible(true);
         if (Rec.Max > 0) pbTransfer->setValue(int(std::min<uint64_t>(100, Rec.Progress * 100 / Rec.Max)));
     };
     View->FSetGlobalProg = [this](TSender, bool Enabled, const std::string& Text) {
         lblWork->setText(Enabled ? QString::fromStdString(Text) : QString());
     };
-    QPointer<TConnectionView> guard(View);
-    connect(View, &TConnectionView::EstablishedChanged, this, [this, guard](bool On) {
-        if (guard && On)
-            statusBar()->showMessage("Verbunden mit " + QString::fromStdString(guard->Instrument().Name),
-                                     8000);
+    QPointer<TFormBasic> guard(View);
+    connect(View, &TFormBasic::EstablishedChanged, this, [this, guard](bool On) {
+        if (!guard) return;
+        const QString name = QString::fromStdString(guard->Connection().Name);
+        statusBar()->showMessage(On ? "Verbunden mit " + name : "Nicht mehr verbunden: " + name, 8000);
     });
-    connect(View, &TConnectionView::ViewFinished, this, [this, guard] {
+    connect(View, &TFormBasic::ViewFinished, this, [this, guard] {
         if (!guard) return;
         const int idx = tabViews->indexOf(guard);
         if (idx >= 0) tabViews->removeTab(idx);
-        AppendLog("Ansicht geschlossen: " + QString::fromStdString(guard->Instrument().Name));
+        AppendLog("Ansicht geschlossen: " + QString::fromStdString(guard->Connection().Name));
         guard->deleteLater();
         if (tabViews->count() == 0) ShowStartPage();
         aniBusy->setVisible(false);
+        pbTransfer->setVisible(false);
     });
 }
 
 void TMainWindow::CloseViewAt(int Index) {
-    auto* view = qobject_cast<TConnectionView*>(tabViews->widget(Index));
+    auto* view = qobject_cast<TFormBasic*>(tabViews->widget(Index));
     if (view) view->CloseView();
 }
 

@@ -4,12 +4,14 @@
 
 #include "ConnectionView.h"
 #include "InstrumentStore.h"
+#include "ViewRegistry.h"
 
 #include <QMainWindow>
 
 #include <memory>
 
 class QAction;
+class QMenu;
 class QLabel;
 class QPlainTextEdit;
 class QProgressBar;
@@ -23,7 +25,8 @@ namespace ferro {
 class TMainWindow : public QMainWindow {
     Q_OBJECT
 public:
-    TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent = nullptr);
+    TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent = nullptr,
+                TViewRegistry Views = ShippedViews());
     ~TMainWindow() override;
 
     // The folders in the user's standard locations, made if missing.
@@ -40,8 +43,11 @@ public:
     void RemoveInstrument();
     // Opens the connection view on the selected instrument; nullptr when none is selected.
     TConnectionView* OpenConnectionView();
-    // The other kinds: a note until their views exist.
-    void OpenDirect(TDirectKind Kind);
+    // Opens the registered view of `Kind` on the selected instrument; nullptr when there is none.
+    TFormBasic* OpenDirect(TDirectKind Kind);
+    // Adds a row to the table of views; its button becomes usable.
+    void RegisterView(TViewRow Row);
+    const TViewRegistry& Views() const { return FViews; }
     void CloseViewAt(int Index);
 
     QTabWidget* Tabs() const { return tabViews; }
@@ -58,12 +64,17 @@ private:
     void UpdateActions();
     void ShowNote(const QString& Text);
     void ShowStartPage();
-    void WireView(TConnectionView* View);
+    // Puts a made view into a tab, wires it to the host and opens it on the selected instrument.
+    TFormBasic* OpenView(TFormBasic* View, const QString& Title, const char* ObjectName);
+    void WireView(TFormBasic* View);
+    void UpdateKindButtons();
+    void BuildMenus();
     static QString KindText(TDirectKind Kind);
 
     std::unique_ptr<QSettings> FSettings;
     TFolders FFolders;
     TInstrumentStore FStore;
+    TViewRegistry FViews;
 
     QTableWidget* lstInstruments = nullptr;
     QTabWidget* tabViews = nullptr;
@@ -73,9 +84,10 @@ private:
     QProgressBar* aniBusy = nullptr;
     QLabel* lblWork = nullptr;
     QToolButton* btnConnView = nullptr;
-    std::vector<QToolButton*> FKindButtons;
+    std::map<TDirectKind, QToolButton*> FKindButtons;
     QAction* actEdit = nullptr;
     QAction* actRemove = nullptr;
+    QMenu* FViewMenu = nullptr;
 };
 
 } // namespace ferro

@@ -52,10 +52,10 @@ void PrintUsage() {
 
 bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
     QString base = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
-    out.link.IniDir = withSeparator((base.isEmpty() ? QDir::homePath() + "/.ferroctl" : base).toStdString());
-    out.link.TmpDir = withSeparator(QDir::tempPath().toStdString());
+    out.link.Folders.Ini = withSeparator((base.isEmpty() ? QDir::homePath() + "/.ferroctl" : base).toStdString());
+    out.link.Folders.Tmp = withSeparator(QDir::tempPath().toStdString());
     QString data = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    out.link.DataDir = withSeparator((data.isEmpty() ? QDir::homePath() : data).toStdString() + "/Ferro");
+    out.link.Folders.Data = withSeparator((data.isEmpty() ? QDir::homePath() : data).toStdString() + "/Ferro");
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         auto value = [&](std::string& dst) {
@@ -73,7 +73,7 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
         }
         std::string v;
         if (a == "--host") {
-            if (!value(out.link.Host)) return false;
+            if (!value(out.link.Address)) return false;
         } else if (a == "--port") {
             if (!value(v)) return false;
             if (!toPort(v, out.link.Port)) {
@@ -85,17 +85,17 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
         } else if (a == "--serial") {
             if (!value(out.link.SerialDevice)) return false;
         } else if (a == "--ssh") {
-            out.link.Ssh = true;
+            out.link.Transport = ferro::TTransport::Ssh;
         } else if (a == "--user") {
-            if (!value(out.link.User)) return false;
+            if (!value(out.link.SshUser)) return false;
         } else if (a == "--password") {
-            if (!value(out.link.Password)) return false;
+            if (!value(out.link.SshPassword)) return false;
         } else if (a == "--ini-dir") {
             if (!value(v)) return false;
-            out.link.IniDir = withSeparator(v);
+            out.link.Folders.Ini = withSeparator(v);
         } else if (a == "--data-dir") {
             if (!value(v)) return false;
-            out.link.DataDir = withSeparator(v);
+            out.link.Folders.Data = withSeparator(v);
         } else if (a == "--timeout") {
             if (!value(v)) return false;
             out.link.ConnectTimeoutMs = std::atoi(v.c_str());
@@ -111,7 +111,7 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
                 return false;
             }
         } else if (a == "-v") {
-            out.link.Verbose = true;
+            out.verbose = true;
         } else if (!a.empty() && a[0] == '-') {
             error = "Unbekannte Option: " + a;
             return false;
@@ -123,6 +123,7 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
         error = "Kein Kommando angegeben.";
         return false;
     }
+    if (!out.link.SerialDevice.empty()) out.link.Transport = ferro::TTransport::Serial;
     return true;
 }
 

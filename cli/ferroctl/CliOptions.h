@@ -1,7 +1,7 @@
 #pragma once
 // The command line of ferroctl: global options, then a command and its arguments.
 
-#include "link/LinkSession.h"
+#include "link/ConnectionRec.h"
 
 #include <string>
 #include <vector>
@@ -9,7 +9,8 @@
 namespace ferroctl {
 
 struct CliOptions {
-    ferro::TLinkOptions link;
+    ferro::TConnectionRec link;
+    bool verbose = false;
     bool yes = false;
     bool ftp = false;
     std::string command;

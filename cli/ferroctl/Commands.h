@@ -3,13 +3,17 @@
 
 #include "CliOptions.h"
 
+#include "link/DeviceSession.h"
+
 #include <memory>
 
 namespace ferroctl {
 
 // Opens a session as the options say, with the terminal answering questions. Null on failure
 // (the German message is printed).
-std::unique_ptr<ferro::TLinkSession> OpenSession(const CliOptions& opt, bool makeFolders);
+std::unique_ptr<ferro::TDeviceSession> OpenSession(const CliOptions& opt, bool makeFolders);
+// " <reason>" of the session's last failure, or "".
+std::string LastReason(const ferro::TDeviceSession& session);
 
 int RunIdentify(const CliOptions& opt);
 int RunCommands(const CliOptions& opt);

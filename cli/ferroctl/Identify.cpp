@@ -16,26 +16,27 @@ int RunIdentify(const CliOptions& opt) {
     auto session = OpenSession(opt, false); // identifying makes no folders
     if (!session) return 1;
     ferro::TComUnit& l = session->Link();
-    ferro::tmStamp_t local = l.CorrectUTCtoLocal({l.FConTime, 0});
+    const ferro::TIdentity& id = l.Identity();
+    ferro::tmStamp_t local = l.CorrectUTCtoLocal({id.ConTime, 0});
     // The rules moved the clock by more than the zone: summer time applies now.
-    bool summer = int64_t(local.sec) - int64_t(l.FConTime) != l.FtmeSet.tz.offsetSeconds();
+    bool summer = int64_t(local.sec) - int64_t(id.ConTime) != id.TimeSet.tz.offsetSeconds();
     QDateTime clock = QDateTime::fromSecsSinceEpoch(qint64(local.sec), Qt::UTC);
 
     QJsonObject o;
     o["serial"] = qint64(l.FSN);
-    o["article"] = qint64(l.FArticle);
-    o["devType"] = ferro::DevTypeName(l.FDevType);
-    o["revision"] = qint64(l.FRev.Rev);
-    o["version"] = QString::fromStdString(l.FRev.VerAsStr());
-    o["plant"] = QString::fromStdString(l.FPlant);
-    o["field"] = QString::fromStdString(l.FField);
-    o["device"] = QString::fromStdString(l.FDevice);
+    o["article"] = qint64(id.Article);
+    o["devType"] = ferro::DevTypeName(id.DevType);
+    o["revision"] = qint64(id.Rev.Rev);
+    o["version"] = QString::fromStdString(id.Rev.VerAsStr());
+    o["plant"] = QString::fromStdString(id.Plant);
+    o["field"] = QString::fromStdString(id.Field);
+    o["device"] = QString::fromStdString(id.Device);
     o["clock"] = clock.toString("yyyy-MM-ddTHH:mm:ss");
-    o["timeZone"] = QString::fromStdString(ferro::UtcOffsetText(l.FtmeSet.tz.offsetSeconds()));
+    o["timeZone"] = QString::fromStdString(ferro::UtcOffsetText(id.TimeSet.tz.offsetSeconds()));
     o["summerTime"] = summer;
-    o["productionDate"] = QDateTime::fromSecsSinceEpoch(qint64(l.FProdDate), Qt::UTC).toString(Qt::ISODate);
+    o["productionDate"] = QDateTime::fromSecsSinceEpoch(qint64(id.ProdDate), Qt::UTC).toString(Qt::ISODate);
     std::printf("%s\n", QJsonDocument(o).toJson(QJsonDocument::Compact).constData());
-    session->Close();
+    session->CloseAndWait();
     return 0;
 }
 

@@ -3,6 +3,7 @@
 
 #include "foundation/Format.h"
 #include "foundation/MemStream.h"
+#include "link/XmlNames.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -18,24 +19,26 @@ int RunLua(const CliOptions& opt) {
     }
     auto session = OpenSession(opt, false);
     if (!session) return 1;
-    ferro::TComUnit& l = session->Link();
     bool done = false;
-    bool success = true;
-    std::string output;
-    l.FTmpLUACallBack = [&](const std::string& s) {
-        output = s;
+    ferro::TReply reply;
+    session->Link().Lua(opt.args[0], [&](const ferro::TReply& r) {
+        reply = r;
         done = true;
-    };
-    l.FFlashDone = [&](ferro::TSender, bool ok) { success = ok; };
-    l.SendCommand("CCC_LUA_COMMAND", ferro::CmdLua, 1, 0, opt.args[0], true);
+    });
     if (!session->WaitFor([&] { return done; }, 30000)) {
-        std::fprintf(stderr, "Das Gerät hat die Lua-Zeile nicht beendet.\n");
+        std::fprintf(stderr, "Das Gerät hat die Lua-Zeile nicht beendet.%s\n", LastReason(*session).c_str());
         return 1;
     }
-    std::fputs(output.c_str(), stdout);
-    if (!output.empty() && output.back() != '\n') std::fputc('\n', stdout);
-    session->Close();
-    return success ? 0 : 3;
+    // A refusal has no output, only its reason; a Lua error is output with exit code 3.
+    if (!reply.Ok && reply.Code != 0) {
+        std::fprintf(stderr, "%s\n", reply.Text.c_str());
+        session->CloseAndWait();
+        return 1;
+    }
+    std::fputs(reply.Text.c_str(), stdout);
+    if (!reply.Text.empty() && reply.Text.back() != '\n') std::fputc('\n', stdout);
+    session->CloseAndWait();
+    return reply.Ok ? 0 : 3;
 }
 
 int RunSetupGet(const CliOptions& opt) {
@@ -45,17 +48,18 @@ int RunSetupGet(const CliOptions& opt) {
     }
     auto session = OpenSession(opt, false);
     if (!session) return 1;
-    ferro::TComUnit& l = session->Link();
-    std::string arrived;
-    l.FOnNewXMLFile = [&](ferro::TSender, const std::string& file, int type) {
-        if (type == 1) arrived = file;
-    };
-    l.SendNamed("CCC_SETUP_RD_ALL");
-    if (!session->WaitFor([&] { return !arrived.empty(); }, 30000)) {
-        std::fprintf(stderr, "Das Setup ist nicht angekommen.%s%s\n", session->Messages().empty() ? "" : " ",
-                     session->Messages().empty() ? "" : session->Messages().back().c_str());
+    bool done = false;
+    ferro::TReply reply;
+    session->Link().ReadSetup([&](const ferro::TReply& r) {
+        reply = r;
+        done = true;
+    });
+    if (!session->WaitFor([&] { return done; }, 30000) || !reply.Ok || reply.File.empty()) {
+        const std::string why = done ? " " + reply.Text : LastReason(*session);
+        std::fprintf(stderr, "Das Setup ist nicht angekommen.%s\n", why == " " ? "" : why.c_str());
         return 1;
     }
+    const std::string arrived = reply.File;
     std::error_code ec;
     fs::copy_file(arrived, opt.args[0], fs::copy_options::overwrite_existing, ec);
     if (ec) {
@@ -64,7 +68,7 @@ int RunSetupGet(const CliOptions& opt) {
         return 1;
     }
     std::printf("%s\n", opt.args[0].c_str());
-    session->Close();
+    session->CloseAndWait();
     return 0;
 }
 
@@ -84,18 +88,26 @@ int RunSetupPut(const CliOptions& opt) {
         std::fprintf(stderr, "%s kann nicht gelesen werden: %s\n", opt.args[0].c_str(), ec.message().c_str());
         return 1;
     }
-    bool acknowledged = false;
-    l.FSendParaDone = [&](ferro::TSender) { acknowledged = true; };
-    l.SendCommand("CCC_SETUP_WR", ferro::CmdSetup, 1, 3, copy);
+    bool done = false;
+    ferro::TReply reply;
+    // A refusal ends the wait at once, with the instrument's reason.
+    l.WriteSetup(copy, [&](const ferro::TReply& r) {
+        reply = r;
+        done = true;
+    });
     l.ManualTimer(nullptr);
-    if (!session->WaitFor([&] { return acknowledged; }, 30000)) {
-        std::fprintf(stderr, "Das Gerät hat das Setup nicht bestätigt.%s%s\n",
-                     session->Messages().empty() ? "" : " ",
-                     session->Messages().empty() ? "" : session->Messages().back().c_str());
+    const bool answered = session->WaitFor([&] { return done; }, 30000);
+    fs::remove(copy, ec);
+    fs::remove(ferro::ChangeFileExt(copy, ".gz"), ec);
+    fs::remove(ferro::ChangeFileExt(copy, ".tgz"), ec);
+    if (!answered || !reply.Ok) {
+        const std::string why = answered ? " " + reply.Text : LastReason(*session);
+        std::fprintf(stderr, "Das Gerät hat das Setup nicht bestätigt.%s\n", why.c_str());
+        session->CloseAndWait();
         return 1;
     }
     std::printf("Setup übertragen und bestätigt.\n");
-    session->Close();
+    session->CloseAndWait();
     return 0;
 }
 

@@ -3,8 +3,6 @@
 
 #include "data/RecordingList.h"
 #include "foundation/Format.h"
-#include "link/ReadThreadTCP.h"
-#include "link/TCPComUnit.h"
 
 #include <QDateTime>
 
@@ -31,7 +29,7 @@ std::string timeText(uint64_t secs) {
         .toStdString();
 }
 
-bool fetchListing(ferro::TLinkSession& session, bool events, std::vector<ferro::TListingEntry>& out) {
+bool fetchListing(ferro::TDeviceSession& session, bool events, std::vector<ferro::TListingEntry>& out) {
     ferro::TComUnit& l = session.Link();
     bool done = false;
     auto take = [&](ferro::TSender, ferro::MemStream& s) {
@@ -50,11 +48,9 @@ bool fetchListing(ferro::TLinkSession& session, bool events, std::vector<ferro::
 
 // Waits while the file keeps arriving: gives up after a minute without progress, not after a fixed
 // time, so a large file over a slow line gets through. On a terminal the progress is shown.
-bool waitForDownload(ferro::TLinkSession& session, const bool& done, uint64_t expected) {
-    auto* tcp = dynamic_cast<ferro::TTCPComUnit*>(&session.Link());
-    auto arrived = [tcp]() -> uint64_t {
-        return tcp && tcp->ReadThread() ? tcp->ReadThread()->ReadArrived() : 0;
-    };
+bool waitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected) {
+    const ferro::TComUnit& link = session.Link();
+    auto arrived = [&link]() -> uint64_t { return link.ReadArrived(); };
     const bool show = isatty(STDERR_FILENO);
     uint64_t seen = 0;
     while (!done) {
@@ -86,7 +82,7 @@ int RunList(const CliOptions& opt) {
     for (const auto& e : list)
         std::printf("%s\t%llu\t%s\t%s\n", e.Name.c_str(), static_cast<unsigned long long>(e.Size),
                     timeText(e.Start).c_str(), timeText(e.End).c_str());
-    session->Close();
+    session->CloseAndWait();
     return 0;
 }
 
@@ -117,7 +113,7 @@ int RunGet(const CliOptions& opt) {
     uint64_t have = fs::exists(local, ec) ? fs::file_size(local, ec) : 0;
     if (have >= entry->Size && fs::exists(local, ec)) {
         std::printf("%s\n", local.c_str());
-        session->Close();
+        session->CloseAndWait();
         return 0;
     }
     if (opt.ftp) {
@@ -126,14 +122,15 @@ int RunGet(const CliOptions& opt) {
         fs::remove(local, ec);
     }
     bool done = false;
-    auto arrived = [&](ferro::TSender, const std::string&) { done = true; };
-    l.FRecToTable = arrived;
-    l.FEvtToTable = arrived;
-    l.SendCommand(events ? "CCC_READOUT_EVT_RD" : "CCC_READOUT_REC_RD", ferro::CmdReadout, 0,
-                  events ? 0x11 : 0x01, name, uint32_t(have), false);
+    ferro::TReply reply;
+    l.ReadFile(events, name, uint32_t(have), [&](const ferro::TReply& r) {
+        reply = r;
+        done = true;
+    });
     l.ManualTimer(nullptr);
-    if (!waitForDownload(*session, done, entry->Size - have)) {
-        std::fprintf(stderr, "Die Übertragung von %s ist abgebrochen.\n", name.c_str());
+    if (!waitForDownload(*session, done, entry->Size - have) || !reply.Ok) {
+        const std::string why = done ? " " + reply.Text : LastReason(*session);
+        std::fprintf(stderr, "Die Übertragung von %s ist abgebrochen.%s\n", name.c_str(), why.c_str());
         return 1;
     }
     uint64_t now = fs::file_size(local, ec);
@@ -143,7 +140,7 @@ int RunGet(const CliOptions& opt) {
         return 1;
     }
     std::printf("%s\n", local.c_str());
-    session->Close();
+    session->CloseAndWait();
     return 0;
 }
 

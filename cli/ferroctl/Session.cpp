@@ -19,28 +19,50 @@ bool askTerminal(const std::string& question) {
 }
 } // namespace
 
-std::unique_ptr<ferro::TLinkSession> OpenSession(const CliOptions& opt, bool makeFolders) {
-    ferro::TLinkOptions lo = opt.link;
-    if (!makeFolders) lo.DataDir.clear();
-    auto session = std::make_unique<ferro::TLinkSession>(lo);
-    const bool yes = opt.yes;
-    session->Ask = [yes](const std::string& question) {
-        const bool changedKey = question.rfind(ferro::_SHostKeyGeaendert, 0) == 0;
-        const bool newKey = question.rfind(ferro::_SHostKeyNeu, 0) == 0;
-        // --yes accepts a new key, never a changed one.
-        if (yes && !changedKey) return int(ferro::mrYes);
-        if (isatty(STDIN_FILENO)) return askTerminal(question) ? int(ferro::mrYes) : int(ferro::mrNo);
-        std::fprintf(stderr, "%s\n", question.c_str());
-        if (newKey || changedKey)
-            std::fprintf(stderr, "Abgelehnt: ohne Terminal und ohne --yes wird dem Gerät nicht vertraut.\n");
-        return int(ferro::mrNo);
+std::unique_ptr<ferro::TDeviceSession> OpenSession(const CliOptions& opt, bool makeFolders) {
+    ferro::TConnectionRec rec = opt.link;
+    if (!makeFolders) rec.Folders.Data.clear();
+    auto session = std::make_unique<ferro::TDeviceSession>(rec);
+    const bool verbose = opt.verbose;
+    session->Link().FOnLogCallBack = [verbose](ferro::TSender, const std::string& s, bool) {
+        if (verbose) std::fprintf(stderr, "Ferro: %s\n", s.c_str());
     };
-    std::string error;
-    if (!session->Open(error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
+    const bool yes = opt.yes;
+    // A window-less program has no dialogs: errors are printed once, by whoever ends on them, and
+    // questions are asked on the terminal.
+    session->FPresent = [yes](const std::string& text, ferro::TMsgDlgType type, ferro::TThreadedMessageCallBack cb,
+                              ferro::TMsgDlgButtons, ferro::TMsgDlgBtn) {
+        int answer = ferro::mrOk;
+        if (type == ferro::mtConfirmation) {
+            const bool changedKey = text.rfind(ferro::_SHostKeyGeaendert, 0) == 0;
+            const bool newKey = text.rfind(ferro::_SHostKeyNeu, 0) == 0;
+            // --yes accepts a new key, never a changed one.
+            if (yes && !changedKey) {
+                answer = ferro::mrYes;
+            } else if (isatty(STDIN_FILENO)) {
+                answer = askTerminal(text) ? ferro::mrYes : ferro::mrNo;
+            } else {
+                std::fprintf(stderr, "%s\n", text.c_str());
+                if (newKey || changedKey)
+                    std::fprintf(stderr,
+                                 "Abgelehnt: ohne Terminal und ohne --yes wird dem Gerät nicht vertraut.\n");
+                answer = ferro::mrNo;
+            }
+        } else if (type == ferro::mtInformation || type == ferro::mtWarning) {
+            std::fprintf(stderr, "%s\n", text.c_str());
+        }
+        if (cb) cb(nullptr, answer);
+    };
+    if (!session->OpenAndWait(rec.ConnectTimeoutMs + 20000)) {
+        std::fprintf(stderr, "%s\n", session->LastError().Text.c_str());
         return nullptr;
     }
     return session;
+}
+
+std::string LastReason(const ferro::TDeviceSession& session) {
+    const std::string& t = session.LastError().Text;
+    return t.empty() ? std::string() : " " + t;
 }
 
 } // namespace ferroctl

@@ -95,7 +95,7 @@ int RunStream(const CliOptions& opt) {
     auto session = OpenSession(opt, false);
     if (!session) return 1;
     ferro::TComUnit& l = session->Link();
-    const ferro::TRecordDef* def = ferro::TFieldTable::Instance().RecordFor(obj, l.FRev.Gen);
+    const ferro::TRecordDef* def = ferro::TFieldTable::Instance().RecordFor(obj, l.Identity().Rev.Gen);
     if (!def) {
         std::fprintf(stderr, "Für diese Datenklasse gibt es keine Feldtabelle.\n");
         return 1;
@@ -122,13 +122,11 @@ int RunStream(const CliOptions& opt) {
     // A block comes about once a second; give each a generous allowance.
     bool ok = session->WaitFor([&] { return blocks >= count; }, 5000 + count * 3000);
     l.FUpdateGrid = nullptr;
-    if (l.FStreamRec.ObjHdl > 1)
-        l.SendCommand("CCC_STREAM_STOP", ferro::CmdStream, 0, 0xFFFF, l.FStreamRec.ObjHdl);
-    session->Close();
+    // The session's end stops the stream first.
+    session->CloseAndWait();
     if (!ok) {
-        std::fprintf(stderr, "Nur %d von %d Blöcken angekommen (%d nicht lesbar).%s%s\n", blocks, count,
-                     skipped, session->Messages().empty() ? "" : " ",
-                     session->Messages().empty() ? "" : session->Messages().back().c_str());
+        std::fprintf(stderr, "Nur %d von %d Blöcken angekommen (%d nicht lesbar).%s\n", blocks, count, skipped,
+                     LastReason(*session).c_str());
         return 1;
     }
     return 0;

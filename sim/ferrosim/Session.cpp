@@ -6,6 +6,7 @@
 #include "foundation/Format.h"
 #include "foundation/MemStream.h"
 #include "link/CommandTable.h"
+#include "link/IdentityLayout.h"
 
 #include <QTimer>
 
@@ -17,9 +18,6 @@
 namespace ferro::sim {
 
 namespace {
-constexpr size_t kIdentityBasicSize = 32;
-constexpr size_t kIdentityAllSize = 1592;
-constexpr size_t kPlantAt = 476, kBayAt = 1044, kDeviceAt = 1380, kNameWidth = 128;
 // Payload bytes handed to Qt at once when the socket is full.
 constexpr size_t kSlice = 64 << 10;
 // A connection over the limit that never says anything is closed after this.
@@ -348,21 +346,21 @@ void Session::injectAfterSessionReply() {
 void Session::identity(const ccc_head_t& req) {
     const Profile& prof = instrument_.profile();
     if (req.ExtCmd > 1) return refuse(req, CodeUnknownCommand, "unknown identity command");
-    std::vector<uint8_t> frame(req.ExtCmd == 0 ? kIdentityBasicSize : kIdentityAllSize, 0);
+    std::vector<uint8_t> frame(req.ExtCmd == 0 ? CIdentityBasicSize : CIdentityAllSize, 0);
     uint8_t* p = frame.data();
-    MemStream::pokeU32(p + 20, prof.serial);
-    MemStream::pokeU32(p + 24, prof.article);
-    MemStream::pokeU32(p + 28, prof.productionDate);
+    MemStream::pokeU32(p + CIdentitySerialAt, prof.serial);
+    MemStream::pokeU32(p + CIdentityArticleAt, prof.article);
+    MemStream::pokeU32(p + CIdentityProdDateAt, prof.productionDate);
     if (req.ExtCmd == 1) {
-        MemStream::pokeU32(p + 32, instrument_.now());
-        prof.timeSet.encode(p + 36);
-        MemStream::pokeU32(p + 216, prof.firmware);
+        MemStream::pokeU32(p + CIdentityClockAt, instrument_.now());
+        prof.timeSet.encode(p + CIdentityTimeSetAt);
+        MemStream::pokeU32(p + CIdentityFirmwareAt, prof.firmware);
         auto name = [p](size_t at, const std::string& text) {
-            std::memcpy(p + at, text.data(), std::min(text.size(), kNameWidth - 1));
+            std::memcpy(p + at, text.data(), std::min(text.size(), CIdentityNameWidth - 1));
         };
-        name(kPlantAt, prof.plant);
-        name(kBayAt, prof.bay);
-        name(kDeviceAt, prof.device);
+        name(CIdentityPlantAt, prof.plant);
+        name(CIdentityBayAt, prof.bay);
+        name(CIdentityDeviceAt, prof.device);
     }
     reply(req, p + CHeadSize, frame.size() - CHeadSize);
 }

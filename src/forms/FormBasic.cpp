@@ -8,7 +8,6 @@
 #include "link/CommandTable.h"
 #include "link/Messages.h"
 #include "link/RSComUnit.h"
-#include "link/ReadThreadTCP.h"
 #include "link/TCPComUnit.h"
 
 #include <QCloseEvent>
@@ -54,19 +53,17 @@ TFormBasic::~TFormBasic() {
     LogCallBack(Fmt("End: 0 %lld", static_cast<long long>(clock().nowMs())), false);
     // A connecting thread may be waiting for an answer to a host-key question: give it one.
     FinishPendingDialogs();
-    if (FTCPComUnit) FTCPComUnit->CancelConnect();
-    if (FConnectThread.joinable()) FConnectThread.join();
     LogCallBack("End:", false);
-    // The link goes first: its threads post into this form and must be stopped while it still stands.
+    // The session goes first: its link's threads post into this form and must be stopped while it
+    // still stands.
     if (FComUnit) {
         FComUnit->FOnLogCallBack = nullptr;
-        FComUnit->FDisplayConnMessage = nullptr;
         FComUnit->FRequestClose = nullptr;
     }
     FComUnit = nullptr;
     FTCPComUnit = nullptr;
     FRSComUnit = nullptr;
-    FOwnedUnit.reset();
+    FSession.reset();
     LogCallBack(Fmt("End: 7 %lld", static_cast<long long>(clock().nowMs())), false);
     FOnLogCallBack = nullptr;
 }
@@ -159,23 +156,59 @@ void TFormBasic::BuildStatusBar() {
 // ---------------------------------------------------------------- the link
 
 void TFormBasic::SetComUnit(bool IsSerial, bool IsSSH, TIpVer IpVer) {
-    if (IsSerial) {
-        AdoptComUnit(std::make_unique<TRSComUnit>(), IsSSH);
-        return;
-    }
-    auto tcp = std::make_unique<TTCPComUnit>(IsSSH);
-    tcp->FIPVersion = IpVer;
-    AdoptComUnit(std::move(tcp), IsSSH);
+    FRec.Transport = IsSerial ? TTransport::Serial : (IsSSH ? TTransport::Ssh : TTransport::Tcp);
+    FRec.IpVer = IpVer;
+    FSecureConnection = IsSSH;
+    MakeSession(nullptr);
 }
 
 void TFormBasic::AdoptComUnit(std::unique_ptr<TComUnit> Unit, bool IsSSH) {
-    if (FConnectThread.joinable()) FConnectThread.join();
-    FOwnedUnit = std::move(Unit);
-    FComUnit = FOwnedUnit.get();
-    FTCPComUnit = dynamic_cast<TTCPComUnit*>(FComUnit);
-    FRSComUnit = dynamic_cast<TRSComUnit*>(FComUnit);
     FSecureConnection = IsSSH;
-    if (FComUnit) WireCallbacks();
+    MakeSession(std::move(Unit));
+}
+
+void TFormBasic::MakeSession(std::unique_ptr<TComUnit> Unit) {
+    FComUnit = nullptr;
+    FTCPComUnit = nullptr;
+    FRSComUnit = nullptr;
+    FSession.reset();
+    FRec.Visibility = FVisibility;
+    FSession = Unit ? std::make_unique<TDeviceSession>(FRec, std::move(Unit))
+                    : std::make_unique<TDeviceSession>(FRec);
+    FComUnit = &FSession->Link();
+    FTCPComUnit = FSession->Tcp();
+    FRSComUnit = FSession->Serial();
+    WireCallbacks();
+    WireSession();
+}
+
+void TFormBasic::Open(const TConnectionRec& Rec) {
+    FRec = Rec;
+    FSecureConnection = Rec.IsSsh();
+    MakeSession(nullptr);
+    SetCapt(Rec.Name.empty() ? Rec.Where() : Rec.Name);
+    StartWork("Verbinde mit " + (Rec.Name.empty() ? Rec.Where() : Rec.Name));
+    FConnSucces = true;
+    FIP = Rec.Address;
+    FPort = Rec.IsSerial() ? Rec.SerialDevice : std::to_string(Rec.Port);
+    FSession->Open();
+}
+
+void TFormBasic::CloseView() {
+    if (FClosing) return;
+    FClosing = true;
+    PrepareShutdown();
+    if (!FSession) {
+        Postpone(this, [this] { Finish(); });
+        return;
+    }
+    FSession->Close();
+}
+
+void TFormBasic::Finish() {
+    if (FFinished) return;
+    FFinished = true;
+    emit ViewFinished();
 }
 
 void TFormBasic::WireCallbacks() {
@@ -183,42 +216,72 @@ void TFormBasic::WireCallbacks() {
     l.FVisibility = FVisibility;
     l.FOnLogCallBack = [this](TSender S, const std::string& T, bool M) { LogPrepare(S, T, M); };
     l.FOnNewXMLFile = [this](TSender S, const std::string& F, int K) { CallBackXML(S, F, K); };
-    l.FOnConnDone = [this](TSender S, bool Ok) { ConnEst(S, Ok); };
     l.FUpdateGrid = [this](TSender) { UpdateGrid(); };
     l.FStopWork = [this] { StopWork(); };
     l.FClearWork = [this] { ClearWork(); };
-    auto onWork = [this](TWorkStatus St, TWorkMode M, uint64_t N) {
-        switch (St) {
-        case ::ferro::WorkBegin:
-            ComUnitOnWorkBegin(M, N);
-            break;
-        case WorkWorking:
-            ComUnitOnWork(M, N);
-            break;
-        case ::ferro::WorkEnd:
-            ComUnitOnWorkEnd(M);
-            break;
-        }
-    };
-    if (FTCPComUnit && FTCPComUnit->ReadThread()) {
-        TIdReadThreadTCP* t = FTCPComUnit->ReadThread();
-        t->FBeginWork = [this](TWorkMode M, uint64_t N) { ComUnitOnWorkBegin(M, N); };
-        t->FEndWork = [this](TWorkMode M, uint64_t) { ComUnitOnWorkEnd(M); };
-        t->FOnWork = [this](TWorkMode M, uint64_t N) { ComUnitOnWork(M, N); };
-    }
-    if (FRSComUnit) FRSComUnit->FOnWork = onWork;
-    l.FFtpWork = onWork;
     l.FRecOverview = [this](TSender, MemStream& S) { RecOverView(StreamLines(S)); };
     l.FEvtOverview = [this](TSender, MemStream& S) { EvtOverView(StreamLines(S)); };
     l.FRecToTable = [this](TSender, const std::string& F) { RecToTable(F); };
     l.FEvtToTable = [this](TSender, const std::string& F) { EvtToTable(F); };
     l.FSetNewDisplayImage = [this](TSender S, MemStream& M) { SetNewDisplayImage(S, M); };
     l.FOnConCallack = [this](TSender S, const std::string& T) { SetLabConText(S, T); };
-    l.FDisplayConnMessage = [this](const std::string& T, TMsgDlgType Ty, TThreadedMessageCallBack Cb,
-                                   TMsgDlgButtons B,
-                                   TMsgDlgBtn D) { DisplayConnMessage(T, Ty, std::move(Cb), B, D); };
     l.FThreadExceptCallBack = [this](TSender S) { ThreadExceptCallBack(S); };
     l.FNAKCB = [this](TSender, uint32_t) { EndWork(); };
+}
+
+void TFormBasic::WireSession() {
+    TDeviceSession& s = *FSession;
+    s.FPresent = [this](const std::string& T, TMsgDlgType Ty, TThreadedMessageCallBack Cb, TMsgDlgButtons B,
+                        TMsgDlgBtn D) { DisplayConnMessage(T, Ty, std::move(Cb), B, D); };
+    connect(&s, &TDeviceSession::StateChanged, this, [this](TSessionState St) { SessionStateChanged(St); });
+    connect(&s, &TDeviceSession::ConnectEnded, this, [this](bool Success, bool AuthError) {
+        if (!Success) FConnSucces = false;
+        FAuthError = AuthError;
+        ConnEnd(this);
+    });
+    connect(&s, &TDeviceSession::SessionEstablished, this, [this] {
+        ConnEst(this, true);
+        emit EstablishedChanged(true);
+    });
+    connect(&s, &TDeviceSession::SessionFailed, this, [this](const QString& Reason) {
+        EndWork();
+        ConnectionFailed(Reason.toStdString());
+    });
+    connect(&s, &TDeviceSession::SessionLost, this, [this](const QString& Reason) {
+        ConnectionLost(Reason.toStdString());
+        emit EstablishedChanged(false);
+    });
+    connect(&s, &TDeviceSession::SessionClosed, this, [this] {
+        if (PanelBack->isVisible()) {
+            PanelBack->setVisible(false);
+            emit EstablishedChanged(false);
+        }
+        if (FClosing) Finish();
+    });
+    connect(&s, &TDeviceSession::Progress, this, [this](TWorkStatus St, TWorkMode M, quint64 N) {
+        switch (St) {
+        case ::ferro::WorkBegin:
+            WorkBegin(M, N);
+            break;
+        case WorkWorking:
+            SetWorkProg(M, N);
+            break;
+        case ::ferro::WorkEnd:
+            WorkEnd(M);
+            break;
+        }
+    });
+}
+
+void TFormBasic::ConnectionLost(const std::string&) {
+    PanelBack->setVisible(false);
+    AniIndi->setVisible(false);
+    ClearWork();
+}
+
+void TFormBasic::ConnectionFailed(const std::string&) {
+    PanelBack->setVisible(false);
+    AniIndi->setVisible(false);
 }
 
 bool TFormBasic::PrepareLink(bool FTP, bool GZ, bool SetFolders, bool Connect, bool CheckXML) {
@@ -243,29 +306,8 @@ void TFormBasic::SetTCPCommUnit(const std::string& IP, int Port, bool FTP, bool 
     FComUnit->SetIPAndPort(IP, Port, BoundPort);
     if (FTCPComUnit) FTCPComUnit->FIsOffline = IP.empty();
     if (!PrepareLink(FTP, GZ, SetFolders, Connect, CheckXML)) return;
-    if (FConnectThread.joinable()) FConnectThread.join();
-    TComUnit* link = FComUnit;
-    FConnecting = true;
-    FConnectThread = std::thread([this, link] {
-        bool ok = false;
-        std::string error;
-        try {
-            link->DoConnect();
-            ok = link->IsConnected();
-        } catch (const std::exception& e) {
-            error = e.what();
-        } catch (...) {
-            error = "unknown";
-        }
-        FConnecting = false;
-        // The form's fields belong to the main thread; the result is handed over there.
-        Postpone(this, [this, ok, error] {
-            if (!error.empty()) LogPrepare(this, "Connect Error " + error, false);
-            if (!ok) FConnSucces = false;
-            if (FTCPComUnit) FAuthError = FTCPComUnit->FAuthError;
-            ConnEnd(this);
-        });
-    });
+    FSession->SetAddress(IP, Port);
+    FSession->Open();
 }
 
 void TFormBasic::SetSerialComUnit(const std::string& Port, bool Connect, bool SetFolders, bool GZ,
@@ -275,42 +317,8 @@ void TFormBasic::SetSerialComUnit(const std::string& Port, bool Connect, bool Se
     FPort = Port;
     if (!PrepareLink(false, GZ, SetFolders, Connect, CheckXML)) return;
     if (FRSComUnit) FRSComUnit->SetComPort(Port);
-    FComUnit->DoConnect();
-    Postpone(
-        this,
-        [this, UseStart] {
-            if (!FComUnit) return;
-            FConnSucces = FComUnit->IsConnected();
-            clock().sleepMs(500);
-            if (FConnSucces) {
-                if (UseStart) {
-                    FComUnit->SendStartCommand(0, FComUnit->FSSHUser, FComUnit->FSSHPassword);
-                } else {
-                    FComUnit->FVer = 4;
-                    FComUnit->SendNamed("CCC_SESSION_STR_ADV");
-                }
-            }
-            if (FComUnit->IsTimerActive()) {
-                FConnSucces = true;
-                ConnEnd(this);
-            } else {
-                WaitForSerialTimer(30);
-            }
-        },
-        2000);
-}
-
-// The link's timer runs once the session stands. Polled on the main thread, where the timer lives,
-// in 30 steps of 100 ms.
-void TFormBasic::WaitForSerialTimer(int Remaining) {
-    if (!FComUnit) return;
-    if (FComUnit->IsTimerActive() || Remaining <= 0) {
-        FConnSucces = FComUnit->IsTimerActive();
-        if (!FConnSucces) FComUnit->DoDisconnect(false);
-        ConnEnd(this);
-        return;
-    }
-    QTimer::singleShot(100, this, [this, Remaining] { WaitForSerialTimer(Remaining - 1); });
+    FSession->SetSerial(Port, UseStart);
+    FSession->Open();
 }
 
 void TFormBasic::ConnEnd(TSender) {
@@ -324,7 +332,7 @@ void TFormBasic::ConnEst(TSender, bool Success) {
                 FerroIcon(FSecureConnection ? TIconKind::Secure : TIconKind::Unsecure).pixmap(18, 18));
             imgSecure->setToolTip(FSecureConnection ? "Verschlüsselte Verbindung (SSH)"
                                                     : "Unverschlüsselte Verbindung");
-            Ftme = FComUnit->FtmeSet.tz;
+            Ftme = FComUnit->Identity().TimeSet.tz;
             PanelBack->setVisible(true);
             AniIndi->setVisible(false);
         } else {
@@ -340,18 +348,21 @@ void TFormBasic::ConnEst(TSender, bool Success) {
 // ---------------------------------------------------------------- sending
 
 bool TFormBasic::CheckConnection() {
-    if (!FComUnit) return false;
+    if (!FComUnit || FClosing) return false;
     if (FRSComUnit) return true;
     if (FTCPComUnit && FTCPComUnit->FIsOffline) return true;
     if (FComUnit->IsConnected()) return true;
-    // The connect worker is still at it: a second connect here would race it on the UI thread.
-    if (FConnecting) return false;
+    // The session is opening already: a second connect would race it.
+    if (FSession->Connecting()) return false;
     try {
+        // The connect runs on the session's worker, never on this thread; the command that asked
+        // for it is not sent, the view starts over once the session stands again.
         LogPrepare(this, "Connecting", false);
-        FComUnit->DoConnect();
-        return FComUnit->IsConnected();
+        StartWork("Verbinde mit " + FRec.Where());
+        FSession->Open();
+        return false;
     } catch (const std::exception& e) {
-        LogPrepare(this, Fmt("%s_%s", "Exception", e.what()), false);
+        LogPrepare(this, Fmt("Basic Check %s_%s", "Exception", e.what()), false);
         FComUnit->DoDisconnect(false);
         return false;
     }
@@ -470,22 +481,21 @@ bool TFormBasic::RightGranted(const std::string& Output) {
 }
 
 void TFormBasic::CheckSSHRight(const std::string& Right, TProc Allowed, TProc Denied) {
-    if (!FComUnit) return;
-    FComUnit->FTMPLuasStr.clear();
-    FComUnit->FTmpLUACallBack = [this, Allowed = std::move(Allowed),
-                                 Denied = std::move(Denied)](const std::string& Output) {
-        if (RightGranted(Output)) {
-            if (Allowed) Allowed();
-            return;
-        }
-        Postpone(this, [this, Denied] {
-            const std::string user = FComUnit ? FComUnit->FSSHUser : std::string();
-            DisplayMessage(Fmt(_SKeineRechte, user.c_str()), mtError, Buttons({mbOK}), mbOK, nullptr);
-            if (Denied) Denied();
-        });
-    };
-    SendCommandToCom("User", CmdLua, 1, 0,
-                     Fmt("print(user.authorized(\"%s\")[\"%s\"]);", Right.c_str(), Right.c_str()), true);
+    if (!FComUnit || !CheckConnection()) return;
+    QPointer<TFormBasic> self(this);
+    FComUnit->Lua(Fmt("print(user.authorized(\"%s\")[\"%s\"]);", Right.c_str(), Right.c_str()),
+                  [self, Allowed = std::move(Allowed), Denied = std::move(Denied)](const TReply& R) {
+                      if (!self) return;
+                      if (R.Ok && RightGranted(R.Text)) {
+                          if (Allowed) Allowed();
+                          return;
+                      }
+                      const std::string user = self->FComUnit ? self->FComUnit->FSSHUser : std::string();
+                      self->DisplayMessage(Fmt(_SKeineRechte, user.c_str()), mtError, Buttons({mbOK}), mbOK,
+                                           nullptr);
+                      if (Denied) Denied();
+                  },
+                  "User");
 }
 
 void TFormBasic::CallBackXML(TSender, const std::string& FileName, int XMLType) {

@@ -5,14 +5,14 @@
 #include "foundation/Sammler.h"
 #include "foundation/TimeRecords.h"
 #include "link/ComUnit.h"
+#include "link/DeviceSession.h"
 
 #include <QPointer>
+#include <QStringList>
 #include <QWidget>
 
-#include <atomic>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -33,6 +33,21 @@ class TFormBasic : public QWidget {
 public:
     explicit TFormBasic(QWidget* Parent = nullptr);
     ~TFormBasic() override;
+
+    // ---- The view's life: open on one instrument, close in order ----
+    // Makes the session for `Rec` and starts connecting; returns at once. ConnEst follows when the
+    // session stands, EstablishedChanged(true) with it.
+    void Open(const TConnectionRec& Rec);
+    // Ends the session in order; ViewFinished follows when the line is down (at the latest after
+    // the session's close limit).
+    void CloseView();
+    TDeviceSession* Session() const { return FSession.get(); }
+    bool Established() const { return FSession && FSession->Established(); }
+    bool Closing() const { return FClosing; }
+    const TConnectionRec& Connection() const { return FRec; }
+    // Pages a view shows one after the other (the screenshot run walks them); none by default.
+    virtual QStringList Pages() const { return {}; }
+    virtual void ShowPage(int) {}
 
     // ---- Entry points of the host ----
     void SetComUnit(bool IsSerial, bool IsSSH, TIpVer IpVer);
@@ -63,6 +78,12 @@ public:
     virtual void SetNewDisplayImage(TSender, MemStream&) {}
     virtual void PrepareShutdown();
     virtual void CheckData() {}
+    // The session fell (line lost, refused); the view shows it and may offer to reconnect.
+    virtual void ConnectionLost(const std::string& Reason);
+    // The connect attempt failed; the session has told the user why.
+    virtual void ConnectionFailed(const std::string& Reason);
+    // Every step of the session (connecting, standing, closing ...), for views that show it.
+    virtual void SessionStateChanged(TSessionState) {}
 
     // ---- Sending (each form first checks the line) ----
     bool SendCommandToCom(const std::string& Info, uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd);
@@ -157,6 +178,11 @@ public:
     // The area a descendant fills; the status bar sits below it.
     QWidget* lytBase = nullptr;
 
+signals:
+    // The host may take the view away now (closed on request, or never opened).
+    void ViewFinished();
+    void EstablishedChanged(bool Established);
+
 protected:
     void closeEvent(QCloseEvent* Event) override;
     void LogCallBack(const std::string& Text, bool ToMemo);
@@ -185,14 +211,16 @@ private:
     // Settings both transports share; false when no connection is wanted (the work ends here).
     bool PrepareLink(bool FTP, bool GZ, bool SetFolders, bool Connect, bool CheckXML);
     void BuildStatusBar();
+    void MakeSession(std::unique_ptr<TComUnit> Unit);
     void WireCallbacks();
-    void WaitForSerialTimer(int Remaining);
+    void WireSession();
     void FinishPendingDialogs();
     void ShowProgressPercent(int Percent);
+    void Finish();
 
-    std::unique_ptr<TComUnit> FOwnedUnit;
-    std::atomic<bool> FConnecting{false}; // the connect worker runs
-    std::thread FConnectThread;
+    TConnectionRec FRec;
+    std::unique_ptr<TDeviceSession> FSession;
+    bool FClosing = false, FFinished = false;
     uint64_t FWorkMax = 0;
     std::vector<QPointer<QMessageBox>> FOpenBoxes;
 };

@@ -23,12 +23,13 @@ void TFormBasic::DisplayConnMessage(const std::string& Text, TMsgDlgType MsgType
                                     TMsgDlgBtn DefaultButton) {
     std::string text;
     if (FRSComUnit) {
-        text = Fmt("%s:%s%s %s %s %s", Text.c_str(), "\r\n", "\r\n", FRSComUnit->FPlant.c_str(),
-                   FRSComUnit->FField.c_str(), FRSComUnit->FDevice.c_str());
+        const TIdentity& id = FRSComUnit->Identity();
+        text = Fmt("%s:%s%s %s %s %s", Text.c_str(), "\r\n", "\r\n", id.Plant.c_str(), id.Field.c_str(),
+                   id.Device.c_str());
     } else if (FComUnit) {
+        const TIdentity& id = FComUnit->Identity();
         text = Fmt("%s:%s%s%s %d - %s %s %s", Text.c_str(), "\r\n", "\r\n", FComUnit->FIP.c_str(),
-                   int(FComUnit->FPort), FComUnit->FPlant.c_str(), FComUnit->FField.c_str(),
-                   FComUnit->FDevice.c_str());
+                   int(FComUnit->FPort), id.Plant.c_str(), id.Field.c_str(), id.Device.c_str());
     }
     if (text.empty()) return;
     DisplayMessage(text, MsgType, Buttons, DefaultButton, std::move(Callback));
@@ -138,12 +139,8 @@ void TFormBasic::WorkBegin(TWorkMode, uint64_t Max) {
 }
 
 void TFormBasic::SetWorkProg(TWorkMode, uint64_t Count) {
-    if (!FComUnit) return;
-    // Progress is life: the link must not count a running transfer as a silent line.
-    const int64_t now = clock().nowMs();
-    FComUnit->FLastCmd = now;
-    FComUnit->FTransferInProgressTime = now + 10000;
-    if (FComUnit->FShutDown || FWorkMax == 0) return;
+    // The link has pushed its time-outs on already; while it shuts down the bar stays as it is.
+    if (!FComUnit || FComUnit->FShutDown || FWorkMax == 0) return;
     double percent = std::round(double(Count) * 100.0 / double(FWorkMax));
     ShowProgressPercent(int(std::min(percent, 100.0)));
     TProgressRecord rec;

@@ -169,6 +169,155 @@ void TComUnit::SendCommand(const std::string& Info, uint8_t Cmd, uint8_t Priv, u
     appendRec(std::move(r), "");
 }
 
+// ---------------------------------------------------------------- requests with a completion
+
+void TComUnit::Settle(QObject* Context, TReplyProc Done, TReply Reply) {
+    if (!Done) return;
+    // Never inside the dispatcher: a completion may send, and the frame's end would undo its wait.
+    Postpone(Context, [Done = std::move(Done), Reply = std::move(Reply)] { Done(Reply); });
+}
+
+void TComUnit::appendRequest(TSendRec rec) {
+    if (!IsConnected()) {
+        TReply r;
+        r.Text = _SKeineVerbindung;
+        Settle(this, std::move(rec.OnReply), std::move(r));
+        return;
+    }
+    const bool sendsNow = rec.Typ == scDefault || rec.Typ == scWithTxt || rec.Typ == scStream;
+    appendRec(std::move(rec), "");
+    if (sendsNow) SendNxtCommand();
+}
+
+void TComUnit::Lua(const std::string& Line, TReplyProc Done, const std::string& Info) {
+    TSendRec r = MakeRec(scWithTxt, Info, CmdLua, 1, 0);
+    r.txt = Line;
+    r.LUA = true;
+    r.OnReply = std::move(Done);
+    appendRequest(std::move(r));
+}
+
+void TComUnit::ReadSetup(TReplyProc Done) {
+    TSendRec r = MakeRec(scDefault, "CCC_SETUP_RD_ALL", CmdSetup, 0, 1);
+    r.OnReply = std::move(Done);
+    appendRequest(std::move(r));
+}
+
+void TComUnit::WriteSetup(const std::string& File, TReplyProc Done) {
+    TSendRec r = MakeRec(scFile, "CCC_SETUP_WR", CmdSetup, 1, 3);
+    r.txt = File;
+    r.OnReply = std::move(Done);
+    appendRequest(std::move(r));
+}
+
+void TComUnit::ReadFile(bool Events, const std::string& Name, uint32_t Pos, TReplyProc Done) {
+    TSendRec r = MakeRec(scFileResume, Events ? "CCC_READOUT_EVT_RD" : "CCC_READOUT_REC_RD", CmdReadout, 0,
+                         Events ? 0x11 : 0x01);
+    r.txt = Name;
+    r.Pos = Pos;
+    r.OnReply = std::move(Done);
+    appendRequest(std::move(r));
+}
+
+void TComUnit::ScratchpadGet(const std::string& Name, TReplyProc Done) {
+    TSendRec r = MakeRec(scWithTxt, "CCC_SCRATCH_PAD_RD", CmdScratchPad, 0, 1);
+    r.txt = Name;
+    r.OnReply = std::move(Done);
+    appendRequest(std::move(r));
+}
+
+void TComUnit::ScratchpadPut(const std::string& LocalFile, const std::string& Name, TReplyProc Done) {
+    TSendRec r = MakeRec(scCCCIFile, "CCC_SCRATCH_PAD_WR", CmdScratchPad, 0, 2);
+    r.txt = LocalFile;
+    r.ccciFileName = Name;
+    r.OnReply = std::move(Done);
+    appendRequest(std::move(r));
+}
+
+void TComUnit::SettleReply(uint8_t Cmd, uint16_t Ext, bool Refusal, TReply Reply) {
+    for (auto it = FPending.begin(); it != FPending.end(); ++it) {
+        if (it->Cmd != Cmd) continue;
+        if (it->ReplyExt != Ext && !(Refusal && it->RequestExt == Ext)) continue;
+        TReplyProc done = std::move(it->Done);
+        FPending.erase(it);
+        Settle(this, std::move(done), std::move(Reply));
+        return;
+    }
+}
+
+void TComUnit::FailPendingReplies(const std::string& Reason) {
+    std::deque<TPendingReply> pending;
+    pending.swap(FPending);
+    for (TPendingReply& p : pending) {
+        TReply r;
+        r.Text = Reason;
+        Settle(this, std::move(p.Done), std::move(r));
+    }
+}
+
+void TComUnit::FailStaleReplies() {
+    // Writes are acknowledged whenever the instrument is done; everything else answers in turn.
+    const int64_t limit = now() - CAnswerWaitSec * 1000;
+    for (auto it = FPending.begin(); it != FPending.end();) {
+        const bool write = (it->Cmd == CmdSetup && it->RequestExt == 3) ||
+                           (it->Cmd == CmdScratchPad && it->RequestExt == 2);
+        if (write || it->SentMs > limit) {
+            ++it;
+            continue;
+        }
+        TReply r;
+        r.Text = _SKeineAntwort;
+        Settle(this, std::move(it->Done), std::move(r));
+        it = FPending.erase(it);
+    }
+}
+
+void TComUnit::clearSendList(const std::string& Reason) {
+    std::deque<TSendRec> dropped;
+    dropped.swap(FSendLst);
+    for (TSendRec& rec : dropped) {
+        if (!rec.OnReply) continue;
+        TReply r;
+        r.Text = Reason;
+        Settle(this, std::move(rec.OnReply), std::move(r));
+    }
+}
+
+void TComUnit::LineLost(const std::string& Reason) {
+    SetTimerEnabled(false);
+    clearSendList(Reason);
+    FailPendingReplies(Reason);
+    ClearStreamAndBuffer();
+    if (FOnLineLost) {
+        FOnLineLost(Reason);
+        return;
+    }
+    if (FDisplayConnMessage) FDisplayConnMessage(Reason, mtError, nullptr, Buttons({mbOK}), mbOK);
+    if (FClearWork) FClearWork();
+}
+
+void TComUnit::ResetForConnect() {
+    SetTimerEnabled(false);
+    clearSendList(_SVerbindungBeendet);
+    FailPendingReplies(_SVerbindungBeendet);
+    ClearStreamAndBuffer();
+    FShutDown = false;
+    FShutDownWithTimer = false;
+    FNAK = false;
+    FTHreadExcept = false;
+    FLuaReply.clear();
+    FLuaFailed = false;
+}
+
+void TComUnit::TransferWork(TWorkStatus Status, TWorkMode Mode, uint64_t Count) {
+    if (Status == WorkWorking) {
+        // A transfer that moves is alive: neither the answer wait nor the transfer time runs out.
+        FLastCmd = now();
+        FTransferInProgressTime = now() + 10000;
+    }
+    if (FOnTransferWork) FOnTransferWork(Status, Mode, Count);
+}
+
 void TComUnit::SendNamed(const std::string& name) {
     const TCommandDef* def = FindCommand(name);
     if (!def) {
@@ -188,9 +337,29 @@ void TComUnit::SendNxtCommand() {
         FSendLst.pop_front();
         WriteLog(Fmt("Liste -> Kommando wird abgearbeitet: %s CMD: %x Priv: %x ExtCmd: %x SLCnt: %d",
                      rec.Info.c_str(), rec.Cmd, rec.Priv, rec.ExtCmd, CountSendLst()));
+        TReplyProc done = std::move(rec.OnReply);
+        const bool request = bool(done);
+        if (request) {
+            // Registered before the send: a reply can never overtake its request.
+            TPendingReply p;
+            p.Cmd = rec.Cmd;
+            p.RequestExt = rec.ExtCmd;
+            p.ReplyExt = rec.Cmd == CmdLua ? 3 : rec.ExtCmd;
+            p.SentMs = now();
+            p.Done = std::move(done);
+            FPending.push_back(std::move(p));
+        }
         bool ok = SendEntry(rec);
         if (!rec.LUA) ++FSeqCnt;
-        if (!ok) break;
+        if (!ok) {
+            if (request && !FPending.empty()) {
+                TReply r;
+                r.Text = _SSendenFehlgeschlagen;
+                Settle(this, std::move(FPending.back().Done), std::move(r));
+                FPending.pop_back();
+            }
+            break;
+        }
     }
 }
 
@@ -208,7 +377,7 @@ bool TComUnit::SendEntry(const TSendRec& rec) {
             // The session stop drops whatever was appended before it went out.
             WriteLog(Fmt("Liste gecleart %d", CountSendLst()));
             FWaitForAnswer = false;
-            FSendLst.clear();
+            clearSendList(_SVerbindungBeendet);
         }
         return ok;
     }
@@ -369,9 +538,18 @@ bool TComUnit::Evaluate(MemStream& Stream) {
         default:
             // An unknown frame drops all waiting commands.
             ClearStreamAndBuffer();
-            FSendLst.clear();
+            clearSendList(_SUnbekannteAntwort);
             return false;
         }
+        if (FHead.Cmd != CmdLua && !FReplyNotFinal) {
+            TReply r;
+            r.Ok = FReplyError.empty();
+            r.Text = FReplyError;
+            r.File = FReplyFile;
+            SettleReply(FHead.Cmd, FHead.ExtCmd, false, std::move(r));
+        }
+        FReplyFile.clear();
+        FReplyError.clear();
         WriteLog(Fmt("ComUnit BeforeClear Size: %d StreamSize: %d StreamPosition: %d", int(FHead.Size),
                      int(Stream.size()), int(Stream.position())));
         if (Stream.position() >= Stream.size()) {
@@ -411,6 +589,12 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
     }
     size_t end = FHead.Size <= Stream.size() ? FHead.Size : Stream.size();
     std::string text = Stream.position() < end ? Stream.readText(end - Stream.position()) : std::string();
+    {
+        TReply r;
+        r.Code = code;
+        r.Text = Fmt(_SGeraetLehntAb, unsigned(code), text.c_str());
+        SettleReply(FHead.Cmd, FHead.ExtCmd, true, std::move(r));
+    }
     WriteLog(
         Fmt("ComUnit NAK Cmd=%u Priv=%u ExtCmd=%u Ver=%u FTPNAK=%u SN=%u Size=%u SeqCnt=%u StreamSize=%d "
             "ErrorCode:%u ErrorMessage:%s",
@@ -490,6 +674,7 @@ void TComUnit::OnTimer() {
     }
     if (C && !FSendLst.empty() && wholeSecondsSince(FLastCmd) > CAnswerWaitSec) {
         WriteLog("NextCmdTmout");
+        FailStaleReplies();
         FWaitForAnswer = false;
         SendNxtCommand();
         return;
@@ -519,7 +704,7 @@ void TComUnit::ShutDown(TSender, TShutDownComplete Callback) {
     FShutDown = true;
     WriteLog(Fmt("ComUnit: ShutDown Start - Connected: %s", BoolStr(IsConnected())));
     if (IsConnected() && FTimerEnabled) {
-        if (!FSendLst.empty()) FSendLst.clear();
+        if (!FSendLst.empty()) clearSendList(_SVerbindungBeendet);
         if (FNTPTunnelActive) SendNamed("CCC_TUNNEL_NTP_CLOSE");
         if (FStreamRec.ObjHdl > 1) SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl);
         SendNamed("CCC_SESSION_STP");
@@ -530,8 +715,16 @@ void TComUnit::ShutDown(TSender, TShutDownComplete Callback) {
 
 void TComUnit::ThreadException(const std::string& Message) {
     WriteLog("ThreadExcept " + Message);
+    clearSendList(_SVerbindungsabbruch);
+    FailPendingReplies(_SVerbindungsabbruch);
     DoDisconnect(false);
     SetTimerEnabled(false);
+    if (FOnLineLost) {
+        FTHreadExcept = true;
+        if (FThreadExceptCallBack) FThreadExceptCallBack(this);
+        FOnLineLost(_SVerbindungsabbruch);
+        return;
+    }
     if (FDisplayConnMessage) {
         FDisplayConnMessage(
             _SVerbindungsabbruch, mtError, [this](TSender, int) { AfterConDisp(); }, Buttons({mbOK}), mbOK);

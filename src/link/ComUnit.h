@@ -22,6 +22,26 @@
 
 namespace ferro {
 
+// The end of one request: its result, or why there is none.
+struct TReply {
+    bool Ok = false;
+    uint32_t Code = 0;  // the instrument's refusal code, 0 without one
+    std::string Text;   // Lua output, or the reason of a failure in German
+    std::string File;   // the local file that arrived (setup, scratchpad, recording)
+};
+using TReplyProc = std::function<void(const TReply&)>;
+
+// Who answered, as the last full identity told it. Read-only for everything but the dispatcher.
+struct TIdentity {
+    uint32_t SN = 0;
+    uint32_t Article = 0, ProdDate = 0;
+    TDevType DevType = devtypNone;
+    TFerroFW Rev;
+    std::string Plant, Field, Device;
+    uint32_t ConTime = 0; // the instrument's clock in UTC seconds when the identity was read
+    time_set_t TimeSet;
+};
+
 struct TSendRec {
     TSendCmd Typ = scDefault;
     std::string Info;
@@ -32,6 +52,7 @@ struct TSendRec {
     std::string ccciFileName;
     uint32_t Pos = 0;
     bool LUA = false;
+    TReplyProc OnReply; // called once, on the main thread, when the request ends
 };
 
 // The eight language files, the structure file and the object-properties file as the instrument
@@ -74,6 +95,22 @@ public:
     // A row of the command table by name, plain form.
     void SendNamed(const std::string& name);
 
+    // ---- Requests with a completion (each Done is called once, on the main thread, also when the
+    // instrument refuses, the answer does not come or the line goes) ----
+    void Lua(const std::string& Line, TReplyProc Done, const std::string& Info = "CCC_LUA_COMMAND");
+    // The whole setup; Done gets the local file.
+    void ReadSetup(TReplyProc Done);
+    // Sends a setup file and waits for the instrument's acknowledgement.
+    void WriteSetup(const std::string& File, TReplyProc Done);
+    // A recording (or event) from byte `Pos` on, appended to its local file, which Done gets.
+    void ReadFile(bool Events, const std::string& Name, uint32_t Pos, TReplyProc Done);
+    // A file of the scratchpad into the temporary folder; Done gets the local copy.
+    void ScratchpadGet(const std::string& Name, TReplyProc Done);
+    void ScratchpadPut(const std::string& LocalFile, const std::string& Name, TReplyProc Done);
+    // Ends every request still waiting with `Reason`.
+    void FailPendingReplies(const std::string& Reason);
+    size_t PendingReplies() const { return FPending.size(); }
+
     void SendNxtCommand();
     void SendStartCommand(uint32_t Method, const std::string& User, const std::string& Password);
     // The plain opening after the line stands: protocol 4, the advanced or the support session.
@@ -97,6 +134,29 @@ public:
     void ThreadException(const std::string& Message);
     void AfterConDisp();
     void NAKerrorCB(TSender Sender, int AResult);
+
+    // ---- What the line tells about itself ----
+    // Why the last connect failed, in German; "" when it did not fail.
+    virtual std::string ConnectError() const { return std::string(); }
+    // The last connect failed at the login (SSH user or password).
+    virtual bool AuthFailed() const { return false; }
+    // Ends a connect under way at once, from any thread, and refuses later ones.
+    virtual void CancelConnect() {}
+    // Bytes of the frame under way that have arrived; readable from any thread.
+    virtual uint64_t ReadArrived() const { return 0; }
+    const TIdentity& Identity() const { return FIdentity; }
+
+    // A standing line fell without being asked to (on the main thread, once per fall); unset, the
+    // link tells the user itself.
+    std::function<void(const std::string& Reason)> FOnLineLost;
+    void LineLost(const std::string& Reason);
+    // Before a new connect on this link: nothing of the last session is waiting any more.
+    virtual void ResetForConnect();
+
+    // Transfer progress, on the main thread, from every transport and FTP alike.
+    std::function<void(TWorkStatus Status, TWorkMode Mode, uint64_t Count)> FOnTransferWork;
+    // Progress of a transfer arrived: the answer time-outs are pushed on and the listener told.
+    void TransferWork(TWorkStatus Status, TWorkMode Mode, uint64_t Count);
 
     // ---- Transport (the virtual slots) ----
     virtual void CreateThread(bool IsSSH) = 0;
@@ -165,8 +225,6 @@ public:
     // The instrument's FTP port (21); tests and the simulator use another.
     int FFtpPort = 21;
     std::unique_ptr<class TFtpClient> FFTPClient;
-    // Progress of FTP transfers for the view's bars.
-    std::function<void(TWorkStatus Status, TWorkMode Mode, uint64_t Count)> FFtpWork;
     // Opens a fetched log with the desktop's viewer; unassigned in programs without a desktop.
     std::function<void(const std::string& Path)> FOpenWithViewer;
 
@@ -191,8 +249,6 @@ public:
     std::vector<std::string> FScratchpadFleLst;
 
     bool FFTP = false, FNAK = false, FGZ = true, FTGZ = false, FSetFolders = false;
-    time_set_t FtmeSet;
-    uint32_t FConTime = 0;
     std::string FIP;
     uint16_t FPort = 0;
     ccc_head_t FHead{};
@@ -208,7 +264,6 @@ public:
 
     std::string FUser = "ferro", FPAss = "ferro";
     std::string FIniFolder, FOwnTemplateFolder, FTemplateFolder;
-    std::string FPlant, FField, FDevice;
     std::string FICDFile, FECDSAKeyFile, FRSAKeyFile;
 
     TByteTransport FBytes;
@@ -236,25 +291,20 @@ public:
     bool FNTPTunnelActive = false;
     TFormClose FRequestClose;
     TNAKCB FNAKCB;
-    TStringProc FTmpLUACallBack, FScratchPadCallBack;
-    std::string FTMPLuasStr;
     TStreamRec FStreamRec;
     bool FNewXMLFiles = false;
     std::string FLuaText;
     TProc FStopWork, FClearWork;
     uint32_t FSeqCnt = 0;
-    TFerroFW FRev;
     TLangu FXMLLang = lgDeutsch;
     std::string FSSHUser, FSSHPassword;
     bool FHeartBeatDisabled = true;
     std::atomic<bool> SendQueueActive{false};
     bool FConWithoutCCCI = false, FisSSHCon = false;
     TBinaryStreamCB FBinInCB;
-    TDevType FDevType = devtypNone;
-    // Article number and production date of the last full identity.
-    uint32_t FArticle = 0, FProdDate = 0;
 
 protected:
+    TIdentity FIdentity;
     ccc_head_t MakeHead(uint8_t Cmd, uint8_t Priv, uint16_t ExtCmd) const;
     // Sends one list entry; false if the transport refused it.
     bool SendEntry(const TSendRec& rec);
@@ -268,6 +318,26 @@ private:
     static TSendRec MakeRec(TSendCmd Typ, const std::string& Info, uint8_t Cmd, uint8_t Priv,
                             uint16_t ExtCmd);
     void appendRec(TSendRec rec, const char* suffix);
+    // A request's record goes on the list with its completion.
+    void appendRequest(TSendRec rec);
+    struct TPendingReply {
+        uint8_t Cmd = 0;
+        uint16_t RequestExt = 0, ReplyExt = 0;
+        int64_t SentMs = 0;
+        TReplyProc Done;
+    };
+    // Ends the first waiting request that this reply (or refusal) answers.
+    void SettleReply(uint8_t Cmd, uint16_t Ext, bool Refusal, TReply Reply);
+    void FailStaleReplies();
+    // Empties the command list; requests on it end with `Reason`.
+    void clearSendList(const std::string& Reason);
+    static void Settle(QObject* Context, TReplyProc Done, TReply Reply);
+
+    std::deque<TPendingReply> FPending;
+    // What the handler of the frame being evaluated stored, and the Lua output of the request.
+    std::string FReplyFile, FReplyError;
+    std::string FLuaReply;
+    bool FLuaFailed = false;
 
     std::deque<TSendRec> FSendLst;
     // Set by a handler whose frame is not the last reply to its command (Lua output before the end).

@@ -11,9 +11,8 @@ bool TComUnit::PrepareFTP() {
     FFTPClient->Host = FIP.empty() ? "127.0.0.1" : FIP;
     FFTPClient->Port = FFtpPort;
     FFTPClient->Log = [this](const std::string& s, bool memo) { WriteLog(s, memo); };
-    FFTPClient->OnWork = [this](TWorkStatus st, TWorkMode m, uint64_t c) {
-        if (FFtpWork) FFtpWork(st, m, c);
-    };
+    // FTP runs on the main thread, inside the dispatcher: its progress goes the same way as the line's.
+    FFTPClient->OnWork = [this](TWorkStatus st, TWorkMode m, uint64_t c) { TransferWork(st, m, c); };
     // A connection that stands is dropped first; the probe logs in anew and the transfer uses it.
     FFTPClient->Disconnect();
     if (!FFTPClient->Probe()) {

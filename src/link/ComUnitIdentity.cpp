@@ -2,6 +2,7 @@
 #include "link/ComUnit.h"
 
 #include "foundation/Format.h"
+#include "link/IdentityLayout.h"
 
 #include <cmath>
 #include <ctime>
@@ -10,8 +11,6 @@
 namespace ferro {
 
 namespace {
-
-constexpr size_t CIdentityAllSize = 1592;
 
 int64_t daysFromCivil(int64_t y, unsigned m, unsigned d) {
     y -= m <= 2;
@@ -104,7 +103,7 @@ void TComUnit::IdentityCommand(MemStream& Stream) {
         uint32_t sn = Stream.readU32();
         uint32_t art = Stream.readU32();
         uint32_t prod = Stream.readU32();
-        FDevType = DevTypeFromArticle(art);
+        FIdentity.DevType = DevTypeFromArticle(art);
         WriteLog(Fmt("IN: Idendity: SerNum=%u ArtNum=%u ProdDate=%s", sn, art, dateText(prod).c_str()));
         WriteLog("ConnDone");
         Stream.setPosition(FHead.Size);
@@ -122,22 +121,23 @@ void TComUnit::IdentityCommand(MemStream& Stream) {
     }
     const uint8_t* p = Stream.data();
     WriteLog("IN: IdendityAll ----------- Start --------");
-    uint32_t sn = MemStream::peekU32(p + 20);
-    uint32_t art = MemStream::peekU32(p + 24);
-    FDevType = DevTypeFromArticle(art);
-    uint32_t prod = MemStream::peekU32(p + 28);
-    FArticle = art;
-    FProdDate = prod;
+    TIdentity& id = FIdentity;
+    uint32_t sn = MemStream::peekU32(p + CIdentitySerialAt);
+    uint32_t art = MemStream::peekU32(p + CIdentityArticleAt);
+    uint32_t prod = MemStream::peekU32(p + CIdentityProdDateAt);
+    id.SN = sn;
+    id.DevType = DevTypeFromArticle(art);
+    id.Article = art;
+    id.ProdDate = prod;
     WriteLog(Fmt("IN: IdendityAll: SerNum=%u ArtNum=%u ProdDate=%s", sn, art, dateText(prod).c_str()));
 
-    FConTime = MemStream::peekU32(p + 32);
-    FtmeSet = time_set_t::decode(p + 36);
-    tmStamp_t ts{FConTime, (FtmeSet.dstmode & 1) ? CSummerTimeFlag : 0u};
-    tmStamp_t local;
-    UTCtoLocal(ts, FtmeSet.tz, local);
+    id.ConTime = MemStream::peekU32(p + CIdentityClockAt);
+    id.TimeSet = time_set_t::decode(p + CIdentityTimeSetAt);
+    // The instrument's wall clock by its own summer-time rules, as the device clock shows it.
+    const tmStamp_t local = CorrectUTCtoLocal({id.ConTime, 0});
     WriteLog(Fmt("IN: IdendityAll: Time=%s", dateText(local.sec).c_str()));
 
-    const time_set_t& t = FtmeSet;
+    const time_set_t& t = id.TimeSet;
     WriteLog(Fmt("IN: IdendityAll: Std=%u", t.Std));
     WriteLog(Fmt("IN: IdendityAll tmeeSet.Stdtz Vorzeichen=%u Hour=%u Min=%u", t.Stdtz.signHours & 1u,
                  t.Stdtz.signHours & ~1u, t.Stdtz.minutes));
@@ -160,25 +160,25 @@ void TComUnit::IdentityCommand(MemStream& Stream) {
     WriteLog(Fmt("IN: IdendityAll tmeSet.rspcm rspcm=%u", t.rspcm));
     WriteLog("IN: IdendityAll tmeeSet ----------- Ende--------");
 
-    FRev.Rev = MemStream::peekU32(p + 216);
-    FRev.CalcVer();
-    WriteLog(FRev.VerAsStr());
-    FHeartBeatDisabled = FRev.Rev > 13685 || FRev.Gen > 0;
+    id.Rev.Rev = MemStream::peekU32(p + CIdentityFirmwareAt);
+    id.Rev.CalcVer();
+    WriteLog(id.Rev.VerAsStr());
+    FHeartBeatDisabled = id.Rev.Rev > 13685 || id.Rev.Gen > 0;
 
     auto text = [p](size_t off) {
         const char* s = reinterpret_cast<const char*>(p + off);
-        return std::string(s, strnlen(s, 128));
+        return std::string(s, strnlen(s, CIdentityNameWidth));
     };
-    FPlant = text(476);
-    FField = text(1044);
-    FDevice = text(1380);
+    id.Plant = text(CIdentityPlantAt);
+    id.Field = text(CIdentityBayAt);
+    id.Device = text(CIdentityDeviceAt);
     WriteLog("ConnDone");
     Stream.setPosition(FHead.Size);
 
-    if (FOnComNewSNCallBack) FOnComNewSNCallBack(this, sn, FDevType, FPlant, FField, FDevice);
+    if (FOnComNewSNCallBack) FOnComNewSNCallBack(this, sn, id.DevType, id.Plant, id.Field, id.Device);
     if (FOnConCallack)
-        FOnConCallack(this, Fmt("%s:%d - %s %s %s (%s)", FIP.c_str(), int(FPort), FPlant.c_str(),
-                                FField.c_str(), FDevice.c_str(), FRev.VerAsStr().c_str()));
+        FOnConCallack(this, Fmt("%s:%d - %s %s %s (%s)", FIP.c_str(), int(FPort), id.Plant.c_str(),
+                                id.Field.c_str(), id.Device.c_str(), id.Rev.VerAsStr().c_str()));
     if (FSN != sn) FSN = sn;
     WriteLog("Before Connection Done Assigend");
     if (FSetFolders) {
@@ -209,7 +209,7 @@ void TComUnit::SetDataFolders() {
         std::lock_guard<std::mutex> lk(spoolMutex_);
         spoolFolder_ = FDatadir;
     }
-    if (FCheckXMLFileVersions && FDevType != devtypQuartz)
+    if (FCheckXMLFileVersions && FIdentity.DevType != devtypQuartz)
         CheckFileVersions();
     else if (FOnConnDone)
         FOnConnDone(this, true);
@@ -219,12 +219,12 @@ tmStamp_t TComUnit::CorrectUTCtoLocal(const tmStamp_t& TimeStamp) const {
     tmStamp_t copy = TimeStamp;
     double D = UnixToDateTime(double(TStoLinear(copy)) / 1e9);
     int Y = yearOf(D) - 1900;
-    double W = ruleDate(Y, FtmeSet.ws);
-    double S = ruleDate(Y, FtmeSet.sw);
-    if (FtmeSet.ws.dow > 0) {
+    double W = ruleDate(Y, FIdentity.TimeSet.ws);
+    double S = ruleDate(Y, FIdentity.TimeSet.sw);
+    if (FIdentity.TimeSet.ws.dow > 0) {
         auto shift = [this](double v) {
             long d = ((long(std::trunc(v)) - 1) % 7 + 7) % 7;
-            return v + double((FtmeSet.ws.dow + 7 - d) % 7);
+            return v + double((FIdentity.TimeSet.ws.dow + 7 - d) % 7);
         };
         W = shift(W);
         S = shift(S);
@@ -234,7 +234,7 @@ tmStamp_t TComUnit::CorrectUTCtoLocal(const tmStamp_t& TimeStamp) const {
     const long long d = (long long)(TStoLinear(copy) / 1000000ull);
     if (d >= ms(W) && d <= ms(S)) copy.frac |= CSummerTimeFlag;
     tmStamp_t out;
-    UTCtoLocal(copy, FtmeSet.tz, out);
+    UTCtoLocal(copy, FIdentity.TimeSet.tz, out);
     return out;
 }
 

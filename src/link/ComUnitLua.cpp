@@ -36,15 +36,14 @@ void TComUnit::EvalLuaCommand(int Kind, const std::string& Text) {
     WriteLog(Text);
     switch (Kind) {
     case 1:
-        if (FCCCISratchpadProc)
-            FCCCISratchpadProc(Text, false);
-        else if (FTmpLUACallBack)
-            FTMPLuasStr += Text;
+        if (FCCCISratchpadProc) FCCCISratchpadProc(Text, false);
+        FLuaReply += Text;
         break;
     case 2:
         FSuccess = false;
         FCCCISratchpad = spNone;
-        if (FTmpLUACallBack) FTMPLuasStr += Text;
+        FLuaReply += Text;
+        FLuaFailed = true;
         break;
     case 3: {
         if (FCCCISratchpadProc) {
@@ -54,13 +53,13 @@ void TComUnit::EvalLuaCommand(int Kind, const std::string& Text) {
             FFlashDone(this, FSuccess);
             WriteLog("Read Data After FlashDone");
         }
-        if (FTmpLUACallBack) {
-            FTMPLuasStr += Text;
-            // Cleared before the call so that the next command does not reach it.
-            TStringProc cb = std::move(FTmpLUACallBack);
-            FTmpLUACallBack = nullptr;
-            SendLUACBCommand(FTMPLuasStr, std::move(cb));
-            FTMPLuasStr.clear();
+        {
+            TReply r;
+            r.Ok = !FLuaFailed;
+            r.Text = FLuaReply + Text;
+            FLuaReply.clear();
+            FLuaFailed = false;
+            SettleReply(CmdLua, 3, false, std::move(r));
         }
         if (FCCCISratchpad == spGetLog) {
             SendCommand("CCC_SCRATCH_PAD_RD", CmdScratchPad, 0, 1, "logd.log", false);

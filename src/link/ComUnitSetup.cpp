@@ -50,12 +50,16 @@ void TComUnit::SetupCommand(MemStream& Stream) {
     if (FFTP) {
         std::string remote = Stream.readText(end - CHeadSize);
         Stream.setPosition(end);
-        if (!GetFTPFile(remote, local)) return;
+        if (!GetFTPFile(remote, local)) {
+            FReplyError = "FTP: " + remote;
+            return;
+        }
     } else {
         MemStream file(Stream.data() + CHeadSize, end - CHeadSize);
         Stream.setPosition(end);
         if (!file.saveToFile(local)) {
             WriteLog("Cannot write " + local, true);
+            FReplyError = "Die Datei " + local + " kann nicht geschrieben werden.";
             return;
         }
         WriteLog(Fmt("SaveToFile=%s", local.c_str()));
@@ -67,6 +71,7 @@ void TComUnit::SetupCommand(MemStream& Stream) {
         std::string setup, icd, ecdsa, rsa;
         if (!UnTarFile(archive, folder, setup, icd, ecdsa, rsa)) {
             ReportUnpackFailure(local, "(tar)");
+            FReplyError = Fmt(_SEntpackenFehler, local.c_str());
             return;
         }
         FICDFile = icd;
@@ -78,10 +83,12 @@ void TComUnit::SetupCommand(MemStream& Stream) {
         std::string why;
         if (!UnZipFile(local, xml, &why)) {
             ReportUnpackFailure(local, why);
+            FReplyError = Fmt(_SEntpackenFehler, local.c_str());
             return;
         }
         local = xml;
     }
+    FReplyFile = local;
     if (FOnNewXMLFile) FOnNewXMLFile(this, local, FHead.ExtCmd == 0 ? 0 : 1);
 }
 
@@ -152,7 +159,17 @@ void TComUnit::ScratchPadCommand(MemStream& Stream) {
         TCCCISratchpad kind = FCCCISratchpad;
         FCCCISratchpad = spNone;
         switch (kind) {
-        case spNone:
+        case spNone: {
+            // A plain request for a file: it goes into the temporary folder under its own name.
+            const std::string name = LocalFileName(FFileName);
+            if (name.empty()) break;
+            std::string path = FTmpDir + name;
+            if (payload.saveToFile(path))
+                FReplyFile = path;
+            else
+                FReplyError = "Die Datei " + path + " kann nicht geschrieben werden.";
+            break;
+        }
         case spFlushLog:
             break;
         case spLangTXT:
@@ -170,11 +187,7 @@ void TComUnit::ScratchPadCommand(MemStream& Stream) {
         case spStatus: {
             std::string path = FTmpDir + std::to_string(FSN) + "_status.txt";
             payload.saveToFile(path);
-            if (FScratchPadCallBack) {
-                TStringProc cb = std::move(FScratchPadCallBack);
-                FScratchPadCallBack = nullptr;
-                cb(path);
-            }
+            FReplyFile = path;
             break;
         }
         case spPCAP: {
@@ -183,11 +196,7 @@ void TComUnit::ScratchPadCommand(MemStream& Stream) {
             FScratchpadFleLst.erase(FScratchpadFleLst.begin());
             std::string path = FTmpDir + ExtractFileName(name);
             payload.saveToFile(path);
-            if (FScratchPadCallBack) {
-                TStringProc cb = std::move(FScratchPadCallBack);
-                FScratchPadCallBack = nullptr;
-                cb(path);
-            }
+            FReplyFile = path;
             // The capture is removed from the instrument once it is here.
             SendCommand("CCC_SCRATCH_PAD_RM", CmdScratchPad, 0, 3, name, false);
             break;

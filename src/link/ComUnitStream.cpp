@@ -41,7 +41,7 @@ void TComUnit::StreamCommand(MemStream& Stream) {
         tmStamp_t ts;
         ts.sec = Stream.readU32();
         ts.frac = Stream.readU32();
-        UTCtoLocal(ts, FtmeSet.tz, FBytes.TS_Mess);
+        UTCtoLocal(ts, FIdentity.TimeSet.tz, FBytes.TS_Mess);
         WriteLog(Fmt("TS: %u:%u ", FBytes.TS_Mess.sec, FBytes.TS_Mess.frac));
         bool copy = true;
         bool binary = false;
@@ -51,7 +51,7 @@ void TComUnit::StreamCommand(MemStream& Stream) {
         } else if (id >= 0x02FFFFFF && id <= 0x07FFFFFF) {
             Stream.readU32();
         } else if (id == 0x08FFFFFF) {
-            size_t gap = FRev.Gen == 0 ? 20 : (FRev.Gen == 1 || FRev.Gen == 2) ? 40 : 0;
+            size_t gap = FIdentity.Rev.Gen == 0 ? 20 : (FIdentity.Rev.Gen == 1 || FIdentity.Rev.Gen == 2) ? 40 : 0;
             Stream.setPosition(Stream.position() + gap);
             FBytes.SmplCnt = Stream.readU32();
             FBytes.smplrte = Stream.readU32();

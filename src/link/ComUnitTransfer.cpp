@@ -48,6 +48,7 @@ void TComUnit::ReadoutCommand(MemStream& Stream) {
             FFileName = LocalFileName(FFileName);
             if (FFileName.empty()) {
                 WriteLog("Error with Readout no file name", true);
+                FReplyError = "Der Name der Datei fehlt.";
                 break;
             }
             std::string folder = rec ? FRecDir : FEvtDir;
@@ -64,9 +65,11 @@ void TComUnit::ReadoutCommand(MemStream& Stream) {
                                         : AppendToFile(local, Stream.data() + CHeadSize, end - CHeadSize);
                 if (!stored) {
                     WriteLog("Error with Readout cannot write " + local, true);
+                    FReplyError = "Die Datei " + local + " kann nicht geschrieben werden.";
                     break;
                 }
             }
+            FReplyFile = local;
             if (FMassDLNext)
                 FMassDLNext(this);
             else if (rec && FRecToTable)

@@ -14,6 +14,13 @@ constexpr const char* _SNeueSprachdateien =
     "Marlinlite nötig! Möchten Sie diese Sprachdateien herunterladen?";
 // 65522
 constexpr const char* _SVerbindungsabbruch = "Verbindungsabbruch";
+constexpr const char* _SKeineVerbindung = "Keine Verbindung zum Gerät.";
+constexpr const char* _SKeineAntwort = "Das Gerät hat nicht geantwortet.";
+constexpr const char* _SSendenFehlgeschlagen = "Der Auftrag konnte nicht gesendet werden.";
+constexpr const char* _SVerbindungBeendet = "Die Verbindung wurde beendet.";
+constexpr const char* _SUnbekannteAntwort = "Das Gerät hat unverständlich geantwortet.";
+// The instrument's refusal: its code and its own text.
+constexpr const char* _SGeraetLehntAb = "Das Gerät lehnt ab (Code %u): %s";
 // 65523
 constexpr const char* _SAuthFehlgeschlagen = "Authentifizierung fehlgeschlagen";
 // 65524

@@ -34,7 +34,12 @@ void TRSComUnit::CreateThread(bool) {
 
 void TRSComUnit::DoConnect() {
     if (!FReadThread) return;
-    FReadThread->SetPort(FRSPort);
+    if (!FReadThread->SetPort(FRSPort)) {
+        FConnectError = Fmt("Die serielle Schnittstelle %s ist nicht verfügbar (%s).", FRSPort.c_str(),
+                            FReadThread->LastError().c_str());
+        return;
+    }
+    FConnectError.clear();
     FReadThread->Start();
 }
 
@@ -43,7 +48,11 @@ bool TRSComUnit::IsConnected() const {
 }
 
 void TRSComUnit::WorkEvent(TWorkMode Mode, uint64_t Count, TWorkStatus Status) {
-    if (FOnWork) FOnWork(Status, Mode, Count);
+    // Called from the link thread too: the main thread owns the time-outs and the listeners.
+    if (IsMainThread())
+        TransferWork(Status, Mode, Count);
+    else
+        Postpone(this, [this, Mode, Count, Status] { TransferWork(Status, Mode, Count); });
 }
 
 void TRSComUnit::ReadData(MemStream& Stream) {
@@ -80,6 +89,11 @@ void TRSComUnit::DoDisconnect(bool) {
 
 void TRSComUnit::OnError(const std::string& Message) {
     WriteLog("RSUnit Error: " + Message);
+    if (FOnLineLost) {
+        if (FReadThread) FReadThread->DoDisconnect();
+        LineLost(_SUSBGetrennt);
+        return;
+    }
     if (FDisplayConnMessage) FDisplayConnMessage(_SUSBGetrennt, mtError, nullptr, Buttons({mbOK}), mbOK);
     if (FReadThread) FReadThread->DoDisconnect();
     SetTimerEnabled(false);

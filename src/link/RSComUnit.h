@@ -28,10 +28,10 @@ public:
     void DoConnect() override;
     void DoDisconnect(bool Value) override;
     void OnError(const std::string& Message);
-
-    std::function<void(TWorkStatus, TWorkMode, uint64_t)> FOnWork;
+    std::string ConnectError() const override { return FConnectError; }
 
 private:
+    std::string FConnectError;
     std::unique_ptr<TIdReadThreadRS> FReadThread;
     std::string FRSPort;
 };

@@ -4,7 +4,6 @@
 #include "foundation/MainThread.h"
 #include "link/RSComUnit.h"
 
-#include <chrono>
 
 namespace ferro {
 
@@ -16,10 +15,9 @@ TIdReadThreadRS::TIdReadThreadRS(TRSComUnit* client)
         if (FClient) FClient->WorkEvent(wmRead, size, WorkBegin);
     };
     FreadStream.FOnFrame = [this](const uint8_t* f, size_t n) {
-        auto copy = std::make_shared<MemStream>(f, n);
         TRSComUnit* client = FClient;
-        Postpone(client, [client, copy] {
-            client->ReadData(*copy);
+        HandOver(client, std::make_shared<MemStream>(f, n), [client](MemStream& frame) {
+            client->ReadData(frame);
             client->WriteLog("EvalEnd");
         });
     };
@@ -29,31 +27,29 @@ TIdReadThreadRS::~TIdReadThreadRS() {
     DoDisconnect();
 }
 
-void TIdReadThreadRS::SetPort(const std::string& port) {
+bool TIdReadThreadRS::SetPort(const std::string& port) {
     FRSClient->SetPort(port);
-    if (!FRSClient->OpenPort()) log("RSUnit open failed: " + port + " " + FRSClient->LastError());
+    if (FRSClient->OpenPort()) return true;
+    log("RSUnit open failed: " + port + " " + FRSClient->LastError());
+    return false;
+}
+
+std::string TIdReadThreadRS::LastError() const {
+    return FRSClient->LastError();
 }
 
 void TIdReadThreadRS::Start() {
-    if (thread_.joinable()) return;
-    stop_ = false;
-    thread_ = std::thread([this] { run(); });
+    wasConnected_ = false;
+    StartLoop();
 }
 
-void TIdReadThreadRS::run() {
-    bool wasConnected = false;
-    while (!stop_)
-        turn(wasConnected);
-    FConnected = false;
-    log("Thread stopped");
-}
-
-void TIdReadThreadRS::turn(bool& wasConnected) {
+void TIdReadThreadRS::ThreadRun() {
+    bool& wasConnected = wasConnected_;
     FConnected = FRSClient->CheckConnection();
     if (FDoClearBuffer) {
         // Once an evaluation failed the line is purged on every turn: it stays silent until closed.
         FRSClient->ClearBuffer();
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        WaitWake(10);
         return;
     }
     if (FConnected) {
@@ -75,11 +71,11 @@ void TIdReadThreadRS::turn(bool& wasConnected) {
         std::string sys = FRSClient->LastError().empty() ? "the line hung up" : FRSClient->LastError();
         log(sys);
         if (FOnPortLost) FOnPortLost(sys);
-        stop_ = true;
+        RequestStop();
         return;
     }
     log("Thread not Connected", true);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    WaitWake(50);
 }
 
 void TIdReadThreadRS::ReadData(const uint8_t* data, size_t len) {
@@ -113,28 +109,24 @@ void TIdReadThreadRS::reportProgress() {
 void TIdReadThreadRS::SendCommandStream() {
     log("Thread Before Send");
     TSendQueueItem item;
-    if (!FSendQueue.Pop(item)) return;
+    if (!PopQueued(item)) return;
     size_t written = 0;
     bool ok = FRSClient->CheckConnection() && FRSClient->WriteData(*item.SendStream, written);
     log(Fmt("Sending %d / %d Bytes - success: %s", int(written), int(item.SendStream->size()), BoolStr(ok)));
     if (!ok && FOnPortLost) {
         log("Error While Sending " + FRSClient->LastError());
         FOnPortLost(FRSClient->LastError());
-        stop_ = true;
+        RequestStop();
     }
     log("Thread After Send");
     if (FClient) FClient->SendQueueActive = QueueLength() > 0;
 }
 
 void TIdReadThreadRS::DoDisconnect() {
-    FSendQueue.Clear();
-    stop_ = true;
-    if (thread_.joinable()) {
-        if (thread_.get_id() == std::this_thread::get_id())
-            thread_.detach();
-        else
-            thread_.join();
-    }
+    ClearQueue();
+    // From the loop itself (a lost port) this only asks it to end; the owner joins it later.
+    JoinLoop();
+    if (Running()) return;
     FRSClient->ClearBuffer();
     std::string err;
     FRSClient->Disconnect(err);

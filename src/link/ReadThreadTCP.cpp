@@ -3,6 +3,7 @@
 #include "foundation/Format.h"
 #include "foundation/MainThread.h"
 #include "link/Ntp.h"
+#include "link/SocketText.h"
 #include "link/TCPComUnit.h"
 
 #include <algorithm>
@@ -15,15 +16,12 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace ferro {
 
-TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
-    : FClient(client), wakeFd_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
-      pendingShared_(std::make_shared<std::atomic<size_t>>(0)), pendingBytes_(*pendingShared_) {
+TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client) : FClient(client) {
     FreadStream.Flog = [this](const std::string& s, bool memo) { log(s, memo); };
     FreadStream.FOnFrame = [this](const uint8_t* f, size_t n) { handOver(f, n); };
     FreadStream.FOnFrameOwned = [this](std::vector<uint8_t>&& f) {
@@ -53,70 +51,21 @@ TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client)
 }
 
 TIdReadThreadTCP::~TIdReadThreadTCP() {
-    StopAndWait(5000);
+    JoinLoop();
     ClearQueue();
     FreadStream.Clear();
     log("AFTER CLEAR BUFFER");
     log("AFTER Destroy TCP");
-    if (wakeFd_ >= 0) ::close(wakeFd_);
 }
 
-void TIdReadThreadTCP::Wake() {
-    uint64_t one = 1;
-    ssize_t r = ::write(wakeFd_, &one, sizeof one);
-    (void)r;
+std::string TIdReadThreadTCP::ConnectError() const {
+    std::lock_guard<std::mutex> lk(errorMutex_);
+    return connectError_;
 }
 
-void TIdReadThreadTCP::DrainWake() {
-    uint64_t v;
-    ssize_t r = ::read(wakeFd_, &v, sizeof v);
-    (void)r;
-}
-
-void TIdReadThreadTCP::Start() {
-    if (running_ || thread_.joinable()) return;
-    stop_ = false;
-    running_ = true;
-    thread_ = std::thread([this] { run(); });
-}
-
-bool TIdReadThreadTCP::StopAndWait(int timeoutMs) {
-    stop_ = true;
-    Wake();
-    if (!thread_.joinable()) return true;
-    if (thread_.get_id() == std::this_thread::get_id()) {
-        thread_.detach();
-        return true;
-    }
-    std::unique_lock<std::mutex> lk(doneMutex_);
-    bool ended =
-        doneCv_.wait_for(lk, std::chrono::milliseconds(timeoutMs), [this] { return !running_.load(); });
-    lk.unlock();
-    if (ended) {
-        thread_.join();
-    } else {
-        // A turn blocked beyond the limit: leave it behind rather than hang the program.
-        log("Thread did not end in time");
-        thread_.detach();
-    }
-    return ended;
-}
-
-void TIdReadThreadTCP::run() {
-    while (!stop_) {
-        try {
-            ThreadRun();
-        } catch (const std::exception& e) {
-            log(std::string("Thread Except ") + e.what());
-            if (FOnException) FOnException(e.what());
-            break;
-        }
-    }
-    {
-        std::lock_guard<std::mutex> lk(doneMutex_);
-        running_ = false;
-    }
-    doneCv_.notify_all();
+void TIdReadThreadTCP::setConnectError(const std::string& text) {
+    std::lock_guard<std::mutex> lk(errorMutex_);
+    connectError_ = text;
 }
 
 void TIdReadThreadTCP::SetConParams(const std::string& IP, int Port, int BoundPort) {
@@ -125,22 +74,9 @@ void TIdReadThreadTCP::SetConParams(const std::string& IP, int Port, int BoundPo
     FBoundPort = BoundPort;
 }
 
-void TIdReadThreadTCP::Enqueue(TSendQueueItem item) {
-    FSendQueue.Push(std::move(item));
-    Wake();
-}
-
-void TIdReadThreadTCP::ClearQueue() {
-    FSendQueue.Clear();
-}
-
-size_t TIdReadThreadTCP::QueueLength() const {
-    return FSendQueue.Length();
-}
-
 void TIdReadThreadTCP::SendCommandStream() {
     TSendQueueItem item;
-    if (!FSendQueue.Pop(item)) return;
+    if (!PopQueued(item)) return;
     log("Thread Before Send");
     MemStream& s = *item.SendStream;
     s.setPosition(0);
@@ -154,7 +90,7 @@ void TIdReadThreadTCP::SendCommandStream() {
 }
 
 int TIdReadThreadTCP::OpenSocket(const std::function<void()>& onConnecting) {
-    if (cancelConnect_) throw std::runtime_error("Connect canceled.");
+    if (cancelConnect_) throw std::runtime_error(CConnectCanceled);
     addrinfo hints{};
     hints.ai_family = FIPVersion == ipverV6 ? AF_INET6 : AF_INET;
     hints.ai_socktype = SOCK_STREAM;
@@ -162,11 +98,11 @@ int TIdReadThreadTCP::OpenSocket(const std::function<void()>& onConnecting) {
     const std::string port = std::to_string(FPortNo);
     int gai = ::getaddrinfo(FHost.c_str(), port.c_str(), &hints, &res);
     if (gai != 0 || !res)
-        throw std::runtime_error(Fmt("Host not found: %s (%s)", FHost.c_str(), gai_strerror(gai)));
+        throw std::runtime_error(Fmt("Adresse %s nicht gefunden (%s)", FHost.c_str(), gai_strerror(gai)));
     std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> guard(res, ::freeaddrinfo);
 
     int fd = ::socket(res->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) throw std::runtime_error(std::strerror(errno));
+    if (fd < 0) throw std::runtime_error(SocketErrorText(errno));
     auto fail = [fd](const std::string& why) {
         ::close(fd);
         throw std::runtime_error(why);
@@ -181,7 +117,7 @@ int TIdReadThreadTCP::OpenSocket(const std::function<void()>& onConnecting) {
     ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &intvl, sizeof intvl);
 
     if (::connect(fd, res->ai_addr, res->ai_addrlen) == 0) return fd;
-    if (errno != EINPROGRESS) fail(std::strerror(errno));
+    if (errno != EINPROGRESS) fail(SocketErrorText(errno));
     // The wake-up descriptor beside the socket: CancelConnect ends the wait at once.
     pollfd p[2] = {{fd, POLLOUT, 0}, {WakeFd(), POLLIN, 0}};
     const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(ConnectTimeoutMs);
@@ -192,14 +128,14 @@ int TIdReadThreadTCP::OpenSocket(const std::function<void()>& onConnecting) {
         n = ::poll(p, 2, int(std::max<int64_t>(0, left.count())));
         if (n < 0 && errno == EINTR) continue;
         if (n > 0 && (p[1].revents & POLLIN)) DrainWake();
-        if (cancelConnect_) fail("Connect canceled.");
+        if (cancelConnect_) fail(CConnectCanceled);
         if (n <= 0 || (p[0].revents & (POLLOUT | POLLERR | POLLHUP))) break;
     }
-    if (n == 0) fail("Connect timed out.");
+    if (n == 0) fail(Fmt("keine Antwort innerhalb von %d s", (ConnectTimeoutMs + 999) / 1000));
     int err = 0;
     socklen_t len = sizeof err;
     ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &err, &len);
-    if (n < 0 || err != 0) fail(std::strerror(err ? err : errno));
+    if (n < 0 || err != 0) fail(SocketErrorText(err ? err : errno));
     return fd;
 }
 
@@ -223,13 +159,9 @@ void TIdReadThreadTCP::handOver(const uint8_t* frame, size_t size) {
 }
 
 void TIdReadThreadTCP::handOver(std::shared_ptr<MemStream> copy) {
-    const size_t size = copy->size();
     TTCPComUnit* client = FClient;
-    std::shared_ptr<std::atomic<size_t>> pending = pendingShared_;
-    *pending += size;
-    Postpone(client, [client, copy, pending, size] {
-        *pending -= size;
-        client->ReadData(*copy);
+    HandOver(client, std::move(copy), [client](MemStream& frame) {
+        client->ReadData(frame);
         client->WriteLog("EvalEnd");
     });
 }
@@ -259,8 +191,7 @@ void TIdReadThreadTCP::Clearbuffer() {
 
 void TIdReadThreadTCP::DoDisconnect(bool) {
     ClearQueue();
-    stop_ = true;
-    Wake();
+    RequestStop();
     log("Thread Disconnect");
 }
 

@@ -1,6 +1,7 @@
 #include "link/ReadThreadTCPSSH.h"
 
 #include "foundation/Format.h"
+#include "link/SocketText.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -28,7 +29,7 @@ TIdReadThreadTCPSSH::TIdReadThreadTCPSSH(TTCPComUnit* client)
 }
 
 TIdReadThreadTCPSSH::~TIdReadThreadTCPSSH() {
-    StopAndWait(5000);
+    JoinLoop();
     FSSHClient.reset();
     log("FSSHClient Free");
 }
@@ -48,12 +49,21 @@ void TIdReadThreadTCPSSH::DoConnect() {
         // Our own connect, so that a view that closes can cancel it; libssh takes the socket over.
         FSSHClient->SetSocket(OpenSocket(nullptr));
         ok = FSSHClient->Connect();
-        if (!ok && !FSSHClient->AuthFailed()) log("DoConnectExcept: " + FSSHClient->LastError());
+        if (ok) {
+            setConnectError("");
+        } else if (FSSHClient->AuthFailed()) {
+            setConnectError("Anmeldung abgelehnt");
+        } else {
+            setConnectError(cancelConnect_ ? std::string(CConnectCanceled)
+                                           : "SSH: " + FSSHClient->LastError());
+            log("DoConnectExcept: " + FSSHClient->LastError());
+        }
     } catch (const std::exception& e) {
+        setConnectError(e.what());
         log(std::string("DoConnectExcept: ") + e.what());
     }
     FIsconnected = ok;
-    if (ok) Start();
+    if (ok) StartLoop();
     if (FOnConnected) FOnConnected(ok);
 }
 
@@ -122,11 +132,9 @@ bool TIdReadThreadTCPSSH::WriteData(MemStream& Stream, bool IsLua) {
 void TIdReadThreadTCPSSH::DoDisconnect(bool Notify) {
     TIdReadThreadTCP::DoDisconnect(Notify);
     log("SSH DoDisconnect");
+    // A read under way stops at its next chunk, and the loop ends before the session goes.
     FCanceled = true;
-    // A read under way ends before the session goes.
-    for (int i = 0; i < 1000 && FIntransfer; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    StopAndWait(5000);
+    JoinLoop();
     FIsconnected = false;
     FreadStream.Clear(); // a half frame must not become the start of the next connection's first
     FSSHClient->Disconnect();

@@ -10,7 +10,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -32,7 +31,7 @@ std::string sysError(int err) {
 TIdReadThreadTCPTCP::TIdReadThreadTCPTCP(TTCPComUnit* client) : TIdReadThreadTCP(client) {}
 
 TIdReadThreadTCPTCP::~TIdReadThreadTCPTCP() {
-    StopAndWait(5000);
+    JoinLoop();
     closeSocket();
 }
 
@@ -52,12 +51,14 @@ void TIdReadThreadTCPTCP::DoConnect() {
         });
         fd_ = fd;
         disconnectReported_ = false;
+        setConnectError("");
         FIsconnected = true;
         log(Fmt("DoConnect: %s", BoolStr(true)));
         if (FOnStatus) FOnStatus(TcpStatus::Connected, FHost);
-        Start();
+        StartLoop();
     } catch (const std::exception& e) {
         FIsconnected = false;
+        setConnectError(e.what());
         log(std::string("DoConnectExcept: ") + e.what());
     }
 }
@@ -101,7 +102,7 @@ size_t TIdReadThreadTCPTCP::receiveAvailable() {
             continue;
         }
         if (n == 0) {
-            lostConnection("closed by the instrument");
+            lostConnection("vom Gerät geschlossen");
             break;
         }
         if (errno == EINTR) continue;
@@ -132,8 +133,7 @@ void TIdReadThreadTCPTCP::ThreadRun() {
     bool woken = false;
     if (MainThreadBusy()) {
         // Reading pauses: the socket stays readable, so wait on the wake-up alone, briefly.
-        pollfd p{WakeFd(), POLLIN, 0};
-        if (::poll(&p, 1, 5) > 0) DrainWake();
+        WaitWake(5);
         return;
     }
     if (waitReadable(0, &woken)) {
@@ -222,7 +222,7 @@ void TIdReadThreadTCPTCP::DoDisconnect(bool Notify) {
     bool wasConnected = fd_ >= 0;
     // The loop ends before the socket goes, so that no turn works on a closed descriptor. A half
     // frame is dropped: it must not become the start of the next connection's first frame.
-    StopAndWait(5000);
+    JoinLoop();
     closeSocket();
     FreadStream.Clear();
     FIsconnected = false;

@@ -21,7 +21,7 @@ TTCPComUnit::~TTCPComUnit() {
     SetTimerEnabled(false);
     if (FReadThread) {
         // Stopped first: the callback must not change under a thread that may be calling it.
-        FReadThread->StopAndWait(5000);
+        FReadThread->JoinLoop();
         FReadThread->Flog = nullptr;
     }
     FReadThread.reset();
@@ -40,6 +40,26 @@ void TTCPComUnit::CreateThread(bool IsSSH) {
     FReadThread->FOnException = [this](const std::string& msg) {
         Postpone(this, [this, msg] { ThreadException(msg); });
     };
+    wireWork();
+}
+
+void TTCPComUnit::wireWork() {
+    auto post = [this](TWorkStatus st) {
+        return [this, st](TWorkMode m, uint64_t n) {
+            Postpone(this, [this, st, m, n] { TransferWork(st, m, n); });
+        };
+    };
+    FReadThread->FBeginWork = post(WorkBegin);
+    FReadThread->FOnWork = post(WorkWorking);
+    FReadThread->FEndWork = post(WorkEnd);
+}
+
+std::string TTCPComUnit::ConnectError() const {
+    return FReadThread ? FReadThread->ConnectError() : std::string();
+}
+
+uint64_t TTCPComUnit::ReadArrived() const {
+    return FReadThread ? FReadThread->ReadArrived() : 0;
 }
 
 void TTCPComUnit::createSshThread() {
@@ -62,6 +82,7 @@ void TTCPComUnit::createSshThread() {
         action = askHostKey(q) ? chaSave : chaCancel;
     };
     FReadThread = std::move(t);
+    wireWork();
 }
 
 bool TTCPComUnit::askHostKey(const std::string& question) {
@@ -129,7 +150,8 @@ void TTCPComUnit::sshConnected(bool ok) {
     FInvalidAuth = ssh->FInvalidAuth;
     FAuthError = FInvalidAuth;
     if (!ok) {
-        if (FInvalidAuth)
+        // Under a session the refused login is told by it, with the attempt's end.
+        if (FInvalidAuth && !FOnLineLost)
             Postpone(this, [this] {
                 if (FStopWork) FStopWork();
                 Postpone(
@@ -155,6 +177,13 @@ void TTCPComUnit::sshConnected(bool ok) {
 void TTCPComUnit::SetIPAndPort(const std::string& IP, int Port, int BoundPort) {
     TComUnit::SetIPAndPort(IP, Port, BoundPort);
     if (FReadThread) FReadThread->SetConParams(IP, FPort, BoundPort);
+}
+
+void TTCPComUnit::ResetForConnect() {
+    TComUnit::ResetForConnect();
+    FWantedDisco = false;
+    FInvalidAuth = false;
+    FAuthError = false;
 }
 
 void TTCPComUnit::DoConnect() {
@@ -237,6 +266,11 @@ void TTCPComUnit::onDisconnected() {
     SetTimerEnabled(false);
     if (!FWantedDisco) {
         if (FReadThread) FReadThread->DoDisconnect(false);
+        if (FOnLineLost) {
+            // The session tells it, once, and keeps the reason.
+            LineLost(FInvalidAuth ? _SAuthFehlgeschlagen : _SVerbindungsabbruch);
+            return;
+        }
         Postpone(
             this,
             [this] {

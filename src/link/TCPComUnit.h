@@ -28,9 +28,13 @@ public:
     bool IsConnected() const override;
     void SetIPAndPort(const std::string& IP, int Port, int BoundPort) override;
     void DoConnect() override;
+    void ResetForConnect() override;
     // For a link that is going away: ends a connect under way at once, from any thread, and refuses
-    // later ones; they fail as "Connect canceled.".
-    void CancelConnect();
+    // later ones.
+    void CancelConnect() override;
+    std::string ConnectError() const override;
+    bool AuthFailed() const override { return FAuthError; }
+    uint64_t ReadArrived() const override;
     void DoDisconnect(bool Value) override;
 
     TIdReadThreadTCP* ReadThread() const { return FReadThread.get(); }
@@ -50,6 +54,8 @@ private:
     void afterConnected();
     void onDisconnected();
     void createSshThread();
+    // The thread's transfer events reach TransferWork on the main thread.
+    void wireWork();
     void sshConnected(bool ok);
     // Asks the user about a host key on the main thread; the calling thread waits for the answer.
     bool askHostKey(const std::string& question);

@@ -2,7 +2,7 @@
 // appended to an existing file, and nothing left behind (no local change, no spool) when the line
 // breaks in the middle.
 #include "link/FrameAssembler.h"
-#include "link/LinkSession.h"
+#include "link/DeviceSession.h"
 #include "link/RSComUnit.h"
 #include "link/ReadThreadTCP.h"
 #include "link/TCPComUnit.h"
@@ -37,26 +37,28 @@ std::string bigRecording() {
 struct Download {
     SimProcess& sim;
     std::string data;
-    std::unique_ptr<TLinkSession> session;
+    std::unique_ptr<TDeviceSession> session;
 
     // `beforeOpen` may hook into the link before its threads run.
     enum Line { Tcp, Ssh, Serial };
     Download(SimProcess& s, Line line, const std::function<void(TComUnit&)>& beforeOpen = {})
         : sim(s), data(s.tempDir() + "/data/") {
-        TLinkOptions o;
+        TConnectionRec o;
         o.Port = line == Ssh ? sim.sshPort() : sim.port();
-        o.Ssh = line == Ssh;
-        if (line == Serial) o.SerialDevice = sim.serial();
-        o.User = o.Password = "admin";
-        o.DataDir = data;
-        o.TmpDir = sim.tempDir() + "/";
-        o.IniDir = sim.tempDir() + "/ini/";
-        fs::create_directories(o.IniDir);
-        session = std::make_unique<TLinkSession>(o);
-        session->QuestionAnswer = mrYes;
+        o.Transport = line == Ssh ? TTransport::Ssh : TTransport::Tcp;
+        if (line == Serial) {
+            o.Transport = TTransport::Serial;
+            o.SerialDevice = sim.serial();
+        }
+        o.SshUser = o.SshPassword = "admin";
+        o.Folders.Data = data;
+        o.Folders.Tmp = sim.tempDir() + "/";
+        o.Folders.Ini = sim.tempDir() + "/ini/";
+        fs::create_directories(o.Folders.Ini);
+        session = std::make_unique<TDeviceSession>(o);
+        session->DefaultAnswer = mrYes;
         if (beforeOpen) beforeOpen(session->Link());
-        std::string error;
-        EXPECT_TRUE(session->Open(error)) << error;
+        EXPECT_TRUE(session->OpenAndWait(40000)) << session->LastError().Text;
     }
     std::string local() const { return session->Link().FRecDir + kLocalName; }
     // Reads the recording from `pos` on; true when the table callback came.
@@ -157,9 +159,7 @@ TEST(LargeDownload, OverASerialLineTheProgressOfTheFrameIsReported) {
     std::vector<uint64_t> working;
     uint64_t begun = 0;
     Download d(sim, Download::Serial, [&](TComUnit& l) {
-        auto* rs = dynamic_cast<TRSComUnit*>(&l);
-        ASSERT_NE(rs, nullptr);
-        rs->FOnWork = [&](TWorkStatus st, TWorkMode mode, uint64_t n) {
+        l.FOnTransferWork = [&](TWorkStatus st, TWorkMode mode, uint64_t n) {
             std::lock_guard<std::mutex> lk(m);
             if (mode != wmRead) return;
             if (st == WorkBegin) {

@@ -1,5 +1,5 @@
 // The link in-process against the simulator: scratchpad captures, XML versions, packed setups.
-#include "link/LinkSession.h"
+#include "link/DeviceSession.h"
 #include "link/XmlNames.h"
 #include "support/SimProcess.h"
 
@@ -19,34 +19,32 @@ namespace {
 struct Rig {
     SimProcess sim;
     std::string tmp, ini;
-    std::unique_ptr<TLinkSession> session;
+    std::unique_ptr<TDeviceSession> session;
     explicit Rig(bool checkXml = false, const std::vector<std::string>& simArgs = {}) : sim(simArgs) {
         tmp = sim.tempDir() + "/tmp/";
         ini = sim.tempDir() + "/ini/";
         fs::create_directories(tmp);
         fs::create_directories(ini);
-        TLinkOptions o;
+        TConnectionRec o;
         o.Port = sim.port();
-        o.TmpDir = tmp;
-        o.IniDir = ini;
+        o.Folders.Tmp = tmp;
+        o.Folders.Ini = ini;
         o.CheckXML = checkXml;
-        session = std::make_unique<TLinkSession>(o);
-        session->QuestionAnswer = mrYes;
+        session = std::make_unique<TDeviceSession>(o);
+        session->DefaultAnswer = mrYes;
     }
     bool open() {
-        std::string error;
-        bool ok = session->Open(error);
-        EXPECT_TRUE(ok) << error;
+        bool ok = session->OpenAndWait(30000);
+        EXPECT_TRUE(ok) << session->LastError().Text;
         return ok;
     }
     TComUnit& link() { return session->Link(); }
     bool lua(const std::string& line, std::string* out = nullptr) {
         bool done = false;
-        link().FTmpLUACallBack = [&](const std::string& s) {
-            if (out) *out = s;
+        link().Lua(line, [&](const TReply& r) {
+            if (out) *out = r.Text;
             done = true;
-        };
-        link().SendCommand("CCC_LUA_COMMAND", CmdLua, 1, 0, line, true);
+        });
         return session->WaitFor([&] { return done; }, 10000);
     }
 };
@@ -62,8 +60,7 @@ TEST(LinkE2E, CaptureFetchedFromTheScratchpadIsRemovedOnTheInstrument) {
     std::string fetched;
     rig.link().FCCCISratchpad = spPCAP;
     rig.link().FScratchpadFleLst = {"cap1.pcap"};
-    rig.link().FScratchPadCallBack = [&](const std::string& p) { fetched = p; };
-    rig.link().SendCommand("CCC_SCRATCH_PAD_RD", CmdScratchPad, 0, 1, "cap1.pcap", false);
+    rig.link().ScratchpadGet("cap1.pcap", [&](const TReply& r) { fetched = r.File; });
     ASSERT_TRUE(rig.session->WaitFor([&] { return !fetched.empty(); }, 10000));
     EXPECT_EQ(fetched, rig.tmp + "cap1.pcap");
     std::string data = readFile(fetched);
@@ -79,8 +76,10 @@ TEST(LinkE2E, NewerXmlFilesArriveOneAfterAnotherAndTheSessionStandsOnce) {
     rig.link().FObjPropsVer = 1;
     rig.link().FstrucVer = 1;
     rig.link().FLangVer = 1;
-    std::string error;
-    ASSERT_TRUE(rig.session->Open(error)) << error;
+    std::vector<std::string> told;
+    QObject::connect(rig.session.get(), &TDeviceSession::Message,
+                     [&](const QString& text, TMsgDlgType) { told.push_back(text.toStdString()); });
+    ASSERT_TRUE(rig.open());
     TWaitForConnDone counted = [&](TSender, bool) { ++connDone; };
     rig.link().FOnConnDone = counted;
     rig.session->WaitFor([] { return false; }, 300);
@@ -91,6 +90,6 @@ TEST(LinkE2E, NewerXmlFilesArriveOneAfterAnotherAndTheSessionStandsOnce) {
     EXPECT_EQ(rig.link().FLangVer, 7);
     EXPECT_EQ(rig.link().FstrucVer, 4);
     EXPECT_EQ(connDone, 0) << "no second notice after the last file";
-    ASSERT_FALSE(rig.session->Messages().empty());
-    EXPECT_NE(rig.session->Messages().front().find("neue Sprachdateien"), std::string::npos);
+    ASSERT_FALSE(told.empty());
+    EXPECT_NE(told.front().find("neue Sprachdateien"), std::string::npos);
 }

@@ -46,7 +46,15 @@ using ferro::test::AnyContains;
 inline TInstrument Entry(const std::string& name, const std::string& address, int port,
                          TTransport transport = TTransport::Tcp, const std::string& user = "",
                          const std::string& password = "", const std::string& device = "") {
-    return TInstrument{name, address, port, transport, ipverV4, user, password, device};
+    TInstrument e;
+    e.Name = name;
+    e.Address = address;
+    e.Port = port;
+    e.Transport = transport;
+    e.SshUser = user;
+    e.SshPassword = password;
+    e.SerialDevice = device;
+    return e;
 }
 
 inline std::unique_ptr<QSettings> SettingsIn(const QTemporaryDir& dir) {

@@ -6,6 +6,7 @@
 #include "support/Ports.h"
 
 #include <QLabel>
+#include <QPushButton>
 #include <QTabWidget>
 #include <QTcpServer>
 #include <QTimeZone>
@@ -63,7 +64,9 @@ struct ViewRig {
     }
     void open(const TInstrument& e) {
         QDir().mkpath(dir.filePath("ini"));
-        view->Open(e, FoldersIn(dir));
+        TInstrument rec = e;
+        rec.Folders = FoldersIn(dir);
+        view->Open(rec);
     }
     bool established() {
         return WaitFor([&] { return view->Established(); }, CConnectMs);
@@ -121,13 +124,17 @@ TEST(ConnectionViewSsh, HostKeyPasswordAndUserRights) {
     }
 }
 
-TEST(ConnectionViewSerial, AMissingDeviceKeepsTryingAndTheViewCanBeClosed) {
+TEST(ConnectionViewSerial, AMissingDeviceEndsTheAttemptWithItsReasonAndTheViewCanBeClosed) {
     ViewRig rig;
-    rig.open(Serial(rig.dir.filePath("no-such-tty")));
-    ASSERT_TRUE(WaitFor([&] { return rig.count("Thread not Connected") >= 3; }, 5000));
+    const QString device = rig.dir.filePath("no-such-tty");
+    rig.open(Serial(device));
     ASSERT_TRUE(WaitFor([&] { return rig.attempts > 0; }, 10000));
     EXPECT_FALSE(rig.attemptOk);
     EXPECT_FALSE(rig.view->Established());
+    EXPECT_EQ(rig.label("lblState"), "Keine Verbindung");
+    QMessageBox* box = WaitForBox("Die serielle Schnittstelle " + device + " ist nicht verfügbar");
+    ASSERT_NE(box, nullptr) << "one message, with the device and the system's reason";
+    CloseAllBoxes();
     const auto t0 = std::chrono::steady_clock::now();
     rig.view->close();
     rig.view.reset();
@@ -142,7 +149,7 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
     QPointer<TConnectionView> view = OpenInHost(w, Entry("ferrosim (TCP)", "127.0.0.1", sim.port()));
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(w.Tabs()->currentWidget(), view);
-    EXPECT_EQ(w.Tabs()->tabText(w.Tabs()->currentIndex()), "ferrosim (TCP)");
+    EXPECT_EQ(w.Tabs()->tabText(w.Tabs()->currentIndex()), "ferrosim (TCP) – Verbindung");
     std::vector<std::string> log;
     view->FOnLogCallBack = [&, host = view->FOnLogCallBack](TSender s, const std::string& l, bool memo) {
         log.push_back(l);
@@ -154,10 +161,10 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
     auto label = [&](const char* name) { return view->findChild<QLabel*>(name)->text(); };
     EXPECT_NE(link.FSN, 0u);
     EXPECT_EQ(label("lblSerial"), QString::number(link.FSN));
-    EXPECT_EQ(label("lblArticle"), QString::number(link.FArticle));
-    EXPECT_EQ(label("lblFirmware").toStdString(), link.FRev.VerAsStr());
+    EXPECT_EQ(label("lblArticle"), QString::number(link.Identity().Article));
+    EXPECT_EQ(label("lblFirmware").toStdString(), link.Identity().Rev.VerAsStr());
     EXPECT_NE(label("lblDevType"), "–");
-    EXPECT_TRUE(label("lblStation").contains(QString::fromStdString(link.FPlant)));
+    EXPECT_TRUE(label("lblStation").contains(QString::fromStdString(link.Identity().Plant)));
     EXPECT_EQ(label("lblState"), "Verbunden");
     EXPECT_TRUE(label("lblCon").startsWith(QString("127.0.0.1:%1").arg(sim.port())));
     EXPECT_TRUE(QDir(dir.filePath(QString("data/%1/Recorder").arg(link.FSN))).exists());
@@ -172,7 +179,7 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
         ASSERT_TRUE(local.isValid()) << text.toStdString();
         const qint64 utc =
             QDateTime(local.date(), local.time(), QTimeZone::utc()).toSecsSinceEpoch() - offset;
-        EXPECT_LE(std::llabs(utc - qint64(link.FConTime)), 5) << text.toStdString();
+        EXPECT_LE(std::llabs(utc - qint64(link.Identity().ConTime)), 5) << text.toStdString();
     }
     EXPECT_TRUE(SaveScreenshot(*view, "connection_view_tcp.png"));
     EXPECT_TRUE(SaveScreenshot(w, "marlinlite_connected.png"));
@@ -183,7 +190,7 @@ TEST(HostWithSimulator, ReachesConnEstOverTcpInATabShowsTheIdentityAndCloses) {
     EXPECT_TRUE(AnyContains(log, "CCC_SESSION_STP"));
 }
 
-TEST(HostWithSimulator, ReachesConnEstOverThePtyAndALostLineClosesTheTab) {
+TEST(HostWithSimulator, ReachesConnEstOverThePtyAndALostLineShowsTheLostStateAtOnce) {
     SimProcess sim({"--serial"});
     ASSERT_TRUE(sim.ok()) << sim.output();
     QTemporaryDir dir;
@@ -192,11 +199,18 @@ TEST(HostWithSimulator, ReachesConnEstOverThePtyAndALostLineClosesTheTab) {
     ASSERT_TRUE(WaitFor([&] { return view && view->Established(); }, CConnectMs));
     EXPECT_NE(view->findChild<QLabel*>("lblSerial")->text(), "–");
     sim.stop();
-    ASSERT_TRUE(WaitFor([&] { return view.isNull(); }, 10000));
-    EXPECT_EQ(w.Tabs()->count(), 1) << "only the start page is left";
-    // The message belongs to the window, so it outlives the view it closed.
+    // The view stays, shows the loss and offers to connect again; the host log names it.
+    ASSERT_TRUE(WaitFor([&] { return !view->Established(); }, 10000));
+    EXPECT_EQ(view->findChild<QLabel*>("lblState")->text(), "Verbindung verloren");
+    EXPECT_FALSE(view->findChild<QPushButton*>("btnIdentify")->isEnabled());
+    EXPECT_FALSE(view->findChild<QPushButton*>("btnReconnect")->isHidden());
+    EXPECT_TRUE(w.LogText().contains("verloren"));
     QMessageBox* box = WaitForBox(_SUSBGetrennt);
     ASSERT_NE(box, nullptr);
     EXPECT_EQ(box->parentWidget(), &w);
     CloseAllBoxes();
+    // Closing the tab of a lost line ends at once.
+    w.CloseViewAt(w.Tabs()->indexOf(view));
+    ASSERT_TRUE(WaitFor([&] { return view.isNull(); }, 3000));
+    EXPECT_EQ(w.Tabs()->count(), 1) << "only the start page is left";
 }

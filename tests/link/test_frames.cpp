@@ -1,7 +1,7 @@
 // Frame forms, flag word and command table: the bytes that go on the wire.
 #include "link/CccHead.h"
 #include "link/CommandTable.h"
-#include "link/TestComUnit.h"
+#include "support/TestComUnit.h"
 
 #include <gtest/gtest.h>
 

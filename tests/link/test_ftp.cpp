@@ -54,7 +54,7 @@ TEST(Ftp, RecordingFetchedByPathIsByteIdentical) {
     std::vector<std::string> got;
     std::vector<TWorkStatus> work;
     t.link.FRecToTable = [&](TSender, const std::string& f) { got.push_back(f); };
-    t.link.FFtpWork = [&](TWorkStatus s, TWorkMode, uint64_t) { work.push_back(s); };
+    t.link.FOnTransferWork = [&](TWorkStatus s, TWorkMode, uint64_t) { work.push_back(s); };
     t.link.SendCommand("CCC_READOUT_REC_RD", 5, 0, 1, "sync/4-0-1700000000.dat", 0u, false);
     t.tick();
     std::string path = "data/rec/sync/4-0-1700000000.dat";

@@ -59,7 +59,7 @@ TEST(Identity, ShortIdentityIsNotReadAndTheSessionGoesOn) {
     t.openSession();
     t.feed(Frame(2, 0, 1, std::vector<uint8_t>(100)));
     EXPECT_EQ(done, 0);
-    EXPECT_EQ(t.link.FPlant, "");
+    EXPECT_EQ(t.link.Identity().Plant, "");
     EXPECT_FALSE(t.link.FWaitForAnswer);
     t.feed(Refusal(2, 0, 1, 55, "busy")); // a refused identity is dropped silently as well
     EXPECT_EQ(t.link.FSN, 0u);
@@ -114,9 +114,9 @@ TEST(DataFolders, OnlyAFerroComparesXmlVersionsAfterTheFolders) {
 
 TEST(DeviceClock, StampExactlyAtTheStartOfSummerTimeCountsAsInside) {
     LinkFixture t;
-    t.link.FtmeSet.tz = time_tz_t::fromOffsetMinutes(60);
-    t.link.FtmeSet.ws = {3, 25, 2, 0};
-    t.link.FtmeSet.sw = {10, 25, 3, 0};
+    t.link.MutableIdentity().TimeSet.tz = time_tz_t::fromOffsetMinutes(60);
+    t.link.MutableIdentity().TimeSet.ws = {3, 25, 2, 0};
+    t.link.MutableIdentity().TimeSet.sw = {10, 25, 3, 0};
     // 2024: 2023-12-30 + 90 days (date-time 0 plus three months) + 25 days + 2 h = 2024-04-23 02:00 UTC.
     const uint32_t W = 1713837600;
     EXPECT_EQ(t.link.CorrectUTCtoLocal({W, 0}).sec, W + 7200);
@@ -129,9 +129,9 @@ TEST(DeviceClock, StampExactlyAtTheStartOfSummerTimeCountsAsInside) {
 
 TEST(DeviceClock, WeekdayRuleMovesBothChangesToTheWeekdayOfTheStartRule) {
     LinkFixture t;
-    t.link.FtmeSet.tz = time_tz_t::fromOffsetMinutes(0);
-    t.link.FtmeSet.ws = {3, 25, 2, 1};
-    t.link.FtmeSet.sw = {10, 25, 3, 5};
+    t.link.MutableIdentity().TimeSet.tz = time_tz_t::fromOffsetMinutes(0);
+    t.link.MutableIdentity().TimeSet.ws = {3, 25, 2, 1};
+    t.link.MutableIdentity().TimeSet.sw = {10, 25, 3, 5};
     // W = 2024-04-23 02:00 (a Tuesday); d = (trunc(W) - 1) mod 7 with trunc(W) = 45405: (45404 mod 7) = 2;
     // (1 + 7 - 2) mod 7 = 6 days on: 2024-04-29 02:00.
     const uint32_t moved = 1713837600 + 6 * 86400;

@@ -16,32 +16,53 @@ TEST(LuaFrames, LineBrokenAcrossTwoFramesIsLoggedOnceWhole) {
     LinkFixture t;
     std::string result;
     bool called = false;
-    t.link.FTmpLUACallBack = [&](const std::string& s) {
-        result = s;
-        called = true;
-    };
-    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "print(uti.stat())", true);
+    t.link.Lua("print(uti.stat())", [&](const TReply& r) {
+        result = r.Text;
+        called = r.Ok;
+    });
     t.feed(luaOut(1, "first line\nsecond "));
     t.feed(luaOut(1, "half\nthird"));
     t.feed(luaOut(3, ""));
     std::vector<std::string> expect = {"first line", "second half", "third"};
     EXPECT_EQ(t.memoLines, expect);
-    EXPECT_FALSE(called) << "the one-shot callback runs from the main-thread queue";
+    EXPECT_FALSE(called) << "the completion runs from the main-thread queue";
     t.processEvents();
     EXPECT_TRUE(called);
     EXPECT_EQ(result, "first line\nsecond half\nthird");
-    EXPECT_FALSE(t.link.FTmpLUACallBack) << "cleared as soon as it fired";
+    EXPECT_EQ(t.link.PendingReplies(), 0u) << "settled once, then forgotten";
     EXPECT_FALSE(t.link.FWaitForAnswer);
 }
 
-TEST(LuaFrames, NoOutputGivesTheCallbackAnEmptyString) {
+TEST(LuaFrames, EachLineGetsItsOwnOutputAndErrorsFailTheRequest) {
     LinkFixture t;
-    std::string result = "unset";
-    t.link.FTmpLUACallBack = [&](const std::string& s) { result = s; };
-    t.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "gpio.keyLeft()", true);
+    std::vector<TReply> replies;
+    t.link.Lua("gpio.keyLeft()", [&](const TReply& r) { replies.push_back(r); });
+    t.link.Lua("nope()", [&](const TReply& r) { replies.push_back(r); });
+    t.feed(luaOut(3, ""));
+    t.tick(); // the second line leaves once the first has ended
+    t.feed(luaOut(2, "attempt to call a nil value\n"));
     t.feed(luaOut(3, ""));
     t.processEvents();
-    EXPECT_EQ(result, "");
+    ASSERT_EQ(replies.size(), 2u);
+    EXPECT_TRUE(replies[0].Ok);
+    EXPECT_EQ(replies[0].Text, "");
+    EXPECT_FALSE(replies[1].Ok);
+    EXPECT_EQ(replies[1].Text, "attempt to call a nil value\n");
+}
+
+TEST(LuaFrames, RefusalAndLostLineEndTheRequestWithTheirReason) {
+    LinkFixture t;
+    std::vector<TReply> replies;
+    t.link.Lua("print(1)", [&](const TReply& r) { replies.push_back(r); });
+    t.feed(Refusal(6, 1, 0, 13, "no right"));
+    t.link.Lua("print(2)", [&](const TReply& r) { replies.push_back(r); });
+    t.link.LineLost("Verbindungsabbruch");
+    t.processEvents();
+    ASSERT_EQ(replies.size(), 2u);
+    EXPECT_EQ(replies[0].Code, 13u);
+    EXPECT_NE(replies[0].Text.find("no right"), std::string::npos);
+    EXPECT_FALSE(replies[1].Ok);
+    EXPECT_EQ(replies[1].Text, "Verbindungsabbruch");
 }
 
 TEST(LuaFrames, ErrorOutputClearsSuccessForTheFlashCallback) {
@@ -121,7 +142,7 @@ TEST(LuaFrames, LogFileRoadForOldDevices) {
 TEST(LuaFrames, SeveralMegabytesArriveWhole) {
     LinkFixture t;
     std::string result;
-    t.link.FTmpLUACallBack = [&](const std::string& s) { result = s; };
+    t.link.Lua("big()", [&](const TReply& r) { result = r.Text; });
     std::string line(99, 'x');
     line += '\n';
     std::string chunk;
@@ -138,7 +159,7 @@ TEST(LuaFrames, SeveralMegabytesArriveWhole) {
 TEST(LuaShell, GreetingChunkIsDroppedWhole) {
     LinkFixture t;
     std::string result = "unset";
-    t.link.FTmpLUACallBack = [&](const std::string& s) { result = s; };
+    t.link.Lua("print(7)", [&](const TReply& r) { result = r.Text; });
     t.link.LUACommandSSH("Welcome to FerroRecorder\r\n42\r\n");
     t.processEvents();
     EXPECT_EQ(result, "unset");
@@ -152,7 +173,7 @@ TEST(LuaShell, GreetingChunkIsDroppedWhole) {
 TEST(LuaShell, EscapeEndsTheCommand) {
     LinkFixture t;
     std::string result;
-    t.link.FTmpLUACallBack = [&](const std::string& s) { result = s; };
+    t.link.Lua("print(2) print(3)", [&](const TReply& r) { result = r.Text; });
     t.link.FWaitForAnswer = true;
     t.link.LUACommandSSH("2\n");
     EXPECT_TRUE(t.link.FWaitForAnswer);

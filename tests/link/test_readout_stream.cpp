@@ -141,7 +141,7 @@ TEST(Readout, DisplayImageAndFileText) {
 
 TEST(Stream, HandleThenPacedBlocks) {
     LinkFixture t;
-    t.link.FRev.Gen = 2;
+    t.link.MutableIdentity().Rev.Gen = 2;
     int updates = 0;
     t.link.FUpdateGrid = [&](TSender) { ++updates; };
     t.link.SendCommand("CCC_STREAM_START", 4, 0, 1, uint32_t(0x04FFFFFF));
@@ -236,7 +236,7 @@ TEST(Stream, OscilloscopeGapFollowsTheFirmwareGeneration) {
     const size_t gaps[] = {20, 40, 40, 0};
     for (uint8_t gen = 0; gen < 4; ++gen) {
         LinkFixture t;
-        t.link.FRev.Gen = gen;
+        t.link.MutableIdentity().Rev.Gen = gen;
         t.feed(handle(0x10));
         // Object offsets: id, stamp, then the gap, then the sample count and rate.
         std::vector<uint8_t> p(12 + gaps[gen] + 8, 0);

@@ -144,6 +144,24 @@ TEST(SetupRead, BrokenGzipLeavesTheLinkUsableAndSaysSo) {
     EXPECT_EQ(t.link.Sent.size(), 2u);
 }
 
+TEST(SetupWrite, RefusedSetupEndsTheRequestAtOnceWithTheInstrumentsText) {
+    SetupFixture t;
+    writeFile(t.tmp + "bad.xml", "<broken");
+    bool done = false;
+    TReply got;
+    t.link.WriteSetup(t.tmp + "bad.xml", [&](const TReply& r) {
+        got = r;
+        done = true;
+    });
+    t.tick();
+    t.feed(Refusal(3, 1, 3, 22, "XML parse error"));
+    t.processEvents();
+    ASSERT_TRUE(done);
+    EXPECT_FALSE(got.Ok);
+    EXPECT_EQ(got.Code, 22u);
+    EXPECT_NE(got.Text.find("XML parse error"), std::string::npos);
+}
+
 TEST(SetupWrite, GzippedFileGoesOutAndTheAcknowledgementEndsTheCloseRequest) {
     SetupFixture t;
     writeFile(t.tmp + "mine.xml", kSetup);
@@ -186,25 +204,49 @@ TEST(Scratchpad, CaptureIsSavedHandedOnAndRemovedFromTheInstrument) {
     std::string got;
     t.link.FCCCISratchpad = spPCAP;
     t.link.FScratchpadFleLst = {"capture_01.pcap"};
-    t.link.FScratchPadCallBack = [&](const std::string& p) { got = p; };
+    t.link.ScratchpadGet("capture_01.pcap", [&](const TReply& r) { got = r.File; });
     t.feed(reply(7, 1, {0xD4, 0xC3, 0xB2, 0xA1}));
+    t.processEvents();
+    t.tick();
     EXPECT_EQ(got, t.tmp + "capture_01.pcap");
     EXPECT_EQ(readFile(got), std::string("\xD4\xC3\xB2\xA1", 4));
-    EXPECT_FALSE(t.link.FScratchPadCallBack);
-    ASSERT_EQ(t.link.Sent.size(), 1u);
-    EXPECT_EQ(t.sentNames()[0], "CCC_SCRATCH_PAD_RM");
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&t.link.Sent[0].bytes[20])), "capture_01.pcap");
+    EXPECT_EQ(t.link.PendingReplies(), 0u);
+    ASSERT_EQ(t.link.Sent.size(), 2u);
+    EXPECT_EQ(t.sentNames()[1], "CCC_SCRATCH_PAD_RM");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&t.link.Sent[1].bytes[20])), "capture_01.pcap");
 }
 
-TEST(Scratchpad, StatusReportGoesToTheSerialsFile) {
+TEST(Scratchpad, StatusReportGoesToTheSerialsFileAndAPlainFileUnderItsOwnName) {
     SetupFixture t;
-    std::string got;
+    std::string status, plain;
     t.link.FCCCISratchpad = spStatus;
-    t.link.FScratchPadCallBack = [&](const std::string& p) { got = p; };
+    t.link.ScratchpadGet("stat.txt", [&](const TReply& r) { status = r.File; });
     std::string text = "cpu=12%";
     t.feed(reply(7, 1, std::vector<uint8_t>(text.begin(), text.end())));
-    EXPECT_EQ(got, t.tmp + "4711_status.txt");
     EXPECT_EQ(t.link.FCCCISratchpad, spNone);
+    // A name from the request never leaves the temporary folder.
+    t.link.ScratchpadGet("../../etc/notes.txt", [&](const TReply& r) { plain = r.File; });
+    t.feed(reply(7, 1, std::vector<uint8_t>(text.begin(), text.end())));
+    t.processEvents();
+    EXPECT_EQ(status, t.tmp + "4711_status.txt");
+    EXPECT_EQ(plain, t.tmp + "notes.txt");
+    EXPECT_EQ(readFile(plain), text);
+}
+
+TEST(Scratchpad, PutEndsWithTheAcknowledgementOrTheRefusal) {
+    SetupFixture t;
+    writeFile(t.tmp + "a.lua", "print(1)");
+    std::vector<TReply> replies;
+    t.link.ScratchpadPut(t.tmp + "a.lua", "a.lua", [&](const TReply& r) { replies.push_back(r); });
+    t.link.ScratchpadPut(t.tmp + "a.lua", "b.lua", [&](const TReply& r) { replies.push_back(r); });
+    t.tick();
+    t.feed(reply(7, 2, {}));
+    t.feed(Refusal(7, 0, 2, 22, "drive full"));
+    t.processEvents();
+    ASSERT_EQ(replies.size(), 2u);
+    EXPECT_TRUE(replies[0].Ok);
+    EXPECT_FALSE(replies[1].Ok);
+    EXPECT_EQ(replies[1].Code, 22u);
 }
 
 TEST(XmlVersions, ThreeNewerFilesArriveOneAfterAnotherAndConnDoneComesOnce) {

@@ -85,7 +85,7 @@ TEST(SshLink, SessionReachesTheFullIdentityAndOpensWithTheLongStart) {
     ASSERT_TRUE(c.link.IsConnected());
     ASSERT_TRUE(WaitFor([&] { return c.done; }));
     EXPECT_EQ(c.link.FSN, 777u);
-    EXPECT_EQ(c.link.FDevice, "PQ1");
+    EXPECT_EQ(c.link.Identity().Device, "PQ1");
     auto frames = rig.dev.received();
     ASSERT_GE(frames.size(), 2u);
     ASSERT_EQ(frames[0].size(), 160u);
@@ -104,11 +104,10 @@ TEST(SshLink, LuaGoesToTheShellAndTheAnswerComesBack) {
     ASSERT_TRUE(WaitFor([&] { return c.done; }));
     std::string result;
     bool got = false;
-    c.link.FTmpLUACallBack = [&](const std::string& s) {
-        result = s;
-        got = true;
-    };
-    c.link.SendCommand("CCC_LUA_COMMAND", 6, 1, 0, "print(1+1)", true);
+    c.link.Lua("print(1+1)", [&](const TReply& r) {
+        result = r.Text;
+        got = r.Ok;
+    });
     ASSERT_TRUE(WaitFor([&] { return got; }));
     EXPECT_EQ(result, "2\n");
     ASSERT_FALSE(rig.luaLines.empty());

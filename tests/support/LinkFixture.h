@@ -2,7 +2,7 @@
 // A test link on a manual clock with its log captured.
 
 #include "foundation/Clock.h"
-#include "link/TestComUnit.h"
+#include "support/TestComUnit.h"
 #include "support/Lines.h"
 #include "support/Replies.h"
 

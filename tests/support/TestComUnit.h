@@ -24,6 +24,8 @@ public:
     void Feed(const uint8_t* data, size_t len);
     void Feed(const MemStream& frame) { Feed(frame.data(), frame.size()); }
     void SetConnected(bool on) { connected_ = on; }
+    // What a full identity would have told, without feeding one.
+    TIdentity& MutableIdentity() { return FIdentity; }
 
     std::vector<SentFrame> Sent;
     int ClearBufferRequests = 0;

@@ -1,4 +1,4 @@
-#include "link/TestComUnit.h"
+#include "support/TestComUnit.h"
 
 namespace ferro {
 

@@ -1,6 +1,13 @@
-#include "Instrument.h"
+#include "link/ConnectionRec.h"
+
+#include "foundation/Format.h"
 
 namespace ferro {
+
+std::string TConnectionRec::Where() const {
+    if (IsSerial()) return SerialDevice;
+    return Fmt("%s:%d", Address.c_str(), Port);
+}
 
 const char* TransportText(TTransport t) {
     switch (t) {
