@@ -29,19 +29,22 @@ std::string port(const SimProcess& sim) {
 
 } // namespace
 
-TEST(CtlReadout, ListsRecordingsWithSizeAndTimes) {
+TEST(CtlReadout, ListsRecordingsAndEventsWithSizeStartAndEnd) {
     SimProcess sim;
     CtlResult r = RunCtl({"--port", port(sim), "ls", "rec"});
     ASSERT_EQ(r.code, 0) << r.err;
-    bool found = false;
-    for (const auto& l : lines(r.out)) {
-        if (l.rfind(kRec, 0) != 0) continue;
-        found = true;
-        std::string size = std::to_string(fs::file_size(sim.root() + "/flashdrive0/data/rec/" + kRec));
-        EXPECT_NE(l.find("\t" + size + "\t"), std::string::npos) << l;
-        EXPECT_NE(l.find("2025-11-22T00:00:00Z"), std::string::npos) << "start from the name: " << l;
-    }
-    EXPECT_TRUE(found) << r.out;
+    std::string size = std::to_string(fs::file_size(sim.root() + "/flashdrive0/data/rec/" + kRec));
+    // Name, size, start from the name, end at the last of its 40 ten-minute records.
+    const std::string rec = std::string(kRec) + "\t" + size + "\t2025-11-22T00:00:00Z\t2025-11-22T06:30:00Z";
+    EXPECT_NE(("\n" + r.out).find("\n" + rec + "\n"), std::string::npos) << r.out;
+
+    r = RunCtl({"--port", port(sim), "ls", "evt"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    // The start keeps the name's fraction; the 0.12 s dip ends in the next second.
+    const std::string evt = std::string(kEvt) + "\t61\t2025-11-22T00:50:00.250Z\t2025-11-22T00:50:01Z";
+    EXPECT_NE(("\n" + r.out).find("\n" + evt + "\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Swell-1763773600-0.evt\t55\t2025-11-22T01:06:40Z\t"), std::string::npos)
+        << "a whole second stays without fraction: " << r.out;
 }
 
 TEST(CtlReadout, GetWritesTheRecordingUnderTheSerialAndResumesAPartialFile) {
