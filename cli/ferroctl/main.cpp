@@ -13,9 +13,13 @@ int main(int argc, char** argv) {
     ferroctl::CliOptions opt;
     std::string error;
     if (!ferroctl::ParseCli(argc, argv, opt, error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
+        std::fprintf(stderr, "%s\n\n", error.c_str());
         ferroctl::PrintUsage();
         return 2;
+    }
+    if (opt.help) {
+        ferroctl::PrintUsage(stdout);
+        return 0;
     }
     const std::map<std::string, int (*)(const ferroctl::CliOptions&)> commands = {
         {"identify", ferroctl::RunIdentify},
@@ -29,7 +33,7 @@ int main(int argc, char** argv) {
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {
-        std::fprintf(stderr, "Unbekanntes Kommando: %s\n", opt.command.c_str());
+        std::fprintf(stderr, "Unbekanntes Kommando: %s\n\n", opt.command.c_str());
         ferroctl::PrintUsage();
         return 2;
     }

@@ -11,7 +11,23 @@
 using namespace ferro::test;
 namespace fs = std::filesystem;
 
-namespace {} // namespace
+
+TEST(CtlUsage, HelpPrintsTheGermanUsageWithTheStreamDefaultsAndSucceeds) {
+    CtlResult longForm = RunCtl({"--help"});
+    EXPECT_EQ(longForm.code, 0) << longForm.err;
+    EXPECT_EQ(longForm.out.rfind("Aufruf: ferroctl", 0), 0u) << longForm.out;
+    EXPECT_NE(longForm.out.find("Vorgabe 10"), std::string::npos) << "stream's default count";
+    EXPECT_TRUE(longForm.err.empty()) << longForm.err;
+    CtlResult shortForm = RunCtl({"ls", "-h"});
+    EXPECT_EQ(shortForm.code, 0);
+    EXPECT_EQ(shortForm.out, longForm.out);
+    // A mistake still fails, with the reason and the usage on stderr.
+    CtlResult wrong = RunCtl({"--bogus"});
+    EXPECT_EQ(wrong.code, 2);
+    EXPECT_EQ(wrong.err.rfind("Unbekannte Option: --bogus\n", 0), 0u) << wrong.err;
+    EXPECT_NE(wrong.err.find("Aufruf: ferroctl"), std::string::npos);
+    EXPECT_NE(RunCtl({"--timeout", "bald", "identify"}).err.find("Ungültiges Zeitlimit: bald"), std::string::npos);
+}
 
 TEST(CtlLua, PrintsTheOutputOfALine) {
     SimProcess sim;
