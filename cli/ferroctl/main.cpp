@@ -3,6 +3,8 @@
 #include "Commands.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QTemporaryDir>
 
 #include <cstdio>
 #include <map>
@@ -37,5 +39,9 @@ int main(int argc, char** argv) {
         ferroctl::PrintUsage();
         return 2;
     }
+    // The setup files, archives and unpacked folders of this run go into a folder of its own that
+    // goes with the run: nothing is left in the temp folder, and two runs never share a file.
+    QTemporaryDir scratch(QDir::tempPath() + "/ferroctl-XXXXXX");
+    if (scratch.isValid()) opt.link.TmpDir = scratch.path().toStdString() + "/";
     return it->second(opt);
 }

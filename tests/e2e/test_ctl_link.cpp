@@ -3,6 +3,8 @@
 
 #include "support/Files.h"
 
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -11,6 +13,18 @@
 using namespace ferro::test;
 namespace fs = std::filesystem;
 
+namespace {
+
+// Points the temp folder of the ferroctl runs started meanwhile at a fresh, empty folder.
+struct OwnTempFolder {
+    QTemporaryDir dir;
+    QByteArray before = qgetenv("TMPDIR");
+    OwnTempFolder() { qputenv("TMPDIR", dir.path().toUtf8()); }
+    ~OwnTempFolder() { before.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", before); }
+    std::string path() const { return dir.path().toStdString(); }
+};
+
+} // namespace
 
 TEST(CtlUsage, HelpPrintsTheGermanUsageWithTheStreamDefaultsAndSucceeds) {
     CtlResult longForm = RunCtl({"--help"});
@@ -43,11 +57,13 @@ TEST(CtlLua, AnErrorFailsTheCommand) {
     EXPECT_NE(r.out.find("nosuchfunction"), std::string::npos) << r.out;
 }
 
-TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesIt) {
+TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesItLeavingNoTemporaryFiles) {
     SimProcess sim;
+    OwnTempFolder tmp;
     std::string file = sim.tempDir() + "/setup.xml";
     CtlResult r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", file});
     ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(fs::is_empty(tmp.path())) << "the fetched archive and what was unpacked from it are gone";
     std::string xml = readFile(file);
     EXPECT_EQ(xml, readFile(sim.root() + "/flashdrive0/data/setup/setup.xml"));
     ASSERT_NE(xml.find("pqAppl"), std::string::npos);
@@ -61,6 +77,7 @@ TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesIt) {
     r = RunCtl({"--port", std::to_string(sim.port()), "setup-put", mine});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_NE(r.out.find("bestätigt"), std::string::npos);
+    EXPECT_TRUE(fs::is_empty(tmp.path())) << "the copy that was packed and sent is gone";
 
     std::string again = sim.tempDir() + "/again.xml";
     r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", again});
