@@ -1,11 +1,18 @@
-// Downloading one large recording from ferrosim: over frames and over FTP, next to raw loopback TCP
-// throughput measured in the same run by a plain sender and receiver. MB/s and ratios to raw.
+// Downloading one large recording from ferrosim: over frames and over FTP, each next to its
+// baseline measured in the same run. Frames are held against raw loopback TCP written into a file
+// (a plain sender and a receiver that stores: the ceiling of any download that keeps its data),
+// our FTP client against curl fetching the same file from the same server. Runs of a road and its
+// baseline take turns, and the figure is the median of the pairs' ratios, so a drift of the machine
+// meets both sides of a pair. Goals: 0.9 of the baseline each.
+#include "BenchResult.h"
 #include "link/FtpClient.h"
 #include "link/DeviceSession.h"
 #include "support/FtpServer.h"
 #include "support/SimProcess.h"
 
 #include <QCoreApplication>
+#include <QProcess>
+#include <QStandardPaths>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -156,9 +163,19 @@ double simToPlainReceiverSeconds(int port, const std::string& name, size_t bytes
     return secs;
 }
 
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
+// curl fetching the same file from the same server: its own measure of the transfer (connect,
+// login, transfer), so that starting the program does not count against it. Negative on failure.
+double curlSeconds(const QString& curl, int port, const std::string& remote, const std::string& local) {
+    QProcess p;
+    p.start(curl, {"-s", "-S", "--fail", "-o", QString::fromStdString(local), "-w", "%{time_total}",
+                   QString("ftp://127.0.0.1:%1/%2").arg(port).arg(QString::fromStdString(remote))});
+    if (!p.waitForFinished(600000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
+        std::fprintf(stderr, "curl: %s\n", p.readAllStandardError().trimmed().constData());
+        return -1;
+    }
+    bool ok = false;
+    const double secs = QString::fromUtf8(p.readAllStandardOutput()).trimmed().toDouble(&ok);
+    return ok ? secs : -1;
 }
 
 } // namespace
@@ -167,7 +184,7 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     const size_t mib = argc > 1 ? size_t(std::atoi(argv[1])) : 256;
     const size_t bytes = mib << 20;
-    const int runs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
+    const int runs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 9;
     // A third argument picks one road ("raw", "plain", "frames", "ftp") for profiling.
     const std::string only = argc > 3 ? argv[3] : "";
     auto wanted = [&](const char* road) { return only.empty() || only == road; };
@@ -195,13 +212,12 @@ int main(int argc, char** argv) {
         ::close(fd);
     }
 
-    std::vector<double> raw, rawFile, kernelFile, frames, ftp;
+    std::vector<double> raw, rawFile, kernelFile, frames, ftp, curl;
+    const std::string rawOut = work.path().toStdString() + "/raw.bin";
     for (int i = 0; i < runs && wanted("raw"); ++i)
         raw.push_back(rawTcpSeconds(bytes));
     for (int i = 0; i < runs && wanted("raw"); ++i)
-        rawFile.push_back(rawTcpSeconds(bytes, work.path().toStdString() + "/raw.bin"));
-    for (int i = 0; i < runs && wanted("raw"); ++i)
-        kernelFile.push_back(rawTcpSeconds(bytes, work.path().toStdString() + "/raw.bin", onInstrument));
+        kernelFile.push_back(rawTcpSeconds(bytes, rawOut, onInstrument));
 
     SimProcess sim({}, root);
     if (!sim.ok()) {
@@ -213,7 +229,10 @@ int main(int argc, char** argv) {
     for (int i = 0; i < runs && wanted("plain"); ++i)
         plain.push_back(
             simToPlainReceiverSeconds(sim.port(), name, bytes, work.path().toStdString() + "/plain.bin"));
-    for (int i = 0; i < runs && wanted("frames"); ++i) {
+    bool framesWhole = true;
+    for (int i = 0; i < runs && (wanted("frames") || wanted("raw")); ++i) {
+        if (wanted("raw")) rawFile.push_back(rawTcpSeconds(bytes, rawOut));
+        if (!wanted("frames")) continue;
         TConnectionRec o;
         o.Port = sim.port();
         o.Folders.Data = data;
@@ -231,32 +250,51 @@ int main(int argc, char** argv) {
         l.ManualTimer(nullptr);
         session.WaitFor([&] { return done; }, 600000);
         frames.push_back(seconds(t0));
-        if (fs::file_size(l.FRecDir + "10T-0-1700000000.rec") != bytes)
+        std::error_code ec;
+        if (fs::file_size(l.FRecDir + "10T-0-1700000000.rec", ec) != bytes) {
             std::fprintf(stderr, "short frame download\n");
+            framesWhole = false;
+        }
         fs::remove(l.FRecDir + "10T-0-1700000000.rec");
         session.CloseAndWait();
     }
 
     FtpServer server(root);
+    const QString curlBin = QStandardPaths::findExecutable("curl");
+    const std::string remote = "flashdrive0/data/rec/" + name;
+    bool ftpWhole = true, curlWhole = true;
+    if (!server.ready() && wanted("ftp")) std::fprintf(stderr, "the FTP server did not start\n");
+    if (curlBin.isEmpty() && wanted("ftp")) std::fprintf(stderr, "curl is not installed: no FTP baseline\n");
     if (server.ready() && wanted("ftp")) {
         for (int i = 0; i < runs; ++i) {
-            TFtpClient c;
-            c.Port = server.port();
             std::string local = work.path().toStdString() + "/ftp.rec";
             fs::remove(local);
+            TFtpClient c;
+            c.Port = server.port();
             auto t0 = Clock::now();
-            bool ok = c.Get("/flashdrive0/data/rec/" + name, local, true, false);
+            bool ok = c.Get("/" + remote, local, true, false);
             ftp.push_back(seconds(t0));
-            if (!ok) std::fprintf(stderr, "FTP download failed: %s\n", c.LastError().c_str());
+            if (!ok) {
+                std::fprintf(stderr, "FTP download failed: %s\n", c.LastError().c_str());
+                ftpWhole = false;
+            }
+            fs::remove(local);
+            if (curlBin.isEmpty()) continue;
+            const double secs = curlSeconds(curlBin, server.port(), remote, local);
+            std::error_code ec;
+            if (secs > 0 && fs::file_size(local, ec) == bytes)
+                curl.push_back(secs);
+            else
+                curlWhole = false;
             fs::remove(local);
         }
     }
 
     auto mbs = [&](const std::vector<double>& s) {
-        return s.empty() ? 0.0 : double(bytes) / (1 << 20) / median(s);
+        return s.empty() ? 0.0 : double(bytes) / (1 << 20) / bench::Median(s);
     };
-    const double r = mbs(raw);
     std::printf("download of a %zu MiB recording from ferrosim on loopback, median of %d runs\n", mib, runs);
+    std::printf("(the RESULT lines take the median of the ratios of the runs that took turns)\n");
     auto line = [&](const char* road, const std::vector<double>& s) {
         if (s.empty()) return;
         if (std::getenv("BENCH_SPREAD")) {
@@ -265,16 +303,26 @@ int main(int argc, char** argv) {
             std::printf("  %s: best %.1f worst %.1f MB/s\n", road, double(bytes) / (1 << 20) / v.front(),
                         double(bytes) / (1 << 20) / v.back());
         }
-        if (r > 0 && &s != &raw)
-            std::printf("%-24s %8.1f MB/s   ratio to raw %.2f\n", road, mbs(s), mbs(s) / r);
-        else
-            std::printf("%-24s %8.1f MB/s\n", road, mbs(s));
+        std::printf("%-26s %8.1f MB/s\n", road, mbs(s));
     };
     line("raw loopback TCP", raw);
     line("raw TCP into a file", rawFile);
     line("sendfile+splice to file", kernelFile);
     line("ferrosim to plain recv", plain);
     line("CCCI frames", frames);
-    line("FTP (pyftpdlib)", ftp);
+    line("FTP, our client", ftp);
+    line("FTP, curl", curl);
+    // Speed of a road against the baseline run next to it: the baseline's time over the road's.
+    auto pairedRatio = [](const std::vector<double>& road, const std::vector<double>& base) {
+        std::vector<double> r;
+        for (size_t i = 0; i < road.size() && i < base.size(); ++i)
+            r.push_back(base[i] / road[i]);
+        return bench::Median(r);
+    };
+    if (!frames.empty() && !rawFile.empty())
+        bench::Result("download_frames_vs_raw_file", pairedRatio(frames, rawFile), "ratio", ">=", 0.9, framesWhole);
+    if (!ftp.empty())
+        bench::Result("download_ftp_vs_curl", pairedRatio(ftp, curl), "ratio", ">=", 0.9,
+                      ftpWhole && curlWhole && !curl.empty());
     return 0;
 }

@@ -1,5 +1,7 @@
 // Round trip of a plain command (request to handled reply) over the TCP and the SSH link, next to a
-// raw socket ping-pong of the same 20/32 bytes measured in the same run. Loopback only.
+// raw socket ping-pong of the same 20/32 bytes measured in the same run. Loopback only. Goal: the
+// median round trip over either link is at most twice the raw one plus 0.1 ms.
+#include "BenchResult.h"
 #include "SshServer.h"
 #include "link/TCPComUnit.h"
 #include "support/FakeInstrument.h"
@@ -132,5 +134,8 @@ int main(int argc, char** argv) {
     std::printf("%-28s median %8.1f us  p99 %8.1f us\n", "raw socket ping-pong", raw.median, raw.p99);
     report("TCP link (CCC_IDENTIFY_BASIC)", tcpStats, raw);
     report("SSH link (CCC_IDENTIFY_BASIC)", sshStats, raw);
+    const double limit = 2 * raw.median + 100;
+    bench::Result("roundtrip_tcp_median", tcpStats.median, "us", "<=", limit);
+    bench::Result("roundtrip_ssh_median", sshStats.median, "us", "<=", limit);
     return 0;
 }

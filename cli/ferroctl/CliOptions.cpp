@@ -23,31 +23,43 @@ std::string withSeparator(std::string dir) {
 }
 } // namespace
 
-void PrintUsage() {
-    std::fprintf(
-        stderr, "usage: ferroctl [options] COMMAND [ARGS]\n"
-                "options:\n"
-                "  --host H          instrument address (default 127.0.0.1)\n"
-                "  --port P          CCCI port (default 5040)\n"
-                "  --ipv6            connect over IPv6\n"
-                "  --ssh             connect through SSH (with --user and --password)\n"
-                "  --serial DEV      the instrument hangs on this serial line (/dev/ttyUSB0, /dev/pts/N)\n"
-                "  --user U, --password W\n"
-                "  --ini-dir DIR     folder of the host-key store and language files\n"
-                "  --data-dir DIR    data folder (recordings land in <serial>/Recorder/)\n"
-                "  --timeout MS      connect time-out\n"
-                "  --yes             accept questions (a new host key, new language files)\n"
-                "  -v                log every step to stderr\n"
-                "  --ftp, --ftp-port N  files by FTP (instrument's port 21 by default)\n"
-                "commands:\n"
-                "  identify                      the instrument's identity as JSON\n"
-                "  lua LINE                      run a Lua line on the instrument, print its output\n"
-                "  setup-get FILE                write the instrument's setup XML to FILE\n"
-                "  setup-put FILE                send a setup and wait for the acknowledgement\n"
-                "  ls rec|evt                    list recordings or events: name, size, start, end\n"
-                "  get rec|evt NAME              download into --data-dir/<serial>/Recorder|Event, resuming\n"
-                "  stream CLASS --count N --csv  decoded live blocks, one CSV line per block\n"
-                "  commands                      the protocol's command table\n");
+void PrintUsage(std::FILE* to) {
+    std::fputs("Aufruf: ferroctl [Optionen] KOMMANDO [ARGUMENTE]\n"
+               "\n"
+               "Optionen (auch hinter dem Kommando):\n"
+               "  --host H              Adresse des Geräts (Vorgabe 127.0.0.1)\n"
+               "  --port P              CCCI-Port (Vorgabe 5040)\n"
+               "  --ipv6                über IPv6 verbinden\n"
+               "  --ssh                 über SSH verbinden (mit --user und --password)\n"
+               "  --serial GERÄT        das Gerät hängt an dieser seriellen Leitung\n"
+               "                        (/dev/ttyUSB0, /dev/pts/N)\n"
+               "  --user U              Benutzername\n"
+               "  --password W          Passwort\n"
+               "  --ini-dir ORDNER      Ordner des Host-Key-Speichers und der Sprachdateien\n"
+               "  --data-dir ORDNER     Datenordner (Aufzeichnungen landen in <Seriennummer>/Recorder/)\n"
+               "  --timeout MS          Zeitlimit des Verbindungsaufbaus in Millisekunden\n"
+               "  --yes                 Rückfragen bejahen (neuer Host-Key, neue Sprachdateien)\n"
+               "  --ftp                 Dateien per FTP holen\n"
+               "  --ftp-port N          FTP-Port des Geräts (Vorgabe 21)\n"
+               "  -v                    jeden Schritt auf stderr protokollieren\n"
+               "  -h, --help            diese Hilfe zeigen\n"
+               "\n"
+               "Kommandos:\n"
+               "  identify              Kennung des Geräts als JSON\n"
+               "  lua ZEILE             eine Zeile Lua auf dem Gerät ausführen und ihre Ausgabe zeigen\n"
+               "  setup-get DATEI       das Setup-XML des Geräts in DATEI schreiben\n"
+               "  setup-put DATEI       ein Setup senden und auf die Bestätigung warten\n"
+               "  ls rec|evt            Aufzeichnungen oder Ereignisse auflisten:\n"
+               "                        Name, Größe in Bytes, Beginn, Ende (UTC)\n"
+               "  get rec|evt NAME      nach --data-dir/<Seriennummer>/Recorder bzw. Event laden;\n"
+               "                        eine angefangene Datei wird fortgesetzt\n"
+               "  stream KLASSE [--count N] [--csv]\n"
+               "                        Live-Blöcke einer Datenklasse als CSV, eine Zeile je Block;\n"
+               "                        KLASSE: 10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc\n"
+               "                        (oder ihre Nummer 0 bis 8); N Blöcke, Vorgabe 10,\n"
+               "                        bei 0 nur die Kopfzeile\n"
+               "  commands              die Kommandotabelle des Protokolls\n",
+               to);
 }
 
 bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
@@ -66,6 +78,10 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
             dst = argv[++i];
             return true;
         };
+        if (a == "-h" || a == "--help") {
+            out.help = true;
+            continue;
+        }
         // Options may also follow the command; what is not an option is an argument.
         if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || a == "--count" || a == "--csv")) {
             out.args.push_back(a);
@@ -98,7 +114,13 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
             out.link.Folders.Data = withSeparator(v);
         } else if (a == "--timeout") {
             if (!value(v)) return false;
-            out.link.ConnectTimeoutMs = std::atoi(v.c_str());
+            char* end = nullptr;
+            const long ms = std::strtol(v.c_str(), &end, 10);
+            if (v.empty() || *end || ms < 1 || ms > 3600000) {
+                error = "Ungültiges Zeitlimit: " + v + " (Millisekunden, 1 bis 3600000)";
+                return false;
+            }
+            out.link.ConnectTimeoutMs = int(ms);
         } else if (a == "--yes") {
             out.yes = true;
         } else if (a == "--ftp") {
@@ -119,6 +141,7 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
             out.command = a;
         }
     }
+    if (out.help) return true;
     if (out.command.empty()) {
         error = "Kein Kommando angegeben.";
         return false;

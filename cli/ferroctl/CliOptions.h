@@ -3,6 +3,7 @@
 
 #include "link/ConnectionRec.h"
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -13,12 +14,14 @@ struct CliOptions {
     bool verbose = false;
     bool yes = false;
     bool ftp = false;
+    bool help = false; // -h or --help: print the usage and do nothing else
     std::string command;
     std::vector<std::string> args;
 };
 
 // Parses argv; on a mistake returns false with `error` set.
 bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error);
-void PrintUsage();
+// The German usage text; to stdout when asked for, to stderr after a mistake.
+void PrintUsage(std::FILE* to = stderr);
 
 } // namespace ferroctl

@@ -79,9 +79,19 @@ int RunList(const CliOptions& opt) {
         std::fprintf(stderr, "Die Liste ist nicht angekommen.\n");
         return 1;
     }
+    // Event names carry nanoseconds: the start keeps them (trailing zeros dropped, milliseconds at
+    // least), so two events in the same second stay apart.
+    auto startText = [](const ferro::TListingEntry& e) {
+        std::string t = timeText(e.Start);
+        if (e.Start == 0 || e.StartNs == 0) return t;
+        std::string frac = ferro::Fmt("%09u", e.StartNs);
+        while (frac.size() > 3 && frac.back() == '0')
+            frac.pop_back();
+        return t.insert(t.size() - 1, "." + frac);
+    };
     for (const auto& e : list)
         std::printf("%s\t%llu\t%s\t%s\n", e.Name.c_str(), static_cast<unsigned long long>(e.Size),
-                    timeText(e.Start).c_str(), timeText(e.End).c_str());
+                    startText(e).c_str(), timeText(e.End).c_str());
     session->CloseAndWait();
     return 0;
 }

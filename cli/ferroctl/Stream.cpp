@@ -5,6 +5,7 @@
 #include "foundation/records/FerroTypes.h"
 #include "foundation/records/FieldTable.h"
 #include "foundation/records/RecordCodec.h"
+#include "foundation/records/Units.h"
 
 #include <QDateTime>
 
@@ -31,6 +32,16 @@ bool dataObjFromArg(const std::string& arg, ferro::TDataObj& out) {
     return false;
 }
 
+// The class words `stream` takes, for the messages: the data class labels and "osc".
+std::string dataObjChoices() {
+    std::string out;
+    for (int i = 0; i < ferro::CDataObjCount - 1; ++i) {
+        std::string label = ferro::DataObjLabel(ferro::TDataObj(i));
+        if (!label.empty()) out += label + ", ";
+    }
+    return out + ferro::Fmt("osc (oder die Nummer 0 bis %d)", ferro::CDataObjCount - 2);
+}
+
 std::string csvEscape(const std::string& s) {
     if (s.find_first_of(",\"") == std::string::npos) return s;
     std::string q = "\"";
@@ -44,14 +55,43 @@ bool isHeader(const ferro::TMemberDef& m) {
     return m.Type->TypeName.rfind("hdr", 0) == 0;
 }
 
+// The caption of element `i` of a field, with its unit in brackets: "U1E [V]", "H U1E[5] [%]".
+// A polar pair is magnitude and angle; a stamp is printed as Unix seconds.
+std::string columnName(const ferro::TFieldDef& f, uint32_t i) {
+    std::string name = f.Name, unit = f.Unit;
+    if (f.StrucTyp == ferro::stPolarkoordinaten && f.Count == 2) {
+        const std::string suffix = " polar";
+        if (name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
+            name.erase(name.size() - suffix.size());
+        name += i == 0 ? " Betrag" : " Winkel";
+        if (i == 1) unit = ferro::CGrad;
+    } else if (f.Count > 1) {
+        name += ferro::Fmt("[%u]", i);
+        // Voltage harmonics are in % of the fundamental, which order 1 carries itself, in V.
+        if (f.StrucTyp == ferro::stHarmonische && unit == ferro::CPercent && i == 1) unit = ferro::CVolt;
+    }
+    if (f.Kind == ferro::fkStamp) unit = "Unix-s";
+    return unit.empty() ? name : name + " [" + unit + "]";
+}
+
 void printHeader(const ferro::TRecordDef& def) {
     std::string line = "time";
     for (const auto& m : def.Members)
         if (!isHeader(m))
             for (const auto& f : m.Type->Fields)
                 for (uint32_t i = 0; i < f.Count; ++i)
-                    line += "," + csvEscape(f.Count > 1 ? ferro::Fmt("%s[%u]", f.Name.c_str(), i) : f.Name);
+                    line += "," + csvEscape(columnName(f, i));
     std::printf("%s\n", line.c_str());
+    std::fflush(stdout);
+}
+
+// A count of blocks: digits only, 0 and up.
+bool countFromArg(const std::string& s, int& out) {
+    char* end = nullptr;
+    const long v = std::strtol(s.c_str(), &end, 10);
+    if (s.empty() || *end || v < 0 || v > 1000000) return false;
+    out = int(v);
+    return true;
 }
 
 void printValues(const ferro::TRecordValues& v, const ferro::tmStamp_t& ts) {
@@ -74,20 +114,26 @@ void printValues(const ferro::TRecordValues& v, const ferro::tmStamp_t& ts) {
 
 int RunStream(const CliOptions& opt) {
     if (opt.args.empty()) {
-        std::fprintf(stderr,
-                     "stream erwartet eine Datenklasse (10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc).\n");
+        std::fprintf(stderr, "stream erwartet eine Datenklasse: %s.\n", dataObjChoices().c_str());
         return 2;
     }
     ferro::TDataObj obj;
     if (!dataObjFromArg(opt.args[0], obj)) {
-        std::fprintf(stderr, "Unbekannte Datenklasse: %s\n", opt.args[0].c_str());
+        std::fprintf(stderr, "Unbekannte Datenklasse: %s. Möglich sind %s.\n", opt.args[0].c_str(),
+                     dataObjChoices().c_str());
         return 2;
     }
     int count = 10;
     for (size_t i = 1; i < opt.args.size(); ++i) {
-        if (opt.args[i] == "--count" && i + 1 < opt.args.size())
-            count = std::atoi(opt.args[++i].c_str());
-        else if (opt.args[i] != "--csv") {
+        if (opt.args[i] == "--count") {
+            if (i + 1 >= opt.args.size() || !countFromArg(opt.args[i + 1], count)) {
+                std::fprintf(stderr, "--count erwartet eine Anzahl von Blöcken (0 bis 1000000)%s%s.\n",
+                             i + 1 < opt.args.size() ? ", nicht " : "",
+                             i + 1 < opt.args.size() ? opt.args[i + 1].c_str() : "");
+                return 2;
+            }
+            ++i;
+        } else if (opt.args[i] != "--csv") {
             std::fprintf(stderr, "Unbekannte Angabe: %s\n", opt.args[i].c_str());
             return 2;
         }
@@ -100,18 +146,20 @@ int RunStream(const CliOptions& opt) {
         std::fprintf(stderr, "Für diese Datenklasse gibt es keine Feldtabelle.\n");
         return 1;
     }
+    // The columns follow from the instrument's layout alone: they stand before the first block,
+    // also when no block is asked for.
+    printHeader(*def);
+    if (count == 0) {
+        session->Close();
+        return 0;
+    }
     int blocks = 0, skipped = 0;
-    bool header = false;
     l.FUpdateGrid = [&](ferro::TSender) {
         const auto& bytes = l.FBytes.FBytes;
         auto values = ferro::TRecordCodec::Decode(bytes, *def);
         if (!values) {
             ++skipped; // a block of the wrong length is not decoded
             return;
-        }
-        if (!header) {
-            printHeader(*def);
-            header = true;
         }
         printValues(*values, l.FBytes.TS_Mess);
         std::fflush(stdout);

@@ -3,6 +3,8 @@
 #include "Commands.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QTemporaryDir>
 
 #include <cstdio>
 #include <map>
@@ -13,9 +15,13 @@ int main(int argc, char** argv) {
     ferroctl::CliOptions opt;
     std::string error;
     if (!ferroctl::ParseCli(argc, argv, opt, error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
+        std::fprintf(stderr, "%s\n\n", error.c_str());
         ferroctl::PrintUsage();
         return 2;
+    }
+    if (opt.help) {
+        ferroctl::PrintUsage(stdout);
+        return 0;
     }
     const std::map<std::string, int (*)(const ferroctl::CliOptions&)> commands = {
         {"identify", ferroctl::RunIdentify},
@@ -29,9 +35,13 @@ int main(int argc, char** argv) {
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {
-        std::fprintf(stderr, "Unbekanntes Kommando: %s\n", opt.command.c_str());
+        std::fprintf(stderr, "Unbekanntes Kommando: %s\n\n", opt.command.c_str());
         ferroctl::PrintUsage();
         return 2;
     }
+    // The setup files, archives and unpacked folders of this run go into a folder of its own that
+    // goes with the run: nothing is left in the temp folder, and two runs never share a file.
+    QTemporaryDir scratch(QDir::tempPath() + "/ferroctl-XXXXXX");
+    if (scratch.isValid()) opt.link.Folders.Tmp = scratch.path().toStdString() + "/";
     return it->second(opt);
 }

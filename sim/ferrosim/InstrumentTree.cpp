@@ -38,7 +38,113 @@ uint32_t modifiedUnix(const fs::path& p) {
     return uint32_t(sys.time_since_epoch().count());
 }
 
+constexpr uint64_t kNs = 1000000000ull;
+
+// Digits only, at most 19 of them; anything else is no number.
+std::optional<uint64_t> decimal(const std::string& s) {
+    if (s.empty() || s.size() > 19 || s.find_first_not_of("0123456789") != std::string::npos)
+        return std::nullopt;
+    return std::stoull(s);
+}
+
+std::vector<std::string> splitOn(const std::string& s, char c) {
+    std::vector<std::string> parts;
+    std::string cur;
+    std::istringstream in(s);
+    while (std::getline(in, cur, c))
+        parts.push_back(cur);
+    return parts;
+}
+
+// "2.300" seconds as nanoseconds, without a detour through floating point.
+std::optional<uint64_t> secondsAsNs(const std::string& text) {
+    const size_t dot = text.find('.');
+    const auto whole = decimal(dot == std::string::npos ? text : text.substr(0, dot));
+    if (!whole) return std::nullopt;
+    uint64_t ns = *whole * kNs;
+    if (dot != std::string::npos) {
+        std::string frac = text.substr(dot + 1, 9);
+        if (frac.empty() || !decimal(frac)) return std::nullopt;
+        frac.append(9 - frac.size(), '0');
+        ns += *decimal(frac);
+    }
+    return ns;
+}
+
+// Time between two records of a recording, by the class word of its name: the stream intervals
+// for the periodic classes, half periods for Hp, cycles for Osc, a second for anything else.
+uint64_t recordIntervalNs(const std::string& cls) {
+    static const std::pair<const char*, uint64_t> intervals[] = {
+        {"10T", kNs / 5}, {"150T", 3 * kNs}, {"10min", 600 * kNs}, {"2h", 7200 * kNs}, {"1s", kNs},
+        {"10s", 10 * kNs}, {"Ns", 5 * kNs},  {"Mmin", 60 * kNs},   {"Hp", kNs / 100}, {"Osc", kNs / 50}};
+    for (const auto& [name, ns] : intervals)
+        if (cls == name) return ns;
+    return kNs;
+}
+
+// The number of the last record: the simulator's recordings are text, one record per line
+// ("NAME line 0039: ..."), so the last line tells it. Nothing readable there: the first record.
+uint64_t lastRecordIndex(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    if (!in) return 0;
+    in.seekg(0, std::ios::end);
+    const std::streamoff size = in.tellg();
+    const std::streamoff take = std::min<std::streamoff>(size, 4096);
+    std::string tail(size_t(take), '\0');
+    in.seekg(size - take);
+    in.read(tail.data(), take);
+    while (!tail.empty() && (tail.back() == '\n' || tail.back() == '\r'))
+        tail.pop_back();
+    const size_t newline = tail.find_last_of('\n');
+    const std::string last = newline == std::string::npos ? tail : tail.substr(newline + 1);
+    const size_t at = last.find(" line ");
+    if (at == std::string::npos) return 0;
+    const size_t colon = last.find(':', at);
+    if (colon == std::string::npos) return 0;
+    return decimal(last.substr(at + 6, colon - at - 6)).value_or(0);
+}
+
+// "duration 0.120 s" in an event file; none given: an event without length.
+uint64_t eventDurationNs(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    std::string line;
+    for (int n = 0; n < 64 && std::getline(in, line); ++n) {
+        if (line.rfind("duration ", 0) != 0) continue;
+        std::istringstream words(line.substr(9));
+        std::string value;
+        words >> value;
+        return secondsAsNs(value).value_or(0);
+    }
+    return 0;
+}
+
 } // namespace
+
+std::optional<uint64_t> InstrumentTree::listedEnd(const std::string& path, const std::string& relName) {
+    const std::vector<std::string> folders = splitOn(relName, '/');
+    if (folders.empty()) return std::nullopt;
+    std::string stem = folders.back();
+    const bool event = stem.size() > 4 && stem.compare(stem.size() - 4, 4, ".evt") == 0;
+    if (stem.rfind('.') != std::string::npos) stem.erase(stem.rfind('.'));
+    const std::vector<std::string> parts = splitOn(stem, '-');
+    uint64_t endNs = 0;
+    if (event) {
+        // NAME-SEC-NSEC
+        if (parts.size() < 3) return std::nullopt;
+        const auto sec = decimal(parts[parts.size() - 2]), ns = decimal(parts.back());
+        if (!sec || !ns || *ns >= kNs) return std::nullopt;
+        endNs = *sec * kNs + *ns + eventDurationNs(path);
+    } else {
+        // sync/CLASS-X-START, async/CLASS-X-START, rec/CLASS-A-B-START
+        const size_t startAt = folders.size() > 1 && folders[0] == "rec" ? 3 : 2;
+        if (parts.size() <= startAt) return std::nullopt;
+        const auto start = decimal(parts[startAt]);
+        if (!start) return std::nullopt;
+        endNs = *start * kNs + lastRecordIndex(path) * recordIntervalNs(parts[0]);
+    }
+    // Whole seconds, rounded up: a listed end is never before the real one.
+    return (endNs + kNs - 1) / kNs;
+}
 
 InstrumentTree::InstrumentTree(std::string root) {
     std::error_code ec;
@@ -216,7 +322,9 @@ std::string InstrumentTree::listing(const std::string& dir) const {
         if (!it->is_regular_file(ec)) continue;
         std::string rel = fs::relative(it->path(), dir, ec).generic_string();
         std::ostringstream line;
-        line << rel << ';' << modifiedUnix(it->path()) << ';' << it->file_size(ec);
+        // A file whose name tells no time ends when it was last written.
+        line << rel << ';' << listedEnd(it->path().string(), rel).value_or(modifiedUnix(it->path())) << ';'
+             << it->file_size(ec);
         lines.push_back(line.str());
     }
     std::sort(lines.begin(), lines.end());

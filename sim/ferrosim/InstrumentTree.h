@@ -48,6 +48,9 @@ public:
 
     // One line "name;END;size" per file below `dir`, names relative to it with "/" separators.
     std::string listing(const std::string& dir) const;
+    // END of a listed file in Unix seconds, rounded up: for a recording the stamp of its last
+    // record, for an event (".evt") its start plus its duration. None when the name tells no start.
+    static std::optional<uint64_t> listedEnd(const std::string& path, const std::string& relName);
 
     static bool readFile(const std::string& path, std::vector<uint8_t>& out, uint64_t maxBytes);
     static bool writeFile(const std::string& path, const std::vector<uint8_t>& bytes);

@@ -3,6 +3,8 @@
 
 #include "support/Files.h"
 
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -11,7 +13,35 @@
 using namespace ferro::test;
 namespace fs = std::filesystem;
 
-namespace {} // namespace
+namespace {
+
+// Points the temp folder of the ferroctl runs started meanwhile at a fresh, empty folder.
+struct OwnTempFolder {
+    QTemporaryDir dir;
+    QByteArray before = qgetenv("TMPDIR");
+    OwnTempFolder() { qputenv("TMPDIR", dir.path().toUtf8()); }
+    ~OwnTempFolder() { before.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", before); }
+    std::string path() const { return dir.path().toStdString(); }
+};
+
+} // namespace
+
+TEST(CtlUsage, HelpPrintsTheGermanUsageWithTheStreamDefaultsAndSucceeds) {
+    CtlResult longForm = RunCtl({"--help"});
+    EXPECT_EQ(longForm.code, 0) << longForm.err;
+    EXPECT_EQ(longForm.out.rfind("Aufruf: ferroctl", 0), 0u) << longForm.out;
+    EXPECT_NE(longForm.out.find("Vorgabe 10"), std::string::npos) << "stream's default count";
+    EXPECT_TRUE(longForm.err.empty()) << longForm.err;
+    CtlResult shortForm = RunCtl({"ls", "-h"});
+    EXPECT_EQ(shortForm.code, 0);
+    EXPECT_EQ(shortForm.out, longForm.out);
+    // A mistake still fails, with the reason and the usage on stderr.
+    CtlResult wrong = RunCtl({"--bogus"});
+    EXPECT_EQ(wrong.code, 2);
+    EXPECT_EQ(wrong.err.rfind("Unbekannte Option: --bogus\n", 0), 0u) << wrong.err;
+    EXPECT_NE(wrong.err.find("Aufruf: ferroctl"), std::string::npos);
+    EXPECT_NE(RunCtl({"--timeout", "bald", "identify"}).err.find("Ungültiges Zeitlimit: bald"), std::string::npos);
+}
 
 TEST(CtlLua, PrintsTheOutputOfALine) {
     SimProcess sim;
@@ -27,11 +57,13 @@ TEST(CtlLua, AnErrorFailsTheCommand) {
     EXPECT_NE(r.out.find("nosuchfunction"), std::string::npos) << r.out;
 }
 
-TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesIt) {
+TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesItLeavingNoTemporaryFiles) {
     SimProcess sim;
+    OwnTempFolder tmp;
     std::string file = sim.tempDir() + "/setup.xml";
     CtlResult r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", file});
     ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(fs::is_empty(tmp.path())) << "the fetched archive and what was unpacked from it are gone";
     std::string xml = readFile(file);
     EXPECT_EQ(xml, readFile(sim.root() + "/flashdrive0/data/setup/setup.xml"));
     ASSERT_NE(xml.find("pqAppl"), std::string::npos);
@@ -45,6 +77,7 @@ TEST(CtlSetup, GetWritesTheInstrumentsSetupAndPutReplacesIt) {
     r = RunCtl({"--port", std::to_string(sim.port()), "setup-put", mine});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_NE(r.out.find("bestätigt"), std::string::npos);
+    EXPECT_TRUE(fs::is_empty(tmp.path())) << "the copy that was packed and sent is gone";
 
     std::string again = sim.tempDir() + "/again.xml";
     r = RunCtl({"--port", std::to_string(sim.port()), "setup-get", again});

@@ -29,19 +29,22 @@ std::string port(const SimProcess& sim) {
 
 } // namespace
 
-TEST(CtlReadout, ListsRecordingsWithSizeAndTimes) {
+TEST(CtlReadout, ListsRecordingsAndEventsWithSizeStartAndEnd) {
     SimProcess sim;
     CtlResult r = RunCtl({"--port", port(sim), "ls", "rec"});
     ASSERT_EQ(r.code, 0) << r.err;
-    bool found = false;
-    for (const auto& l : lines(r.out)) {
-        if (l.rfind(kRec, 0) != 0) continue;
-        found = true;
-        std::string size = std::to_string(fs::file_size(sim.root() + "/flashdrive0/data/rec/" + kRec));
-        EXPECT_NE(l.find("\t" + size + "\t"), std::string::npos) << l;
-        EXPECT_NE(l.find("2025-11-22T00:00:00Z"), std::string::npos) << "start from the name: " << l;
-    }
-    EXPECT_TRUE(found) << r.out;
+    std::string size = std::to_string(fs::file_size(sim.root() + "/flashdrive0/data/rec/" + kRec));
+    // Name, size, start from the name, end at the last of its 40 ten-minute records.
+    const std::string rec = std::string(kRec) + "\t" + size + "\t2025-11-22T00:00:00Z\t2025-11-22T06:30:00Z";
+    EXPECT_NE(("\n" + r.out).find("\n" + rec + "\n"), std::string::npos) << r.out;
+
+    r = RunCtl({"--port", port(sim), "ls", "evt"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    // The start keeps the name's fraction; the 0.12 s dip ends in the next second.
+    const std::string evt = std::string(kEvt) + "\t61\t2025-11-22T00:50:00.250Z\t2025-11-22T00:50:01Z";
+    EXPECT_NE(("\n" + r.out).find("\n" + evt + "\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Swell-1763773600-0.evt\t55\t2025-11-22T01:06:40Z\t"), std::string::npos)
+        << "a whole second stays without fraction: " << r.out;
 }
 
 TEST(CtlReadout, GetWritesTheRecordingUnderTheSerialAndResumesAPartialFile) {
@@ -101,7 +104,12 @@ TEST(CtlStream, OneSecondValuesAsCsvWithPlausibleVoltages) {
     std::istringstream h(rows[0]);
     for (std::string c; std::getline(h, c, ',');)
         head.push_back(c);
-    auto col = std::find(head.begin(), head.end(), "U1E");
+    // Every value column names its unit; polar pairs are magnitude and angle.
+    for (const char* name : {"F [Hz]", "U1E Betrag [V]", "U1E Winkel [\u00B0]", "I3 Betrag [A]", "THD U12 [%]",
+                             "P total [W]", "WP+ total [Wh]", "CF U1E", "Temp [\u00B0C]"})
+        EXPECT_NE(std::find(head.begin(), head.end(), name), head.end()) << name;
+    EXPECT_EQ(rows[0].find("polar"), std::string::npos);
+    auto col = std::find(head.begin(), head.end(), "U1E [V]");
     ASSERT_NE(col, head.end()) << rows[0].substr(0, 200);
     size_t idx = size_t(col - head.begin());
     std::string prevTime;
@@ -117,4 +125,26 @@ TEST(CtlStream, OneSecondValuesAsCsvWithPlausibleVoltages) {
         EXPECT_GT(cells[0], prevTime) << "each block later than the one before";
         prevTime = cells[0];
     }
+}
+
+TEST(CtlStream, CountZeroGivesTheHeaderAloneAndBadArgumentsSayWhatIsValid) {
+    SimProcess sim;
+    CtlResult r = RunCtl({"--port", port(sim), "stream", "150T", "--count", "0", "--csv"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    auto rows = lines(r.out);
+    ASSERT_EQ(rows.size(), 1u) << r.out;
+    EXPECT_EQ(rows[0].rfind("time,", 0), 0u);
+    // Harmonics by order, in % of the fundamental, which order 1 is itself in V.
+    EXPECT_NE(rows[0].find(",H U1E[1] [V],H U1E[2] [%],"), std::string::npos);
+    EXPECT_NE(rows[0].find(",H I1[2] [A],"), std::string::npos);
+
+    r = RunCtl({"--port", port(sim), "stream", "5min"});
+    EXPECT_EQ(r.code, 2);
+    EXPECT_NE(r.err.find("Unbekannte Datenklasse: 5min. M\u00F6glich sind 10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc"),
+              std::string::npos)
+        << r.err;
+    r = RunCtl({"--port", port(sim), "stream", "1s", "--count", "viele"});
+    EXPECT_EQ(r.code, 2);
+    EXPECT_NE(r.err.find("--count erwartet eine Anzahl"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("viele"), std::string::npos) << r.err;
 }

@@ -131,10 +131,13 @@ struct OscCase {
     uint8_t gen;
     size_t cntOffs, rateOffs, first, sampleSize, channels;
 };
-// Generation 1 keeps generation 0's sample size, with the samples 20 bytes further on;
-// generation 3 drops the gap after the stamp: the count at 12, the samples at 20.
-const OscCase kOsc[] = {
-    {0, 32, 36, 40, 44, 11}, {1, 52, 56, 60, 44, 11}, {2, 52, 56, 60, 48, 12}, {3, 12, 16, 20, 48, 12}};
+// Generation 1 keeps generation 0's sample size, with the samples 20 bytes further on; a byte
+// above 2 has no layout of its own and reads generation 2's.
+const OscCase kOsc[] = {{0, 32, 36, 40, 44, 11},
+                        {1, 52, 56, 60, 44, 11},
+                        {2, 52, 56, 60, 48, 12},
+                        {3, 52, 56, 60, 48, 12},
+                        {255, 52, 56, 60, 48, 12}};
 
 Bytes makeOsc(const OscCase& c, uint32_t cnt, uint32_t rate) {
     Bytes b(c.first + cnt * c.sampleSize);

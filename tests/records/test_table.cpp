@@ -147,7 +147,7 @@ TEST(FieldTable, FirmwareWordSelectsTheLayout) {
         {13685, 0, 2320, "c_osc_dta_t_V1_0"},      {13686, 1, 2320, "c_osc_dta_t_V2_0"},
         {19999, 1, 2320, "c_osc_dta_t_V2_0"},      {20000, 2, 2328, "c_osc_dta_t_V2_2"},
         {0x01050000, 0, 2320, "c_osc_dta_t_V1_0"}, {0x02010200, 1, 2320, "c_osc_dta_t_V2_0"},
-        {0x02020000, 2, 2328, "c_osc_dta_t_V2_2"}, {0x03000000, 3, 2328, "c_osc_dta_t_V3"}};
+        {0x02020000, 2, 2328, "c_osc_dta_t_V2_2"}, {0x020201FF, 2, 2328, "c_osc_dta_t_V2_2"}};
     for (const auto& c : cases) {
         TFerroFW fw;
         fw.Rev = c.word;
@@ -155,5 +155,15 @@ TEST(FieldTable, FirmwareWordSelectsTheLayout) {
         EXPECT_EQ(fw.Gen, c.gen) << std::hex << c.word;
         EXPECT_EQ(T().RecordFor(do1s, fw.Gen)->Size, c.csLen) << std::hex << c.word;
         EXPECT_EQ(T().RecordFor(doOsc, fw.Gen)->Name, c.osc) << std::hex << c.word;
+    }
+    // The instrument knows no layout after V2_2: firmware newer than the known ones, whatever byte
+    // it gets, reads the newest layouts, also the oscilloscope's.
+    for (uint32_t word : {0x03000000u, 30000u}) {
+        TFerroFW fw;
+        fw.Rev = word;
+        fw.CalcVer();
+        for (TDataObj d : {do10T, do150T, do10min, do2h, do1s, doNs, doMmin})
+            EXPECT_EQ(T().RecordFor(d, fw.Gen), T().RecordFor(d, 2)) << std::hex << word << " class " << int(d);
+        EXPECT_EQ(T().RecordFor(doOsc, fw.Gen)->Name, "c_osc_dta_t_V2_2") << std::hex << word;
     }
 }

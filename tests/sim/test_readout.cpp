@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <sstream>
 
 using namespace simtest;
@@ -19,6 +20,21 @@ Bytes pattern(size_t n) {
     return b;
 }
 const std::string kOsc = "rec/Osc-1-9-1700000000.rec";
+
+Bytes text(const std::string& s) {
+    return Bytes(s.begin(), s.end());
+}
+
+// END of every listed name.
+std::map<std::string, uint64_t> listedEnds(const std::string& listing) {
+    std::map<std::string, uint64_t> ends;
+    std::istringstream lines(listing);
+    for (std::string line; std::getline(lines, line);) {
+        size_t a = line.find(';'), b = line.find(';', a + 1);
+        ends[line.substr(0, a)] = std::stoull(line.substr(a + 1, b - a - 1));
+    }
+    return ends;
+}
 } // namespace
 
 TEST(SimReadout, ListingsAndAFileReadIsOneFrameFromPosToTheEnd) {
@@ -86,4 +102,30 @@ TEST(SimReadout, DisplayLogEventRemovalAndNamesOutsideTheReadoutFolders) {
     EXPECT_TRUE(c.request(plain(5, 0, 3)).ack());
     EXPECT_EQ(str(c.request(plain(5, 0, 0)).bytes), "");
     EXPECT_TRUE(fs::exists(sim.data() + "/setup/setup.xml"));
+}
+
+TEST(SimReadout, ListedEndIsTheLastRecordOfARecordingAndStartPlusDurationOfAnEvent) {
+    Sim sim("", [](const std::string& root) {
+        const std::string data = root + "/flashdrive0/data";
+        writeBytes(data + "/evt/Flicker-1700000000-900000000.evt",
+                   text("event Flicker-1700000000-900000000.evt\nphase L2\nduration 2.300 s\n"));
+        writeBytes(data + "/evt/Note-1700000500-0.evt", text("event without a length\n"));
+        std::string hp;
+        for (int k = 0; k < 250; ++k)
+            hp += "rec/Hp-1-7-1700001000.rec line " + std::to_string(k) + ": 230.0 230.0 230.0\n";
+        writeBytes(data + "/rec/rec/Hp-1-7-1700001000.rec", text(hp));
+        writeBytes(data + "/rec/sync/10min-0-1700002000.rec", pattern(5000));
+    });
+    RawClient c(sim.port());
+    c.openPlain();
+    auto rec = listedEnds(str(c.request(plain(5, 0, 0)).bytes));
+    // The fixture's 40 ten-minute records from 1763769600 on, and 70 of 200 ms from 1763770200.
+    EXPECT_EQ(rec["sync/10min-0-1763769600.rec"], 1763769600u + 39 * 600);
+    EXPECT_EQ(rec["sync/10T-0-1763770200.rec"], 1763770214u) << "13.8 s rounded up";
+    EXPECT_EQ(rec["rec/Hp-1-7-1700001000.rec"], 1700001003u) << "249 half periods: 2.49 s";
+    EXPECT_EQ(rec["sync/10min-0-1700002000.rec"], 1700002000u) << "no numbered line: one record";
+    auto evt = listedEnds(str(c.request(plain(5, 0, 0x10)).bytes));
+    EXPECT_EQ(evt["Flicker-1700000000-900000000.evt"], 1700000004u) << "0.9 s + 2.3 s";
+    EXPECT_EQ(evt["Dip-1763772600-250000000.evt"], 1763772601u) << "0.25 s + 0.12 s";
+    EXPECT_EQ(evt["Note-1700000500-0.evt"], 1700000500u);
 }

@@ -331,17 +331,21 @@ TEST(SshLink, QueuedFramesWakeTheLinkThread) {
     Client c(rig.root, rig.server->Port(), "admin", "admin");
     c.link.DoConnect();
     ASSERT_TRUE(WaitFor([&] { return c.done; }));
-    // Fifty exchanges: with a 10 ms idle wait that ignored the queue they would take half a second.
+    // A thread that let a queued frame wait out its 10 ms idle turn would take about that long for
+    // every exchange: count the exchanges that took half of it, not the time of all fifty, so a
+    // busy machine's odd stall does not fail the test.
     auto accepted = [&] {
         return std::count_if(c.log.begin(), c.log.end(),
                              [](const std::string& l) { return l.rfind("ComUnit Accept Cmd=2 ", 0) == 0; });
     };
     const auto before = accepted();
-    auto t0 = std::chrono::steady_clock::now();
+    int slow = 0;
     for (int i = 0; i < 50; ++i) {
+        auto t0 = std::chrono::steady_clock::now();
         c.link.SendNamed("CCC_IDENTIFY_BASIC");
         ASSERT_TRUE(WaitFor([&] { return !c.link.FWaitForAnswer; }, 2000));
+        slow += std::chrono::steady_clock::now() - t0 >= std::chrono::milliseconds(5);
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(400));
+    EXPECT_LT(slow, 25) << "exchanges that waited half an idle turn or more";
     EXPECT_EQ(accepted(), before + 50) << "every exchange really went over the line";
 }

@@ -122,10 +122,7 @@ const TRecordDef* TFieldTable::RecordFor(TDataObj d, uint8_t gen) const {
     case do10s:
         return Record("c_10s_t");
     case doOsc:
-        return Record(gen == 0   ? "c_osc_dta_t_V1_0"
-                      : gen == 1 ? "c_osc_dta_t_V2_0"
-                      : gen == 2 ? "c_osc_dta_t_V2_2"
-                                 : "c_osc_dta_t_V3");
+        return Record(gen == 0 ? "c_osc_dta_t_V1_0" : gen == 1 ? "c_osc_dta_t_V2_0" : "c_osc_dta_t_V2_2");
     case doBin:
         return Record("c_bin_in_t");
     }

@@ -90,7 +90,8 @@ public:
     const TRecordDef* Record(const std::string& name) const;
     const TSubRecDef* SubRecord(const std::string& typeName) const;
     // The record a data class delivers with firmware generation `gen` (0 and 1 the V1_0 forms,
-    // 2 and later V2_2; the oscilloscope has its own form for generation 1).
+    // 2 the V2_2 forms; the oscilloscope has its own form for generation 1). The instrument has no
+    // other layouts, so a higher byte reads the newest ones.
     const TRecordDef* RecordFor(TDataObj d, uint8_t gen) const;
 
     TFieldTable(const TFieldTable&) = delete;

@@ -127,11 +127,6 @@ void TFieldTableBuilder::Build(TFieldTable& t) {
         SubBuilder b(sub("hdr16_t", 16, -1));
         b.u32("ObjID", 0).add("TS", 4, fkStamp, 1, CNoUnit, stMesswerte).u32("Res1", 12);
     }
-    {
-        // The latest oscilloscope object has no reserved word: the count follows the stamp.
-        SubBuilder b(sub("hdr12_t", 12, -1));
-        b.u32("ObjID", 0).add("TS", 4, fkStamp, 1, CNoUnit, stMesswerte);
-    }
 
     // ---- Voltage ----
     {
@@ -291,10 +286,6 @@ void TFieldTableBuilder::Build(TFieldTable& t) {
         b.u32("SmplCnt", 36).u32("smplrte", 40, "1/s");
     }
     {
-        SubBuilder b(sub("osc_t_V3", 8, ssosc_t));
-        b.u32("SmplCnt", 0).u32("smplrte", 4, "1/s");
-    }
-    {
         SubBuilder b(sub("osc_dta_t_V1_0", 44, ssosc_dta_t_V1_0));
         b.rowF("", kOscU, 0, CVolt).rowF("", kOscI, 28, CAmpere);
     }
@@ -370,7 +361,6 @@ void TFieldTableBuilder::Build(TFieldTable& t) {
          fkU32);
     tail(rec("c_osc_dta_t_V2_2", doOsc, CDataObj[doOsc], {"hdr16_t", "osc_t_V2_0"}), "osc_dta_t_V2_2", 52,
          fkU32);
-    tail(rec("c_osc_dta_t_V3", doOsc, CDataObj[doOsc], {"hdr12_t", "osc_t_V3"}), "osc_dta_t_V2_2", 12, fkU32);
     tail(rec("c_hp_t", -1, 0, {"hdr16_t", "hp_t"}), "hp_dta_t", 16, fkU32);
     tail(rec("c_bin_in_t", doBin, CDataObj[doBin], {"bin_hdr_t"}), "bin_in_t", 13, fkU8);
 }

@@ -32,8 +32,8 @@ TOscLayout makeLayout(uint8_t gen) {
 } // namespace
 
 const TOscLayout& TOscLayout::For(uint8_t gen) {
-    static const TOscLayout g0 = makeLayout(0), g1 = makeLayout(1), g2 = makeLayout(2), g3 = makeLayout(3);
-    return gen == 0 ? g0 : gen == 1 ? g1 : gen == 2 ? g2 : g3;
+    static const TOscLayout g0 = makeLayout(0), g1 = makeLayout(1), g2 = makeLayout(2);
+    return gen == 0 ? g0 : gen == 1 ? g1 : g2;
 }
 
 const char* TOscRecord::ChannelName(size_t ch) {
