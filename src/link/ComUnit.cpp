@@ -177,6 +177,12 @@ void TComUnit::Settle(QObject* Context, TReplyProc Done, TReply Reply) {
     Postpone(Context, [Done = std::move(Done), Reply = std::move(Reply)] { Done(Reply); });
 }
 
+void TComUnit::Fail(QObject* Context, TReplyProc Done, const std::string& Reason) {
+    TReply r;
+    r.Text = Reason;
+    Settle(Context, std::move(Done), std::move(r));
+}
+
 void TComUnit::appendRequest(TSendRec rec) {
     if (!IsConnected()) {
         TReply r;
@@ -248,11 +254,8 @@ void TComUnit::SettleReply(uint8_t Cmd, uint16_t Ext, bool Refusal, TReply Reply
 void TComUnit::FailPendingReplies(const std::string& Reason) {
     std::deque<TPendingReply> pending;
     pending.swap(FPending);
-    for (TPendingReply& p : pending) {
-        TReply r;
-        r.Text = Reason;
-        Settle(this, std::move(p.Done), std::move(r));
-    }
+    for (TPendingReply& p : pending)
+        Fail(this, std::move(p.Done), Reason);
 }
 
 void TComUnit::FailStaleReplies() {
@@ -265,9 +268,7 @@ void TComUnit::FailStaleReplies() {
             ++it;
             continue;
         }
-        TReply r;
-        r.Text = _SKeineAntwort;
-        Settle(this, std::move(it->Done), std::move(r));
+        Fail(this, std::move(it->Done), _SKeineAntwort);
         it = FPending.erase(it);
     }
 }
@@ -276,10 +277,7 @@ void TComUnit::clearSendList(const std::string& Reason) {
     std::deque<TSendRec> dropped;
     dropped.swap(FSendLst);
     for (TSendRec& rec : dropped) {
-        if (!rec.OnReply) continue;
-        TReply r;
-        r.Text = Reason;
-        Settle(this, std::move(rec.OnReply), std::move(r));
+        Fail(this, std::move(rec.OnReply), Reason);
     }
 }
 

@@ -332,6 +332,7 @@ private:
     // Empties the command list; requests on it end with `Reason`.
     void clearSendList(const std::string& Reason);
     static void Settle(QObject* Context, TReplyProc Done, TReply Reply);
+    static void Fail(QObject* Context, TReplyProc Done, const std::string& Reason);
 
     std::deque<TPendingReply> FPending;
     // What the handler of the frame being evaluated stored, and the Lua output of the request.
