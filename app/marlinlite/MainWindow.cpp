@@ -6,7 +6,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QMenuBar>
 #include <QCloseEvent>
 #include <QDateTime>
 #include <QDir>
@@ -16,6 +15,7 @@
 #include <QGroupBox>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QSettings>
@@ -307,6 +307,7 @@ void TMainWindow::UpdateKindButtons() {
     for (auto& [kind, button] : FKindButtons) {
         const TViewRow* row = FViews.Find(kind);
         button->setEnabled(row && any);
+        if (QAction* act = FKindActions[kind]) act->setEnabled(row && any);
         if (!row)
             button->setToolTip(KindText(kind) + ": diese Ansicht ist noch nicht verfügbar");
         else if (!any)
@@ -333,18 +334,27 @@ void TMainWindow::BuildMenus() {
     connect(device->addAction("&Verbinden"), &QAction::triggered, this, [this] { OpenConnectionView(); });
     auto* view = menuBar()->addMenu("&Ansicht");
     view->setObjectName("mnuView");
+    // The same views as the buttons, enabled alike.
+    for (const TKindButton& k : CKindButtons) {
+        QAction* act = view->addAction(FerroIcon(k.Icon), KindText(k.Kind));
+        act->setObjectName(QString("act_%1").arg(DirectKindName(k.Kind)));
+        act->setEnabled(false);
+        const TDirectKind kind = k.Kind;
+        connect(act, &QAction::triggered, this, [this, kind] { OpenDirect(kind); });
+        FKindActions[kind] = act;
+    }
     auto* help = menuBar()->addMenu("&Hilfe");
     help->setObjectName("mnuHelp");
     auto* about = help->addAction("Ü&ber");
     about->setObjectName("actAbout");
     connect(about, &QAction::triggered, this, [this] {
-        OpenMessageBox(this,
-                       "Marlin Lite " + QApplication::applicationVersion().toStdString() +
-                           "\nDesktop-Begleiter des Ferro Recorders: Parametrierung, Live-Ansicht, Messdaten, "
-                           "Firmware-Update, Gerätestatus und Kalibrierung.",
-                       mtInformation, Buttons({mbOK}), mbOK, nullptr);
+        OpenMessageBox(
+            this,
+            "Marlin Lite " + QApplication::applicationVersion().toStdString() +
+                "\nDesktop-Begleiter des Ferro Recorders: Parametrierung, Live-Ansicht, Messdaten, "
+                "Firmware-Update, Gerätestatus und Kalibrierung.",
+            mtInformation, Buttons({mbOK}), mbOK, nullptr);
     });
-    FViewMenu = view;
 }
 
 void TMainWindow::SelectInstrument(int Row) {
@@ -435,7 +445,8 @@ TConnectionView* TMainWindow::OpenConnectionView() {
         ShowNote("Bitte wählen Sie zuerst ein Gerät aus der Liste.");
         return nullptr;
     }
-    return static_cast<TConnectionView*>(OpenView(new TConnectionView(tabViews), "Verbindung", "ConnectionView"));
+    return static_cast<TConnectionView*>(
+        OpenView(new TConnectionView(tabViews), "Verbindung", "ConnectionView"));
 }
 
 TFormBasic* TMainWindow::OpenView(TFormBasic* View, const QString& Title, const char* ObjectName) {

@@ -87,7 +87,7 @@ private:
     std::map<TDirectKind, QToolButton*> FKindButtons;
     QAction* actEdit = nullptr;
     QAction* actRemove = nullptr;
-    QMenu* FViewMenu = nullptr;
+    std::map<TDirectKind, QAction*> FKindActions;
 };
 
 } // namespace ferro
