@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The one list of Debian packages this project needs to build, test and run its demo.
-# Idempotent: does nothing when every package is already installed.
+# Idempotent: does nothing when every package is already installed. Arguments name extra packages
+# that one script needs (the sanitizer build needs clang).
 set -euo pipefail
 
 PACKAGES=(
@@ -9,6 +10,7 @@ PACKAGES=(
   libssh-dev libcurl4-openssl-dev libpugixml-dev libarchive-dev zlib1g-dev liblua5.4-dev
   libkissfft-dev libgtest-dev libgmock-dev libbenchmark-dev
   python3-pyftpdlib socat poppler-utils fonts-dejavu-core xvfb xauth libxcb-cursor0
+  "$@"
 )
 
 missing=()
