@@ -41,6 +41,8 @@ QString DevTypeText(TDevType t) {
 
 // Lines of the link that tell a person how the connection goes, besides those meant for the memo.
 bool IsStepLine(const std::string& s) {
+    // The socket's inner steps are a developer's trace.
+    if (s.rfind("Status: Connected1", 0) == 0 || s.rfind("Status: Connected2", 0) == 0) return false;
     for (const char* p : {"Status: ", "IN: IdendityAll: SerNum", "IN: IdendityAll: Time", "Show Message",
                           "RSUnit Error", "Connect Error"})
         if (s.rfind(p, 0) == 0) return true;

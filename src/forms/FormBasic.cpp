@@ -145,12 +145,14 @@ void TFormBasic::BuildStatusBar() {
     ProgressBar1->setTextVisible(false);
     ProgressBar1->setFixedSize(160, 12);
     bar->addWidget(ProgressBar1);
+    ProgressBar1->setVisible(false);
 
     txtProgress = new QLabel("0%", StatBar);
     txtProgress->setObjectName("txtProgress");
     txtProgress->setMinimumWidth(txtProgress->fontMetrics().horizontalAdvance("100%") + 4);
     txtProgress->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     bar->addWidget(txtProgress);
+    txtProgress->setVisible(false);
 }
 
 // ---------------------------------------------------------------- the link
@@ -483,19 +485,19 @@ bool TFormBasic::RightGranted(const std::string& Output) {
 void TFormBasic::CheckSSHRight(const std::string& Right, TProc Allowed, TProc Denied) {
     if (!FComUnit || !CheckConnection()) return;
     QPointer<TFormBasic> self(this);
-    FComUnit->Lua(Fmt("print(user.authorized(\"%s\")[\"%s\"]);", Right.c_str(), Right.c_str()),
-                  [self, Allowed = std::move(Allowed), Denied = std::move(Denied)](const TReply& R) {
-                      if (!self) return;
-                      if (R.Ok && RightGranted(R.Text)) {
-                          if (Allowed) Allowed();
-                          return;
-                      }
-                      const std::string user = self->FComUnit ? self->FComUnit->FSSHUser : std::string();
-                      self->DisplayMessage(Fmt(_SKeineRechte, user.c_str()), mtError, Buttons({mbOK}), mbOK,
-                                           nullptr);
-                      if (Denied) Denied();
-                  },
-                  "User");
+    FComUnit->Lua(
+        Fmt("print(user.authorized(\"%s\")[\"%s\"]);", Right.c_str(), Right.c_str()),
+        [self, Allowed = std::move(Allowed), Denied = std::move(Denied)](const TReply& R) {
+            if (!self) return;
+            if (R.Ok && RightGranted(R.Text)) {
+                if (Allowed) Allowed();
+                return;
+            }
+            const std::string user = self->FComUnit ? self->FComUnit->FSSHUser : std::string();
+            self->DisplayMessage(Fmt(_SKeineRechte, user.c_str()), mtError, Buttons({mbOK}), mbOK, nullptr);
+            if (Denied) Denied();
+        },
+        "User");
 }
 
 void TFormBasic::CallBackXML(TSender, const std::string& FileName, int XMLType) {

@@ -132,6 +132,9 @@ void TFormBasic::WorkBegin(TWorkMode, uint64_t Max) {
     if (!FComUnit || FComUnit->FShutDown) return;
     FWorkMax = Max;
     ShowProgressPercent(0);
+    // The bar shows only while a transfer runs.
+    ProgressBar1->setVisible(true);
+    txtProgress->setVisible(true);
     TProgressRecord rec;
     rec.start = true;
     rec.Max = Max;
@@ -151,6 +154,8 @@ void TFormBasic::SetWorkProg(TWorkMode, uint64_t Count) {
 
 void TFormBasic::WorkEnd(TWorkMode) {
     ShowProgressPercent(0);
+    ProgressBar1->setVisible(false);
+    txtProgress->setVisible(false);
     FWorkMax = 0;
     TProgressRecord rec;
     rec.stop = true;
