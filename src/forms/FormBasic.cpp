@@ -10,9 +10,12 @@
 #include "link/RSComUnit.h"
 #include "link/TCPComUnit.h"
 
+#include <pugixml.hpp>
+
 #include <QCloseEvent>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMessageBox>
 #include <QProgressBar>
@@ -43,28 +46,41 @@ std::vector<std::string> StreamLines(const MemStream& Stream) {
 
 } // namespace
 
-TFormBasic::TFormBasic(QWidget* Parent) : QWidget(Parent) {
+TFormBasic::TFormBasic(QWidget* Parent) : QWidget(Parent), FXML(std::make_unique<pugi::xml_document>()) {
     FVerInfo = "Ferro";
+    FOnGetFerroPtr = [this](TSender S, uint32_t Id) { return GetMGFerroPtr(S, Id); };
     ColArr.assign(TColArr.begin(), TColArr.end());
     BuildStatusBar();
 }
 
 TFormBasic::~TFormBasic() {
-    LogCallBack(Fmt("End: 0 %lld", static_cast<long long>(clock().nowMs())), false);
+    // Each step is logged with its time, so a slow tear-down shows where it hangs.
+    int step = 0;
+    auto stepDone = [this, &step] {
+        if (step > 0) LogCallBack("End:", false);
+        LogCallBack(Fmt("End: %d %lld", step++, static_cast<long long>(clock().nowMs())), false);
+    };
+    stepDone();
     // A connecting thread may be waiting for an answer to a host-key question: give it one.
     FinishPendingDialogs();
-    LogCallBack("End:", false);
     // The session goes first: its link's threads post into this form and must be stopped while it
-    // still stands.
+    // still stands. It owns whichever transport was made (TCP or serial).
     if (FComUnit) {
         FComUnit->FOnLogCallBack = nullptr;
         FComUnit->FRequestClose = nullptr;
     }
-    FComUnit = nullptr;
     FTCPComUnit = nullptr;
-    FRSComUnit = nullptr;
     FSession.reset();
-    LogCallBack(Fmt("End: 7 %lld", static_cast<long long>(clock().nowMs())), false);
+    stepDone();
+    FRSComUnit = nullptr;
+    stepDone();
+    FComUnit = nullptr;
+    stepDone();
+    FMGFerroCls.clear();
+    stepDone();
+    // The charts are the descendants' own; their slots close the count.
+    for (int i = 0; i < 3; ++i)
+        stepDone();
     FOnLogCallBack = nullptr;
 }
 
@@ -218,13 +234,13 @@ void TFormBasic::WireCallbacks() {
     l.FVisibility = FVisibility;
     l.FOnLogCallBack = [this](TSender S, const std::string& T, bool M) { LogPrepare(S, T, M); };
     l.FOnNewXMLFile = [this](TSender S, const std::string& F, int K) { CallBackXML(S, F, K); };
-    l.FUpdateGrid = [this](TSender) { UpdateGrid(); };
     l.FStopWork = [this] { StopWork(); };
     l.FClearWork = [this] { ClearWork(); };
-    l.FRecOverview = [this](TSender, MemStream& S) { RecOverView(StreamLines(S)); };
-    l.FEvtOverview = [this](TSender, MemStream& S) { EvtOverView(StreamLines(S)); };
-    l.FRecToTable = [this](TSender, const std::string& F) { RecToTable(F); };
-    l.FEvtToTable = [this](TSender, const std::string& F) { EvtToTable(F); };
+    l.FUpdateGrid = [this](TSender S) { FileUpdateGrid(S); };
+    l.FRecOverview = [this](TSender S, MemStream& M) { FileRecOverView(S, M); };
+    l.FEvtOverview = [this](TSender S, MemStream& M) { FileEvtOverView(S, M); };
+    l.FRecToTable = [this](TSender S, const std::string& F) { FileRecToTable(S, F); };
+    l.FEvtToTable = [this](TSender S, const std::string& F) { FileEvtToTable(S, F); };
     l.FSetNewDisplayImage = [this](TSender S, MemStream& M) { SetNewDisplayImage(S, M); };
     l.FOnConCallack = [this](TSender S, const std::string& T) { SetLabConText(S, T); };
     l.FThreadExceptCallBack = [this](TSender S) { ThreadExceptCallBack(S); };
@@ -514,11 +530,55 @@ void TFormBasic::CallBackXML(TSender, const std::string& FileName, int XMLType) 
         break;
     case 2:
         LogPrepare(this, Fmt("New XML %s", FileName.c_str()), false);
-        FLangXMLFN = FileName;
+        // A broken file keeps the texts loaded before and says why in the log.
+        if (!FLangXML.SetLangFile(FileName) || !FLangXMLFN.SetLangFile(FileName))
+            LogPrepare(this, FLangXML.LastError(), false);
         break;
     default:
         break;
     }
+}
+
+TMGFerroRec TFormBasic::GetMGFerroPtr(TSender, uint32_t Id) const {
+    auto it = FMGFerroCls.find(Id);
+    if (it != FMGFerroCls.end()) return it->second;
+    TMGFerroRec miss;
+    miss.Id = Id;
+    return miss;
+}
+
+void TFormBasic::FileRecOverView(TSender, MemStream& Stream) {
+    RecOverView(StreamLines(Stream));
+}
+
+void TFormBasic::FileEvtOverView(TSender, MemStream& Stream) {
+    EvtOverView(StreamLines(Stream));
+}
+
+void TFormBasic::FileRecToTable(TSender, const std::string& FileName) {
+    RecToTable(FileName);
+}
+
+void TFormBasic::FileEvtToTable(TSender, const std::string& FileName) {
+    EvtToTable(FileName);
+}
+
+void TFormBasic::FileAsyncToTable(TSender, const std::string& FileName) {
+    AsyncToTable(FileName);
+}
+
+void TFormBasic::FileUpdateGrid(TSender) {
+    UpdateGrid();
+}
+
+void TFormBasic::keyPressEvent(QKeyEvent* Event) {
+    int key = Event->key();
+    QChar ch = Event->text().isEmpty() ? QChar() : Event->text().at(0);
+    NewOnKeyDown(this, key, ch, Event->modifiers());
+    if (key == 0)
+        Event->accept();
+    else
+        QWidget::keyPressEvent(Event);
 }
 
 void TFormBasic::closeEvent(QCloseEvent* Event) {

@@ -6,11 +6,13 @@
 #include "foundation/TimeRecords.h"
 #include "link/ComUnit.h"
 #include "link/DeviceSession.h"
+#include "para/XMLLangu.h"
 
 #include <QPointer>
 #include <QStringList>
 #include <QWidget>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -22,6 +24,10 @@ class QMessageBox;
 class QProgressBar;
 class QSlider;
 class QTimer;
+
+namespace pugi {
+class xml_document;
+}
 
 namespace ferro {
 
@@ -66,6 +72,8 @@ public:
     virtual void EndWork();
     virtual void StopWork();
     virtual void ClearWork();
+    // The end of a piece of work that a sender (a thread, a dialog) reports; the base ends the work.
+    virtual void EndWork(TSender Sender);
     virtual void ParaToTable(const std::string&) {}
     virtual void EvtOverView(const std::vector<std::string>&) {}
     virtual void EvtToTable(const std::string&) {}
@@ -78,6 +86,8 @@ public:
     virtual void SetNewDisplayImage(TSender, MemStream&) {}
     virtual void PrepareShutdown();
     virtual void CheckData() {}
+    // A key pressed in the view; a handler that used it sets `Key` to 0.
+    virtual void NewOnKeyDown(TSender, int& /*Key*/, QChar& /*KeyChar*/, Qt::KeyboardModifiers /*Shift*/) {}
     // The session fell (line lost, refused); the view shows it and may offer to reconnect.
     virtual void ConnectionLost(const std::string& Reason);
     // The connect attempt failed; the session has told the user why.
@@ -122,6 +132,16 @@ public:
     // Whether a rights reply grants the right: "true" anywhere, in any case.
     static bool RightGranted(const std::string& Output);
     void CallBackXML(TSender Sender, const std::string& FileName, int XMLType);
+    // The name and unit of a measured object id, from FMGFerroCls.
+    TMGFerroRec GetMGFerroPtr(TSender Sender, uint32_t Id) const;
+
+    // The link's file callbacks, forwarded to the virtual operations.
+    void FileRecOverView(TSender Sender, MemStream& Stream);
+    void FileEvtOverView(TSender Sender, MemStream& Stream);
+    void FileRecToTable(TSender Sender, const std::string& FileName);
+    void FileEvtToTable(TSender Sender, const std::string& FileName);
+    void FileAsyncToTable(TSender Sender, const std::string& FileName);
+    void FileUpdateGrid(TSender Sender);
 
     // ---- Messages ----
     void DisplayConnMessage(const std::string& Text, TMsgDlgType MsgType, TThreadedMessageCallBack Callback,
@@ -129,6 +149,9 @@ public:
     // Callable from any thread.
     void DisplayMessage(const std::string& Text, TMsgDlgType MsgType, TMsgDlgButtons Buttons,
                         TMsgDlgBtn DefaultButton, TThreadedMessageCallBack Callback);
+    // Straight to the dialog service: no identity added, not counted by the host.
+    void DisplayAsyncConnMessage(const std::string& Text, TMsgDlgType MsgType, TMsgDlgButtons Buttons,
+                                 TMsgDlgBtn DefaultButton, TThreadedMessageCallBack Callback);
     void ShowDLG(const std::string& Text, TMsgDlgType MsgType, TMsgDlgButtons Buttons,
                  TMsgDlgBtn DefaultButton, TThreadedMessageCallBack Callback);
     void SetLabConText(TSender Sender, const std::string& Text);
@@ -163,7 +186,12 @@ public:
     std::function<void(bool Success)> FConnestCB;
     bool FStreamRunning = false, FConnSucces = false, FAuthError = false;
     std::string FIP, FPort, FSN;
-    std::string FLangXMLFN;
+    TGetMGFerroPtr FOnGetFerroPtr;
+    // The instrument's language file: FLangXML names groups and columns, FLangXMLFN the event texts.
+    TXMLLangu FLangXML, FLangXMLFN;
+    // The setup document a view works on, and the known measured objects.
+    std::unique_ptr<pugi::xml_document> FXML;
+    std::map<uint32_t, TMGFerroRec> FMGFerroCls;
     uint64_t FGesamtCount = 0, FCnt = 0;
     time_tz_t Ftme;
     bool FSecureConnection = false;
@@ -185,6 +213,7 @@ signals:
 
 protected:
     void closeEvent(QCloseEvent* Event) override;
+    void keyPressEvent(QKeyEvent* Event) override;
     void LogCallBack(const std::string& Text, bool ToMemo);
 
     QFrame* StatBar = nullptr;

@@ -68,6 +68,14 @@ void TFormBasic::ShowDLG(const std::string& Text, TMsgDlgType MsgType, TMsgDlgBu
     if (awaited) FOpenBoxes.emplace_back(box);
 }
 
+void TFormBasic::DisplayAsyncConnMessage(const std::string& Text, TMsgDlgType MsgType, TMsgDlgButtons Buttons,
+                                         TMsgDlgBtn DefaultButton, TThreadedMessageCallBack Callback) {
+    OpenMessageBox(window(), Text, MsgType, Buttons, DefaultButton,
+                   [Callback = std::move(Callback)](int Result) {
+                       if (Callback) Callback(nullptr, Result);
+                   });
+}
+
 // A closing form answers the boxes whose answer someone awaits with Cancel/No so that no waiting caller is
 // left hanging.
 void TFormBasic::FinishPendingDialogs() {
@@ -119,6 +127,10 @@ void TFormBasic::StopWork() {
 void TFormBasic::ClearWork() {
     AniIndi->setVisible(false);
     if (FWorkCallback) FWorkCallback(this, "", false, true);
+}
+
+void TFormBasic::EndWork(TSender) {
+    EndWork();
 }
 
 // ---------------------------------------------------------------- transfer progress

@@ -88,6 +88,25 @@ QString TitleOf(TMsgDlgType Type) {
     return QStringLiteral("Marlin Lite");
 }
 
+// Qt's own button texts are English.
+const char* GermanText(QMessageBox::StandardButton Button) {
+    switch (Button) {
+    case QMessageBox::Yes:
+        return "Ja";
+    case QMessageBox::No:
+        return "Nein";
+    case QMessageBox::Cancel:
+    case QMessageBox::Abort:
+        return "Abbrechen";
+    case QMessageBox::Retry:
+        return "Wiederholen";
+    case QMessageBox::Ignore:
+        return "Ignorieren";
+    default:
+        return "OK";
+    }
+}
+
 } // namespace
 
 QMessageBox* OpenMessageBox(QWidget* Parent, const std::string& Text, TMsgDlgType Type,
@@ -101,6 +120,8 @@ QMessageBox* OpenMessageBox(QWidget* Parent, const std::string& Text, TMsgDlgTyp
     box->setText(QString::fromStdString(Text).replace(QLatin1String("\r\n"), QLatin1String("\n")));
     const QMessageBox::StandardButtons buttons = StandardButtonsOf(Buttons);
     box->setStandardButtons(buttons);
+    for (QAbstractButton* b : box->buttons())
+        b->setText(GermanText(box->standardButton(b)));
     if (buttons.testFlag(StandardButtonOf(DefaultButton)))
         box->setDefaultButton(StandardButtonOf(DefaultButton));
     QObject::connect(box, &QMessageBox::finished, box, [box, buttons, Done = std::move(Done)](int) {

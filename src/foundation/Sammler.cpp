@@ -110,4 +110,11 @@ int64_t UTCToSystemTime(int64_t utcSeconds) {
     return utcSeconds + local.tm_gmtoff;
 }
 
+TDateTime UTCToSystemTime(TDateTime utc) {
+    const double secs = DateTimeToUnix(utc);
+    if (!std::isfinite(secs) || std::fabs(secs) > 1e15) return utc;
+    const int64_t whole = int64_t(std::floor(secs));
+    return UnixToDateTime(double(UTCToSystemTime(whole)) + (secs - double(whole)));
+}
+
 } // namespace ferro

@@ -214,6 +214,14 @@ using TWorkCallback = std::function<void(TSender, const std::string& Text, bool 
 using TConnectThreadEnd = std::function<void(TSender, bool Success, bool AuthError)>;
 using TXMLVersionCallback = std::function<void(TSender, int LangVer, int ObjPropsVer, int strucVer)>;
 using TProgressCallBack = std::function<void(TSender, const TProgressRecord& rec)>;
+
+// What the program knows of a measured object id: its name and unit. An unknown id gives a record
+// with that id and empty texts.
+struct TMGFerroRec {
+    uint32_t Id = 0;
+    std::string Name, Unit;
+};
+using TGetMGFerroPtr = std::function<TMGFerroRec(TSender, uint32_t Id)>;
 using TGlobalProgressCallBack = std::function<void(TSender, bool Enabled, const std::string& Text)>;
 using TChangeLoadText = std::function<void(TSender, const std::string& Text)>;
 using TThreadedMessageCallBack = std::function<void(TSender, int AResult)>;
@@ -246,5 +254,7 @@ TAlphaColor GenerateAlphaColor(int V);
 // UTC seconds since 1970 to the computer's local time, as seconds since 1970 of the local wall clock.
 // On failure the value comes back unchanged.
 int64_t UTCToSystemTime(int64_t utcSeconds);
+// The same for a date and time; the milliseconds stay as they were.
+TDateTime UTCToSystemTime(TDateTime utc);
 
 } // namespace ferro

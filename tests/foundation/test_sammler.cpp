@@ -84,6 +84,8 @@ TEST(UTCToSystemTime, FollowsTheComputersZone) {
     tzset();
     EXPECT_EQ(UTCToSystemTime(int64_t(1700000000)), 1700000000 + 3600); // November: CET
     EXPECT_EQ(UTCToSystemTime(int64_t(1690000000)), 1690000000 + 7200); // July: CEST
+    // The date-time form keeps the fraction of the second.
+    EXPECT_NEAR(DateTimeToUnix(UTCToSystemTime(UnixToDateTime(1690000000.25))), 1690000000.25 + 7200, 1e-4);
     unsetenv("TZ");
     tzset();
 }

@@ -4,10 +4,11 @@
 #include "foundation/Clock.h"
 #include "link/CommandTable.h"
 #include "link/Messages.h"
-#include "support/TestComUnit.h"
 #include "support/Ports.h"
 #include "support/Replies.h"
+#include "support/TestComUnit.h"
 
+#include <QKeyEvent>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -272,6 +273,57 @@ TEST(FormBasicXml, AListingAsksForTheUserManagementBranchOnlyIfItHasIt) {
     rig.form.CallBackXML(nullptr, good, 0);
     ASSERT_EQ(rig.commands(), Names{"CCC_SETUP_RD_ONE"}) << ::testing::PrintToString(rig.log);
     EXPECT_EQ(std::string(rig.sentText(0).c_str()), "usrMan/usr/acc");
+
+    // A language file is loaded at once; a broken one keeps the texts that were there.
+    const std::string lang = dir.filePath("lang_de.xml").toStdString();
+    std::ofstream(lang)
+        << "<language lang='de'><text id='168820736' long='Spannungen L1' short='V'/></language>";
+    rig.form.CallBackXML(nullptr, lang, 2);
+    EXPECT_TRUE(AnyContains(rig.log, "Ferro: New XML " + lang));
+    EXPECT_EQ(rig.form.FLangXML.IdToText(168820736u), "Spannungen L1");
+    EXPECT_EQ(rig.form.FLangXMLFN.IdToShort(168820736u), "V");
+    rig.form.CallBackXML(nullptr, other, 2);
+    EXPECT_EQ(rig.form.FLangXML.IdToText(168820736u), "Spannungen L1");
+    EXPECT_TRUE(AnyContains(rig.log, "nicht den erwarteten Inhalt"));
+}
+
+namespace {
+class KeyView : public TFormBasic {
+public:
+    std::vector<int> keys;
+    void NewOnKeyDown(TSender, int& Key, QChar&, Qt::KeyboardModifiers) override {
+        keys.push_back(Key);
+        if (Key == Qt::Key_Left) Key = 0;
+    }
+};
+} // namespace
+
+TEST(FormBasicLife, KeysReachTheViewObjectsAreLookedUpAndTheTearDownCountsItsSteps) {
+    std::vector<std::string> log;
+    {
+        KeyView view;
+        view.FOnLogCallBack = [&](TSender, const std::string& s, bool) { log.push_back(s); };
+        QKeyEvent left(QEvent::KeyPress, Qt::Key_Left, Qt::NoModifier);
+        QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r");
+        QApplication::sendEvent(&view, &left);
+        QApplication::sendEvent(&view, &enter);
+        EXPECT_EQ(view.keys, (std::vector<int>{Qt::Key_Left, Qt::Key_Return}));
+        EXPECT_TRUE(left.isAccepted()) << "a key the view used goes no further";
+
+        view.FMGFerroCls[0x104002F] = {0x104002F, "U1E", "V"};
+        const TMGFerroRec hit = view.FOnGetFerroPtr(nullptr, 0x104002F);
+        const TMGFerroRec miss = view.FOnGetFerroPtr(nullptr, 7);
+        EXPECT_EQ(hit.Name + hit.Unit, "U1EV");
+        EXPECT_EQ(miss.Id, 7u);
+        EXPECT_TRUE(miss.Name.empty() && miss.Unit.empty());
+    }
+    Names steps;
+    for (const auto& l : log)
+        if (l.rfind("Ferro: End:", 0) == 0) steps.push_back(l.substr(7, 6));
+    ASSERT_EQ(steps.size(), 15u) << ::testing::PrintToString(log);
+    EXPECT_EQ(steps.front(), "End: 0");
+    EXPECT_EQ(steps[1], "End:");
+    EXPECT_EQ(steps.back(), "End: 7");
 }
 
 TEST(FormBasicWork, BusyIndicatorHostCallbackAndRefusal) {
