@@ -73,8 +73,17 @@ TInstrumentDialog::TInstrumentDialog(const TInstrument& Entry, QWidget* Parent) 
     root->addWidget(btnBox);
     connect(btnBox, &QDialogButtonBox::accepted, this, [this] { TryAccept(); });
     connect(btnBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    connect(cbTransport, qOverload<int>(&QComboBox::currentIndexChanged), this,
-            [this] { UpdateFieldStates(); });
+    connect(cbTransport, qOverload<int>(&QComboBox::currentIndexChanged), this, [this] {
+        // The port of the other network transport's default is swapped for this one's; a port the
+        // user typed stays.
+        const bool ssh = TTransport(cbTransport->currentIndex()) == TTransport::Ssh;
+        const QString port = edtPort->text().trimmed();
+        if (ssh && port == QString::number(CDefaultCcciPort))
+            edtPort->setText(QString::number(CDefaultSshPort));
+        if (!ssh && port == QString::number(CDefaultSshPort))
+            edtPort->setText(QString::number(CDefaultCcciPort));
+        UpdateFieldStates();
+    });
     UpdateFieldStates();
     setMinimumWidth(440);
 }

@@ -63,6 +63,12 @@ bool TComUnit::FireShutDownComplete() {
     return true;
 }
 
+std::string TComUnit::LineName() const {
+    // An IPv6 address is bracketed so that its port stays readable.
+    const bool v6 = FIP.find(':') != std::string::npos;
+    return Fmt(v6 ? "[%s]:%d" : "%s:%d", FIP.c_str(), int(FPort));
+}
+
 void TComUnit::SetIPAndPort(const std::string& IP, int Port, int) {
     FIP = IP;
     // Port 0 is stored as 1: the field is never left without a port.
@@ -262,8 +268,8 @@ void TComUnit::FailStaleReplies() {
     // Writes are acknowledged whenever the instrument is done; everything else answers in turn.
     const int64_t limit = now() - CAnswerWaitSec * 1000;
     for (auto it = FPending.begin(); it != FPending.end();) {
-        const bool write = (it->Cmd == CmdSetup && it->RequestExt == 3) ||
-                           (it->Cmd == CmdScratchPad && it->RequestExt == 2);
+        const bool write =
+            (it->Cmd == CmdSetup && it->RequestExt == 3) || (it->Cmd == CmdScratchPad && it->RequestExt == 2);
         if (write || it->SentMs > limit) {
             ++it;
             continue;

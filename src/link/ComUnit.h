@@ -25,9 +25,9 @@ namespace ferro {
 // The end of one request: its result, or why there is none.
 struct TReply {
     bool Ok = false;
-    uint32_t Code = 0;  // the instrument's refusal code, 0 without one
-    std::string Text;   // Lua output, or the reason of a failure in German
-    std::string File;   // the local file that arrived (setup, scratchpad, recording)
+    uint32_t Code = 0; // the instrument's refusal code, 0 without one
+    std::string Text;  // Lua output, or the reason of a failure in German
+    std::string File;  // the local file that arrived (setup, scratchpad, recording)
 };
 using TReplyProc = std::function<void(const TReply&)>;
 
@@ -144,6 +144,8 @@ public:
     virtual void CancelConnect() {}
     // Bytes of the frame under way that have arrived; readable from any thread.
     virtual uint64_t ReadArrived() const { return 0; }
+    // Where the line goes, for the footer and messages: "address:port", a serial link's device.
+    virtual std::string LineName() const;
     const TIdentity& Identity() const { return FIdentity; }
 
     // A standing line fell without being asked to (on the main thread, once per fall); unset, the

@@ -177,8 +177,8 @@ void TComUnit::IdentityCommand(MemStream& Stream) {
 
     if (FOnComNewSNCallBack) FOnComNewSNCallBack(this, sn, id.DevType, id.Plant, id.Field, id.Device);
     if (FOnConCallack)
-        FOnConCallack(this, Fmt("%s:%d - %s %s %s (%s)", FIP.c_str(), int(FPort), id.Plant.c_str(),
-                                id.Field.c_str(), id.Device.c_str(), id.Rev.VerAsStr().c_str()));
+        FOnConCallack(this, Fmt("%s - %s %s %s (%s)", LineName().c_str(), id.Plant.c_str(), id.Field.c_str(),
+                                id.Device.c_str(), id.Rev.VerAsStr().c_str()));
     if (FSN != sn) FSN = sn;
     WriteLog("Before Connection Done Assigend");
     if (FSetFolders) {

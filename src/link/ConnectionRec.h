@@ -12,6 +12,10 @@ namespace ferro {
 enum class TTransport { Tcp, Ssh, Serial };
 
 // Where the link keeps its files (each with a trailing separator; empty: none are made).
+// The instrument's ports as delivered.
+constexpr int CDefaultCcciPort = 5040;
+constexpr int CDefaultSshPort = 22;
+
 struct TFolders {
     std::string Data, Ini, Tmp;
 };
@@ -20,7 +24,7 @@ struct TConnectionRec {
     std::string Name;
     TTransport Transport = TTransport::Tcp;
     std::string Address = "127.0.0.1";
-    int Port = 5040;
+    int Port = CDefaultCcciPort;
     TIpVer IpVer = ipverV4;
     std::string SshUser, SshPassword;
     std::string SshPublicKey, SshPrivateKey; // key login (OpenSSH texts) when both are set

@@ -16,6 +16,7 @@ public:
     ~TRSComUnit() override;
 
     void SetComPort(const std::string& Port) { FRSPort = Port; }
+    std::string LineName() const override { return FRSPort; }
     const std::string& ComPort() const { return FRSPort; }
 
     void CreateThread(bool IsSSH) override;

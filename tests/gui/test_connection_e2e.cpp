@@ -198,6 +198,9 @@ TEST(HostWithSimulator, ReachesConnEstOverThePtyAndALostLineShowsTheLostStateAtO
     QPointer<TConnectionView> view = OpenInHost(w, Serial(QString::fromStdString(sim.serial())));
     ASSERT_TRUE(WaitFor([&] { return view && view->Established(); }, CConnectMs));
     EXPECT_NE(view->findChild<QLabel*>("lblSerial")->text(), "–");
+    EXPECT_TRUE(
+        view->findChild<QLabel*>("lblCon")->text().startsWith(QString::fromStdString(sim.serial()) + " - "))
+        << "the footer names the device";
     sim.stop();
     // The view stays, shows the loss and offers to connect again; the host log names it.
     ASSERT_TRUE(WaitFor([&] { return !view->Established(); }, 10000));

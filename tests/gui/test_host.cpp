@@ -121,7 +121,15 @@ TEST(InstrumentEditor, RefusesAMissingAddressOrABadPortAcceptsAGoodEntryAndDisab
         EXPECT_NE(dlg.result(), QDialog::Accepted);
         CloseAllBoxes();
     }
+    // The default port follows the transport; a port the user typed stays.
+    dlg.edtPort->setText("5040");
     dlg.cbTransport->setCurrentIndex(int(TTransport::Ssh));
+    EXPECT_EQ(dlg.edtPort->text(), "22");
+    dlg.cbTransport->setCurrentIndex(int(TTransport::Tcp));
+    EXPECT_EQ(dlg.edtPort->text(), "5040");
+    dlg.edtPort->setText("2222");
+    dlg.cbTransport->setCurrentIndex(int(TTransport::Ssh));
+    EXPECT_EQ(dlg.edtPort->text(), "2222");
     EXPECT_TRUE(dlg.edtUser->isEnabled());
     EXPECT_FALSE(dlg.edtSerial->isEnabled());
     dlg.edtAddress->setText("192.168.0.7");
