@@ -1,6 +1,8 @@
 // Per-point cost of the axis normalisers over ten million points, next to a plain multiply-add
 // over the same data in the same run. Prints the median of each and the ratios. Goal: a normaliser
 // is a scale and an offset, so it costs at most twice the plain multiply-add.
+// Ends with one "RESULT <name> <value> <unit> goal <op> <limit> met|missed" line per figure:
+// tmnorm_vs_multiply_add, ynorm_vs_multiply_add.
 #include "charts/TimeNorm.h"
 #include "charts/YLinNorm.h"
 

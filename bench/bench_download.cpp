@@ -4,9 +4,11 @@
 // our FTP client against curl fetching the same file from the same server. Runs of a road and its
 // baseline take turns, and the figure is the median of the pairs' ratios, so a drift of the machine
 // meets both sides of a pair. Goals: 0.9 of the baseline each.
+// Ends with one "RESULT <name> <value> <unit> goal <op> <limit> met|missed" line per figure:
+// download_frames_vs_raw_file, download_ftp_vs_curl.
 #include "BenchResult.h"
-#include "link/FtpClient.h"
 #include "link/DeviceSession.h"
+#include "link/FtpClient.h"
 #include "support/FtpServer.h"
 #include "support/SimProcess.h"
 
@@ -320,7 +322,8 @@ int main(int argc, char** argv) {
         return bench::Median(r);
     };
     if (!frames.empty() && !rawFile.empty())
-        bench::Result("download_frames_vs_raw_file", pairedRatio(frames, rawFile), "ratio", ">=", 0.9, framesWhole);
+        bench::Result("download_frames_vs_raw_file", pairedRatio(frames, rawFile), "ratio", ">=", 0.9,
+                      framesWhole);
     if (!ftp.empty())
         bench::Result("download_ftp_vs_curl", pairedRatio(ftp, curl), "ratio", ">=", 0.9,
                       ftpWhole && curlWhole && !curl.empty());

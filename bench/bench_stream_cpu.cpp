@@ -2,6 +2,8 @@
 // idle event loop measured for the same time in the same run. Both are measured in five windows
 // and the medians compared. Goal: the streaming client, decoding every block, takes less than 1 %
 // of one core.
+// Ends with one "RESULT <name> <value> <unit> goal <op> <limit> met|missed" line per figure:
+// stream_client_cpu.
 #include "BenchResult.h"
 #include "foundation/records/CsRecord.h"
 #include "link/DeviceSession.h"
@@ -71,7 +73,8 @@ int main(int argc, char** argv) {
     int blocks = 0, decoded = 0;
     l.FUpdateGrid = [&](TSender) {
         ++blocks;
-        if (TCsRecord::Decode(l.FBytes.FBytes.data(), l.FBytes.FBytes.size(), l.Identity().Rev.Gen)) ++decoded;
+        if (TCsRecord::Decode(l.FBytes.FBytes.data(), l.FBytes.FBytes.size(), l.Identity().Rev.Gen))
+            ++decoded;
     };
     l.SendCommand("CCC_STREAM_START", CmdStream, 0, 1, CDataObj[4]);
     l.ManualTimer(nullptr);
@@ -80,8 +83,8 @@ int main(int argc, char** argv) {
     std::printf("live stream of 1-second values for %.0f s: %d blocks, %d decoded\n", secs, blocks, decoded);
     std::printf("idle event loop   %6.3f %% of one core (median of %d windows of %.0f s)\n", idle, kWindows,
                 window);
-    std::printf("streaming client  %6.3f %% of one core (median of %d windows, %.3f %% above idle)\n", streaming,
-                kWindows, streaming - idle);
+    std::printf("streaming client  %6.3f %% of one core (median of %d windows, %.3f %% above idle)\n",
+                streaming, kWindows, streaming - idle);
     // Without blocks, or with blocks that do not decode, the loop did not stream: no figure.
     bench::Result("stream_client_cpu", streaming, "%core", "<", 1.0, blocks > 0 && decoded == blocks);
     return blocks > 0 ? 0 : 1;
