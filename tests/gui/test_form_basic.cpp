@@ -217,9 +217,11 @@ TEST(FormBasicMessages, OnlyAMessageFromALinkThreadIsLoggedWithTheStar) {
 
 TEST(FormBasicMessages, TheAnswerComesBackTheHostCountsBoxesAndClosingAnswersNo) {
     int result = -1, atClose = -1;
+    // A form being torn down still tells the host that its boxes close: what that handler
+    // writes into must outlive the form.
+    std::vector<bool> counted;
     {
         FormRig rig;
-        std::vector<bool> counted;
         rig.form.FCntDlgBoxes = [&](bool open) { counted.push_back(open); };
         rig.form.DisplayMessage("Weiter?", mtConfirmation, Buttons({mbYes, mbNo}), mbNo,
                                 [&](TSender, int r) { result = r; });
@@ -235,6 +237,7 @@ TEST(FormBasicMessages, TheAnswerComesBackTheHostCountsBoxesAndClosingAnswersNo)
         ASSERT_NE(BoxContaining("Vertrauen?"), nullptr);
     }
     EXPECT_EQ(atClose, mrNo);
+    EXPECT_EQ(counted, (std::vector<bool>{true, false, true, false}));
 }
 
 TEST(FormBasicRights, TrueInAnyCaseIsAllowedAndAnEmptyReplyIsDeniedNamingTheUser) {
