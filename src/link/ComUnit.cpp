@@ -262,8 +262,8 @@ void TComUnit::FailStaleReplies() {
     // Writes are acknowledged whenever the instrument is done; everything else answers in turn.
     const int64_t limit = now() - CAnswerWaitSec * 1000;
     for (auto it = FPending.begin(); it != FPending.end();) {
-        const bool write = (it->Cmd == CmdSetup && it->RequestExt == 3) ||
-                           (it->Cmd == CmdScratchPad && it->RequestExt == 2);
+        const bool write =
+            (it->Cmd == CmdSetup && it->RequestExt == 3) || (it->Cmd == CmdScratchPad && it->RequestExt == 2);
         if (write || it->SentMs > limit) {
             ++it;
             continue;
@@ -601,7 +601,9 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
     if (!FDisplayConnMessage) {
         if (FNAKCB) FNAKCB(this, code);
     } else if (code == 13) {
-        FDisplayConnMessage(Fmt(_SKeinZugriff, FSSHUser.c_str()), mtError, nullptr, Buttons({mbOK}), mbOK);
+        // A plain session (serial, TCP) has no login of ours: the session's user is named then.
+        const std::string& user = FSSHUser.empty() ? FUser : FSSHUser;
+        FDisplayConnMessage(Fmt(_SKeinZugriff, user.c_str()), mtError, nullptr, Buttons({mbOK}), mbOK);
     } else if (code == 107) {
         FDisplayConnMessage(
             _SZweiVerbindungen, mtError, [this](TSender s, int r) { NAKerrorCB(s, r); }, Buttons({mbOK}),
