@@ -30,12 +30,12 @@ std::unique_ptr<ferro::TDeviceSession> OpenSession(const CliOptions& opt, bool m
     const bool yes = opt.yes;
     // A window-less program has no dialogs: errors are printed once, by whoever ends on them, and
     // questions are asked on the terminal.
-    session->FPresent = [yes](const std::string& text, ferro::TMsgDlgType type, ferro::TThreadedMessageCallBack cb,
-                              ferro::TMsgDlgButtons, ferro::TMsgDlgBtn) {
+    session->FPresent = [yes](const std::string& text, ferro::TMsgDlgType type,
+                              ferro::TThreadedMessageCallBack cb, ferro::TMsgDlgButtons, ferro::TMsgDlgBtn) {
         int answer = ferro::mrOk;
         if (type == ferro::mtConfirmation) {
-            const bool changedKey = text.rfind(ferro::_SHostKeyGeaendert, 0) == 0;
-            const bool newKey = text.rfind(ferro::_SHostKeyNeu, 0) == 0;
+            const bool changedKey = text.find(ferro::CHostKeyGeaendertMark) != std::string::npos;
+            const bool newKey = text.rfind(ferro::CHostKeyNeuStart, 0) == 0;
             // --yes accepts a new key, never a changed one.
             if (yes && !changedKey) {
                 answer = ferro::mrYes;

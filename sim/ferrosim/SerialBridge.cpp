@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -19,7 +20,6 @@ SerialBridge::~SerialBridge() {
     readNotifier_.reset();
     writeNotifier_.reset();
     if (socket_) socket_->abort();
-    if (heldSlave_ >= 0) ::close(heldSlave_);
     if (master_ >= 0) ::close(master_);
 }
 
@@ -31,22 +31,26 @@ bool SerialBridge::open(std::string& error) {
     }
     const char* name = ::ptsname(master_);
     path_ = name ? name : "";
-    heldSlave_ = ::open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (heldSlave_ < 0) {
+    const int slave = ::open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (slave < 0) {
         error = std::string("pseudo-terminal slave: ") + std::strerror(errno);
         return false;
     }
-    // Raw from the start: an echo would send our own replies back to us as requests.
+    // Raw from the start (the setting lives as long as the master): an echo would send our own
+    // replies back to us as requests.
     termios t{};
-    ::tcgetattr(heldSlave_, &t);
+    ::tcgetattr(slave, &t);
     ::cfmakeraw(&t);
-    ::tcsetattr(heldSlave_, TCSANOW, &t);
+    ::tcsetattr(slave, TCSANOW, &t);
+    ::close(slave);
     ::fcntl(master_, F_SETFL, ::fcntl(master_, F_GETFL) | O_NONBLOCK);
     readNotifier_ = std::make_unique<QSocketNotifier>(master_, QSocketNotifier::Read);
     connect(readNotifier_.get(), &QSocketNotifier::activated, this, [this] { onMasterReadable(); });
     writeNotifier_ = std::make_unique<QSocketNotifier>(master_, QSocketNotifier::Write);
     writeNotifier_->setEnabled(false);
     connect(writeNotifier_.get(), &QSocketNotifier::activated, this, [this] { flushToMaster(); });
+    clientWatch_.setInterval(20);
+    connect(&clientWatch_, &QTimer::timeout, this, [this] { watchForClient(); });
     return true;
 }
 
@@ -54,6 +58,10 @@ void SerialBridge::onMasterReadable() {
     char buf[65536];
     for (;;) {
         ssize_t n = ::read(master_, buf, sizeof buf);
+        if (n < 0 && errno == EIO) {
+            hangUp(); // no client has the line open (any more)
+            return;
+        }
         if (n <= 0) break;
         if (!socket_ || socket_->state() != QAbstractSocket::ConnectedState) {
             socket_ = std::make_unique<QTcpSocket>();
@@ -66,6 +74,30 @@ void SerialBridge::onMasterReadable() {
         }
         socket_->write(buf, n);
     }
+}
+
+void SerialBridge::hangUp() {
+    readNotifier_->setEnabled(false);
+    writeNotifier_->setEnabled(false);
+    pending_.clear();
+    if (socket_) {
+        // What the client sent last (its session stop, say) still reaches the server first.
+        QTcpSocket* s = socket_.release();
+        s->disconnect(this);
+        connect(s, &QTcpSocket::disconnected, s, &QObject::deleteLater);
+        s->disconnectFromHost();
+        if (s->state() == QAbstractSocket::UnconnectedState) s->deleteLater();
+    }
+    clientWatch_.start();
+}
+
+void SerialBridge::watchForClient() {
+    // The master reports a hang-up for as long as nobody has the other end open.
+    pollfd p{master_, POLLIN, 0};
+    if (::poll(&p, 1, 0) < 0 || (p.revents & POLLHUP)) return;
+    clientWatch_.stop();
+    readNotifier_->setEnabled(true);
+    onMasterReadable();
 }
 
 void SerialBridge::onSocketReadable() {

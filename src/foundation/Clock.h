@@ -1,6 +1,7 @@
 #pragma once
 // The one clock of the program. Tests install a manual clock and move it instead of sleeping.
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -21,7 +22,7 @@ public:
     void sleepMs(int64_t ms) override;
 };
 
-// A clock that only moves when told to; sleeping advances it.
+// A clock that only moves when told to; sleeping advances it. Link threads read it too.
 class ManualClock : public Clock {
 public:
     explicit ManualClock(int64_t startMs = 1700000000000LL) : now_(startMs) {}
@@ -31,7 +32,7 @@ public:
     void set(int64_t ms) { now_ = ms; }
 
 private:
-    int64_t now_;
+    std::atomic<int64_t> now_;
 };
 
 Clock& clock();

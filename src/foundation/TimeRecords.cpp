@@ -82,31 +82,28 @@ void time_set_t::encode(uint8_t* p) const {
 // major.minor.patch.build (one byte each). Generation 0 and 1 are the V1_0 layouts, 2 is V2_2,
 // 3 is the later oscilloscope header without the gap.
 void TFerroFW::CalcVer() {
+    // The instrument knows the V1_0 and V2_2 layouts only: every firmware from 2.2 (revision
+    // 20000) on, 3.x included, sends the V2_2 layouts.
     if (Rev >= 0x01000000u) {
         uint8_t major = uint8_t(Rev >> 24), minor = uint8_t(Rev >> 16);
         if (major < 2)
             Gen = 0;
         else if (major == 2 && minor < 2)
             Gen = 1;
-        else if (major == 2)
-            Gen = 2;
         else
-            Gen = 3;
+            Gen = 2;
         return;
     }
     if (Rev <= 13685)
         Gen = 0;
     else if (Rev < 20000)
         Gen = 1;
-    else if (Rev < 30000)
-        Gen = 2;
     else
-        Gen = 3;
+        Gen = 2;
 }
 
 std::string TFerroFW::VerAsStr() const {
-    static const char* layouts[] = {"V1_0", "V1_0", "V2_2", "V3"};
-    const char* layout = layouts[Gen < 4 ? Gen : 3];
+    const char* layout = Gen < 2 ? "V1_0" : "V2_2";
     if (Rev >= 0x01000000u)
         return Fmt("V%u.%u.%u.%u (%s)", Rev >> 24, (Rev >> 16) & 0xFF, (Rev >> 8) & 0xFF, Rev & 0xFF, layout);
     return Fmt("Rev %u (%s)", Rev, layout);

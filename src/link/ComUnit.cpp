@@ -607,7 +607,9 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
     if (!FDisplayConnMessage) {
         if (FNAKCB) FNAKCB(this, code);
     } else if (code == 13) {
-        FDisplayConnMessage(Fmt(_SKeinZugriff, FSSHUser.c_str()), mtError, nullptr, Buttons({mbOK}), mbOK);
+        // A plain session (serial, TCP) has no login of ours: the session's user is named then.
+        const std::string& user = FSSHUser.empty() ? FUser : FSSHUser;
+        FDisplayConnMessage(Fmt(_SKeinZugriff, user.c_str()), mtError, nullptr, Buttons({mbOK}), mbOK);
     } else if (code == 107) {
         FDisplayConnMessage(
             _SZweiVerbindungen, mtError, [this](TSender s, int r) { NAKerrorCB(s, r); }, Buttons({mbOK}),

@@ -88,6 +88,12 @@ void TComUnit::SessionCommand(MemStream& Stream) {
     }
     Stream.setPosition(FHead.Size);
     ClearStreamAndBuffer();
+    if (FHead.ExtCmd == CExtStop) {
+        // The instrument ended the session: nothing more goes out. On a serial line a request
+        // now would reach it outside any session and be refused.
+        WriteLog("Session stopped");
+        return;
+    }
     SendNamed("CCC_IDENTIFY_ALL");
     SetTimerEnabled(true);
 }

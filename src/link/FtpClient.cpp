@@ -106,6 +106,8 @@ CURL* TFtpClient::handle(const std::string& url) {
     curl_easy_setopt(h, CURLOPT_CONNECTTIMEOUT_MS, long(TimeoutMs));
     curl_easy_setopt(h, CURLOPT_FTP_RESPONSE_TIMEOUT, long(TimeoutMs / 1000 + 1));
     curl_easy_setopt(h, CURLOPT_NOSIGNAL, 1L);
+    // Large blocks per read: a recording arrives with few calls into our file writes.
+    curl_easy_setopt(h, CURLOPT_BUFFERSIZE, 512L * 1024L);
     // A stalled data connection ends the transfer instead of hanging it.
     curl_easy_setopt(h, CURLOPT_LOW_SPEED_LIMIT, 1L);
     curl_easy_setopt(h, CURLOPT_LOW_SPEED_TIME, long(TimeoutMs / 1000 + 1));

@@ -34,17 +34,19 @@ constexpr const char* _SKeinZugriff = "Der Nutzer %s hat keinen Zugriff auf dies
 // 65527
 constexpr const char* _SHostKeyNeu =
     "Dieses Gerät ist nicht bekannt und dessen Identität ist anhand des folgenden "
-    "RSA-Schlüssels zu überprüfen:\r\n";
-// 65528
+    "%s-Schlüssels zu überprüfen:\r\n";
+// 65528, the key's type twice
 constexpr const char* _SHostKeyGeaendert =
-    "Der RSA Schlüssel dieses Gerätes hat sich geändert. Bitte Verifizieren Sie die Integrität des Gerätes "
-    "anhand des folgenden RSA-Schlüssels:\r\n";
-// 65529
+    "Der %s-Schlüssel dieses Gerätes hat sich geändert. Bitte Verifizieren Sie die Integrität des Gerätes "
+    "anhand des folgenden %s-Schlüssels:\r\n";
+// 65529, the MD5 and the SHA-256 fingerprint (the latter as OpenSSH writes it, "SHA256:...")
 constexpr const char* _SHostKeyFingerprint =
-    "\r\n%s\r\n\r\nDieser ist auf dem Prüfzertifikat oder direkt am Gerät hinterlegt. Ohne eine Überprüfung "
-    "sollte dem Gerät nicht vertraut werden und die Verbindung abgebrochen werden!\r\n\r\nWollen Sie dem "
-    "Gerät "
-    "vertrauen und eine Verbindung herstellen?";
+    "\r\nMD5: %s\r\n%s\r\n\r\nDieser ist auf dem Prüfzertifikat oder direkt am Gerät hinterlegt. "
+    "Ohne eine Überprüfung sollte dem Gerät nicht vertraut werden und die Verbindung abgebrochen "
+    "werden!\r\n\r\nWollen Sie dem Gerät vertrauen und eine Verbindung herstellen?";
+// How a program without dialogs tells the two questions apart.
+constexpr const char* CHostKeyNeuStart = "Dieses Gerät ist nicht bekannt";
+constexpr const char* CHostKeyGeaendertMark = "-Schlüssel dieses Gerätes hat sich geändert";
 // A file from the instrument that does not unpack.
 constexpr const char* _SEntpackenFehler = "Die Datei %s des Gerätes konnte nicht entpackt werden.";
 // The general error title in front of a refusal text.

@@ -2,6 +2,7 @@
 
 #include "foundation/Format.h"
 #include "link/SocketText.h"
+#include "link/TCPComUnit.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -26,6 +27,19 @@ TIdReadThreadTCPSSH::TIdReadThreadTCPSSH(TTCPComUnit* client)
     FSSHClient->FOnWorkWrite = [this](uint64_t n) {
         if (FOnWork) FOnWork(wmWrite, n);
     };
+    // Data events: frames and shell text reach us as they arrive, not by asking every turn.
+    FSSHClient->FCCCIDataCallBack = [this](const uint8_t* data, int count) {
+        FreadStream.Append(data, size_t(count));
+        ReportReadProgress();
+    };
+    FSSHClient->FLUACallBack = [this](const std::string& text) {
+        if (FLuaCB) FLuaCB(text);
+    };
+    FSSHClient->FDisConnectCallBack = [this](TSSHUnit*) {
+        FIsconnected = false;
+        log("Status: Disconnected");
+        if (FOnDisconnected) FOnDisconnected();
+    };
 }
 
 TIdReadThreadTCPSSH::~TIdReadThreadTCPSSH() {
@@ -44,6 +58,7 @@ void TIdReadThreadTCPSSH::DoConnect() {
     FSSHClient->SetHashFile(FHashFile);
     FInvalidAuth = false;
     FCanceled = false;
+    FSSHClient->SetBlocking(false);
     bool ok = false;
     try {
         // Our own connect, so that a view that closes can cancel it; libssh takes the socket over.
@@ -80,27 +95,24 @@ void TIdReadThreadTCPSSH::ThreadRun() {
     bool was = FIsconnected.exchange(connected);
     if (!connected) {
         if (was) {
-            FreadStream.Clear();            // a frame cut short can never complete on this line
-            if (FOnLineLost) FOnLineLost(); // the line fell under us
+            FreadStream.Clear();      // a frame cut short can never complete on this line
+            FSSHClient->Disconnect(); // the line fell under us: the disconnect handling follows
         }
         log("Thread not Connected", true);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        WaitWake(10);
         return;
     }
     if (FDoClearBuffer) {
         Clearbuffer();
         return;
     }
-    if (FSSHClient->CheckShellNewData()) {
-        std::string text;
-        if (FSSHClient->ReadTerminal(text) > 0 && FLuaCB) FLuaCB(text);
-    }
-    if (FreadStream.Buffered() > 0 || FSSHClient->CheckChannelNewData()) ReadData();
+    FSSHClient->CheckServerAlive();
+    ReadData();
     if (QueueLength() == 0) {
         // Idle or in the middle of a frame with nothing more to read: wait on the socket, but wake at
         // once when a frame is queued. Never spin on half a frame.
         const bool frameReady = FreadStream.CheckHead() && FreadStream.FrameComplete();
-        if ((!frameReady && !FSSHClient->CheckChannelNewData()) || MainThreadBusy()) waitData(10);
+        if ((!frameReady && !FSSHClient->DataPending()) || MainThreadBusy()) waitData(10);
     } else {
         SendCommandStream();
     }
@@ -109,13 +121,10 @@ void TIdReadThreadTCPSSH::ThreadRun() {
 void TIdReadThreadTCPSSH::ReadData() {
     FIntransfer = true;
     try {
-        std::vector<uint8_t> chunk;
+        // The data events append to the buffer; one block per round, until a whole frame is there.
         for (int rounds = 0; rounds < 256 && !FCanceled && !MainThreadBusy(); ++rounds) {
-            bool haveFrame = FreadStream.CheckHead() && FreadStream.FrameComplete();
-            if (haveFrame) break;
-            if (!FSSHClient->ReadCCCI(chunk)) break;
-            FreadStream.Append(chunk.data(), chunk.size());
-            ReportReadProgress();
+            if (FreadStream.CheckHead() && FreadStream.FrameComplete()) break;
+            if (!FSSHClient->ProcessEvents(1)) break;
         }
     } catch (const std::exception& e) {
         log(std::string("SSH Read Exception: ") + e.what());
@@ -132,8 +141,10 @@ bool TIdReadThreadTCPSSH::WriteData(MemStream& Stream, bool IsLua) {
 void TIdReadThreadTCPSSH::DoDisconnect(bool Notify) {
     TIdReadThreadTCP::DoDisconnect(Notify);
     log("SSH DoDisconnect");
+    if (FClient) FClient->FWantedDisco = true;
     // A read under way stops at its next chunk, and the loop ends before the session goes.
     FCanceled = true;
+    FSSHClient->FCanceled = true;
     JoinLoop();
     FIsconnected = false;
     FreadStream.Clear(); // a half frame must not become the start of the next connection's first

@@ -33,8 +33,9 @@ public:
     std::function<void(const std::string&)> FLuaCB;
     // Called on the connecting thread once the channel and shell stand, or when connecting failed.
     std::function<void(bool connected)> FOnConnected;
-    // Called on the link thread when a standing line falls.
-    std::function<void()> FOnLineLost;
+    // The connection ended, from either side: called once per connection that stood, on the thread
+    // that ended it (the link thread when the line fell).
+    std::function<void()> FOnDisconnected;
 
 private:
     bool waitData(int timeoutMs);

@@ -71,14 +71,12 @@ void TTCPComUnit::createSshThread() {
     // Shell text arrives on the link thread; the Lua state belongs to the main thread.
     t->FLuaCB = [this](const std::string& text) { Postpone(this, [this, text] { LUACommandSSH(text); }); };
     t->FOnConnected = [this](bool ok) { sshConnected(ok); };
-    t->FOnLineLost = [this] {
-        WriteLogFromAnyThread("Status: Disconnected", false);
-        Postpone(this, [this] { onDisconnected(); });
-    };
-    t->SSH().FOnFingerprint = [this](TSSHUnit*, const std::string& fp, TFingerprintState st,
+    t->FOnDisconnected = [this] { Postpone(this, [this] { sshDisconnected(); }); };
+    t->SSH().FOnFingerprint = [this](TSSHUnit* ssh, const std::string& fp, TFingerprintState st,
                                      TConnectHashAction& action) {
-        std::string q = std::string(st == fsNew ? _SHostKeyNeu : _SHostKeyGeaendert) +
-                        Fmt(_SHostKeyFingerprint, fp.c_str());
+        const char* type = ssh->KeyTypeName().c_str();
+        std::string q = (st == fsNew ? Fmt(_SHostKeyNeu, type) : Fmt(_SHostKeyGeaendert, type, type)) +
+                        Fmt(_SHostKeyFingerprint, fp.c_str(), ssh->ServerFingerprintSha256().c_str());
         action = askHostKey(q) ? chaSave : chaCancel;
     };
     FReadThread = std::move(t);
@@ -283,6 +281,65 @@ void TTCPComUnit::onDisconnected() {
             },
             500);
     }
+}
+
+void TTCPComUnit::sshDisconnected() {
+    auto* t = static_cast<TIdReadThreadTCPSSH*>(FReadThread.get());
+    FAuthError = FInvalidAuth;
+    WriteLog(Fmt("Harddisc: %s | ShutCompl: %s | Wanted: %s | Request:%s | ReadThr: %s | ReadThrTer: %s | "
+                 "NAK: %s | Connected: %s | Canceled: %s",
+                 BoolStr(FHardDisconnect), BoolStr(bool(FShutDownComplete)), BoolStr(FWantedDisco),
+                 BoolStr(bool(FRequestClose)), BoolStr(t != nullptr), BoolStr(t && !t->Running()),
+                 BoolStr(FNAK), BoolStr(t && t->FIsconnected), BoolStr(t && t->FCanceled)));
+    if (FHardDisconnect) {
+        ReConnect();
+        return;
+    }
+    if (FShutDownComplete) {
+        WriteLog("Begin ShutdownComplete");
+        TShutDownComplete cb = std::move(FShutDownComplete);
+        FShutDownComplete = nullptr;
+        FOnLogCallBack = nullptr;
+        Postpone(this, [this, cb] { cb(this); });
+        return;
+    }
+    if (FWantedDisco && FRequestClose) {
+        WriteLog("RequestClose ");
+        Postpone(this, [this] {
+            if (FRequestClose) FRequestClose(this);
+        });
+        return;
+    }
+    SetTimerEnabled(false);
+    if (FWantedDisco) return;
+    if (t && t->FIsconnected) {
+        t->DoDisconnect(false);
+    } else if (t) {
+        WriteLog("Terminating RedThread");
+        t->JoinLoop();
+    }
+    if (FOnLineLost) {
+        // The session tells it, once, and keeps the reason.
+        LineLost(FInvalidAuth ? _SAuthFehlgeschlagen : _SVerbindungsabbruch);
+        return;
+    }
+    Postpone(
+        this,
+        [this] {
+            if (FNAK) return; // the refusal has already told the user
+            FWantedDisco = false;
+            if (FDisplayConnMessage) {
+                if (FInvalidAuth)
+                    FDisplayConnMessage(_SAuthFehlgeschlagen, mtError, nullptr, Buttons({mbOK}), mbOK);
+                else
+                    // Once the user has read it, the view is asked to close.
+                    FDisplayConnMessage(
+                        _SVerbindungsabbruch, mtError, [this](TSender, int) { AfterConDisp(); },
+                        Buttons({mbOK}), mbOK);
+            }
+            if (FClearWork) FClearWork();
+        },
+        500);
 }
 
 void TTCPComUnit::ReadData(MemStream& Stream) {

@@ -53,6 +53,8 @@ private:
     void onStatus(TcpStatus status, const std::string& text);
     void afterConnected();
     void onDisconnected();
+    // The SSH connection ended (from either side): the shutdown, the view's close or the message.
+    void sshDisconnected();
     void createSshThread();
     // The thread's transfer events reach TransferWork on the main thread.
     void wireWork();

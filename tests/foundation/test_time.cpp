@@ -87,9 +87,12 @@ TEST(FirmwareGeneration, RevisionsAndPackedVersions) {
     fw.Rev = 0x02020000;
     fw.CalcVer();
     EXPECT_EQ(fw.Gen, 2);
-    fw.Rev = 0x03000000;
-    fw.CalcVer();
-    EXPECT_EQ(fw.Gen, 3);
+    for (uint32_t newer : {0x03000000u, 0x03FF0102u, 20000u, 45000u}) {
+        fw.Rev = newer;
+        fw.CalcVer();
+        EXPECT_EQ(fw.Gen, 2) << newer << ": the V2_2 layouts are the newest there are";
+    }
+    EXPECT_EQ(fw.VerAsStr(), "Rev 45000 (V2_2)");
     fw.Rev = 0x020101FF;
     fw.CalcVer();
     EXPECT_FALSE(fw.HasBinaryInputs());

@@ -40,7 +40,7 @@ QPointer<TConnectionView> OpenInHost(TMainWindow& w, const TInstrument& e) {
 
 // Answers the question about an unknown host key with Yes.
 bool TrustHostKey() {
-    QMessageBox* box = WaitForBox("RSA", CConnectMs);
+    QMessageBox* box = WaitForBox("ECDSA-Schlüssels", CConnectMs);
     if (box) box->button(QMessageBox::Yes)->click();
     return box != nullptr;
 }

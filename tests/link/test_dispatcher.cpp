@@ -182,6 +182,9 @@ TEST(Refusal, OtherCodesShowTheDeviceTextAndAskForAFlush) {
     EXPECT_EQ(stops, 2);
     EXPECT_EQ(t.link.ClearBufferRequests, 2);
     EXPECT_TRUE(t.loggedContaining("ErrorCode:55 ErrorMessage:file missing"));
+    t.link.FSSHUser.clear(); // a plain session names the session's user
+    t.feed(Refusal(6, 1, 0, 13, "no right"));
+    EXPECT_EQ(shown.back(), "Der Nutzer ferro hat keinen Zugriff auf diese Funktion");
 }
 
 TEST(Dispatcher, UnknownCommandEightEmptiesTheListAndAsksForAFlush) {
@@ -254,6 +257,20 @@ TEST(Shutdown, CallbackFiresExactlyOnce) {
     for (int i = 0; i < 5; ++i)
         t.link.OnTimer();
     EXPECT_EQ(done, 1);
+}
+
+TEST(Shutdown, TheStopReplySendsNothingMore) {
+    // On a serial line a request after the stop reaches the instrument outside any session.
+    LinkFixture t;
+    t.openSession();
+    t.feed(IdentityAll(1, 2400512, 20000));
+    t.link.ShutDown(nullptr, nullptr);
+    const size_t sent = t.link.Sent.size();
+    t.feed(Frame(1, 0, 0xFFFF, {}));
+    for (int i = 0; i < 3; ++i)
+        t.tick();
+    EXPECT_EQ(t.link.Sent.size(), sent) << t.sentNames().back();
+    EXPECT_TRUE(t.logged("Session stopped"));
 }
 
 TEST(Shutdown, StopsTheStreamBeforeTheSession) {

@@ -112,6 +112,24 @@ TEST(DataFolders, OnlyAFerroComparesXmlVersionsAfterTheFolders) {
     }
 }
 
+TEST(DeviceClock, TheIdentityLogShowsTheClockAsTheClockFieldDoes) {
+    time_set_t rules;
+    rules.tz = time_tz_t::fromOffsetMinutes(60);
+    rules.ws = {3, 25, 2, 0};
+    rules.sw = {10, 25, 3, 0};
+    // 2024-07-01 12:00 UTC lies inside the summer-time rules, 2024-01-15 12:00 UTC outside.
+    const std::pair<uint32_t, const char*> cases[] = {{1719835200u, "01.07.2024 14:00:00"},
+                                                      {1705320000u, "15.01.2024 13:00:00"}};
+    for (const auto& [utc, local] : cases) {
+        LinkFixture t;
+        t.openSession();
+        auto f = IdentityAll(5, 2400512, 20000, "A", "F", "G", utc);
+        rules.encode(f.data() + 36);
+        t.feed(f);
+        EXPECT_TRUE(t.logged(std::string("IN: IdendityAll: Time=") + local)) << local;
+    }
+}
+
 TEST(DeviceClock, StampExactlyAtTheStartOfSummerTimeCountsAsInside) {
     LinkFixture t;
     t.link.MutableIdentity().TimeSet.tz = time_tz_t::fromOffsetMinutes(60);

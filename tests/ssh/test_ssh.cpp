@@ -2,8 +2,10 @@
 #include "SshServer.h"
 #include "support/Lines.h"
 
+#include "foundation/Clock.h"
 #include "foundation/Format.h"
 #include "link/HashManager.h"
+#include "link/ReadThreadTCPSSH.h"
 #include "link/TCPComUnit.h"
 #include "support/FakeInstrument.h"
 #include <libssh/libssh.h>
@@ -66,6 +68,7 @@ struct Client {
                 if (cb) cb(nullptr, answer);
             } else {
                 shown.push_back(t);
+                if (cb) cb(nullptr, mrOk); // read and confirmed
             }
         };
         link.FOnConnDone = [this](TSender, bool ok) { done = ok; };
@@ -94,7 +97,11 @@ TEST(SshLink, SessionReachesTheFullIdentityAndOpensWithTheLongStart) {
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(&frames[0][88])), "admin");
     ASSERT_EQ(c.asked.size(), 1u) << "a new instrument asks once";
     EXPECT_EQ(c.asked[0].rfind("Dieses Gerät ist nicht bekannt", 0), 0u);
-    EXPECT_NE(c.asked[0].find(rig.server->Fingerprint()), std::string::npos);
+    EXPECT_NE(c.asked[0].find("folgenden ECDSA-Schlüssels"), std::string::npos) << "the key's real type";
+    EXPECT_NE(c.asked[0].find("MD5: " + rig.server->Fingerprint()), std::string::npos);
+    const size_t sha = c.asked[0].find("\r\nSHA256:");
+    ASSERT_NE(sha, std::string::npos) << c.asked[0];
+    EXPECT_EQ(c.asked[0].find("\r\n", sha + 2), sha + 2 + 7 + 43) << "43 base64 digits of SHA-256";
 }
 
 TEST(SshLink, LuaGoesToTheShellAndTheAnswerComesBack) {
@@ -196,7 +203,7 @@ TEST(SshHostKey, ChangedKeyAsksWithTheChangedText) {
     c.answer = mrNo;
     c.link.DoConnect();
     ASSERT_EQ(c.asked.size(), 1u);
-    EXPECT_EQ(c.asked[0].rfind("Der RSA Schlüssel dieses Gerätes hat sich geändert", 0), 0u);
+    EXPECT_EQ(c.asked[0].rfind("Der ECDSA-Schlüssel dieses Gerätes hat sich geändert", 0), 0u);
     EXPECT_FALSE(c.link.IsConnected());
 }
 
@@ -275,12 +282,89 @@ TEST(SshLink, DisconnectEndsTheLinkAndSendsNothingMore) {
     c.link.DoConnect();
     ASSERT_TRUE(WaitFor([&] { return c.done; }));
     size_t before = rig.dev.framesReceived();
+    int closeRequests = 0;
+    c.link.FRequestClose = [&](TSender) { ++closeRequests; };
     c.link.DoDisconnect(false);
     EXPECT_FALSE(c.link.IsConnected());
     EXPECT_TRUE(c.logged("SSH DoDisconnect 2"));
+    // Our own close comes back to the disconnect handling, which asks the view to close.
+    EXPECT_TRUE(WaitFor([&] { return closeRequests == 1; }, 3000));
+    EXPECT_TRUE(c.logged("Wanted: True"));
+    EXPECT_TRUE(c.shown.empty()) << "a close of our own is no line break";
     c.link.SendNamed("CCC_IDENTIFY_BASIC");
     WaitFor([] { return false; }, 200);
     EXPECT_EQ(rig.dev.framesReceived(), before);
+}
+
+TEST(SshLink, ALineLossIsToldAndTheViewAskedToCloseOnceTheUserReadIt) {
+    SshRig rig;
+    Client c(rig.root, rig.server->Port(), "admin", "admin");
+    c.link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return c.done; }));
+    int closeRequests = 0;
+    c.link.FRequestClose = [&](TSender) { ++closeRequests; };
+    rig.dev.dropLine();
+    ASSERT_TRUE(WaitFor([&] { return closeRequests > 0; }, 5000));
+    EXPECT_EQ(c.shown, std::vector<std::string>{"Verbindungsabbruch"});
+    EXPECT_TRUE(c.logged("Terminating RedThread"));
+    EXPECT_TRUE(c.logged("Wanted: False"));
+    EXPECT_FALSE(c.link.IsConnected());
+    EXPECT_EQ(closeRequests, 1);
+}
+
+TEST(SshLink, ASilentLineGetsAServerAliveMessageAfter25Seconds) {
+    ManualClock clock;
+    struct Installed {
+        explicit Installed(Clock* c) { setClock(c); }
+        ~Installed() { setClock(nullptr); }
+    } installed(&clock);
+    SshRig rig;
+    Client c(rig.root, rig.server->Port(), "admin", "admin");
+    c.link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return c.done; }));
+    TSSHUnit& ssh = static_cast<TIdReadThreadTCPSSH*>(c.link.ReadThread())->SSH();
+    WaitFor([] { return false; }, 200);
+    const uint64_t before = ssh.BytesSent();
+    clock.advance(20000);
+    WaitFor([] { return false; }, 200);
+    EXPECT_EQ(ssh.BytesSent(), before) << "not silent long enough";
+    clock.advance(6000);
+    EXPECT_TRUE(WaitFor([&] { return ssh.BytesSent() > before; }, 3000));
+    const uint64_t after = ssh.BytesSent();
+    WaitFor([] { return false; }, 200);
+    EXPECT_EQ(ssh.BytesSent(), after) << "once per silent interval";
+    EXPECT_TRUE(c.link.IsConnected());
+}
+
+TEST(SshUnit, ConnectAsyncAnswersOnItsWorkerAndARefusedLoginIsNotRetried) {
+    SshRig rig;
+    for (bool right : {true, false}) {
+        TSSHUnit u;
+        u.SetHost("127.0.0.1");
+        u.SetPort(rig.server->Port());
+        u.SetUsername("admin");
+        u.SetPassword(right ? "admin" : "wrong");
+        std::vector<std::string> log;
+        u.FLogCB = [&](TSSHUnit*, const std::string& s) { log.push_back(s); };
+        int asked = 0;
+        u.FOnAuthFail = [&](TSSHUnit*, bool& cont) {
+            ++asked;
+            cont = false;
+        };
+        std::atomic<int> result{-1};
+        std::thread::id where;
+        u.ConnectAsync([&](bool ok) {
+            where = std::this_thread::get_id();
+            result = ok ? 1 : 0;
+        });
+        ASSERT_TRUE(WaitFor([&] { return result >= 0; }, 10000));
+        EXPECT_EQ(result == 1, right);
+        EXPECT_NE(where, std::this_thread::get_id());
+        EXPECT_EQ(u.isConnected(), right);
+        EXPECT_EQ(asked, right ? 0 : 1);
+        EXPECT_EQ(bool(u.FCanceled), !right);
+        EXPECT_EQ(AnyContains(log, "SSH Connect Exception: authentication failed"), !right);
+    }
 }
 
 TEST(SshLink, PublicKeyLoginFromMemory) {

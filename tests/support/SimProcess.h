@@ -58,6 +58,11 @@ public:
     const std::string& root() const { return root_; }
     const std::string& output() const { return out_; }
     std::string tempDir() const { return dir_.path().toStdString(); }
+    // What the instrument has logged so far (connections, sessions, refusals).
+    std::string log() const {
+        QFile f(dir_.filePath("ferrosim.err"));
+        return f.open(QIODevice::ReadOnly) ? f.readAll().toStdString() : std::string();
+    }
 
 private:
     bool complete(const std::vector<std::string>& extra) const {
