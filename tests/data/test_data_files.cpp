@@ -121,9 +121,9 @@ TEST(RecFiles, DisturbanceRecordingsInputsAndEventsReadBack) {
     TRecCursor c(h);
     uint64_t prev = 0;
     while (c.Next()) {
-        if (c.Row() == 0) EXPECT_EQ(c.TimeNs(), TStoLinear(h.Context.Trigger) - 490000000u);
-        if (c.Row() > 0)
-            EXPECT_EQ(c.TimeNs() - prev, 10000000u) << "row " << c.Row() << ", across the second too";
+        const uint64_t expected =
+            c.Row() == 0 ? TStoLinear(h.Context.Trigger) - 490000000u : prev + 10000000u;
+        EXPECT_EQ(c.TimeNs(), expected) << "row " << c.Row() << ", across the second too";
         prev = c.TimeNs();
     }
     std::string name, text;
