@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -55,7 +56,12 @@ inline std::string WriteInput(TFileKind kind, const uint8_t* data, size_t size) 
     } else {
         file.assign(data, data + size);
     }
-    static const std::string path = "/tmp/ferro-fuzz-" + std::to_string(getpid()) + ".log";
+    static const std::string path = [] {
+        std::string p = "/tmp/ferro-fuzz-" + std::to_string(getpid()) + ".log";
+        // The run's one file goes with the run.
+        std::atexit([] { std::remove(("/tmp/ferro-fuzz-" + std::to_string(getpid()) + ".log").c_str()); });
+        return p;
+    }();
     if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
         std::fwrite(file.data(), 1, file.size(), f);
         std::fclose(f);
