@@ -41,6 +41,8 @@ void PrintUsage(std::FILE* to) {
                "  --yes                 Rückfragen bejahen (neuer Host-Key, neue Sprachdateien)\n"
                "  --ftp                 Dateien per FTP holen\n"
                "  --ftp-port N          FTP-Port des Geräts (Vorgabe 21)\n"
+               "  --lang DATEI          Sprachdatei für die Namen bei show und export\n"
+               "                        (Vorgabe: lang_de.XML im --ini-dir)\n"
                "  -v                    jeden Schritt auf stderr protokollieren\n"
                "  -h, --help            diese Hilfe zeigen\n"
                "\n"
@@ -58,16 +60,26 @@ void PrintUsage(std::FILE* to) {
                "                        KLASSE: 10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc\n"
                "                        (oder ihre Nummer 0 bis 8); N Blöcke, Vorgabe 10,\n"
                "                        bei 0 nur die Kopfzeile\n"
+               "  show DATEI            Kopf, Spalten oder Ereignisse einer Aufzeichnungs-, Ereignis-\n"
+               "                        oder Binäreingangsdatei als JSON\n"
+               "  export DATEI --csv AUSGABE [--columns ID,...]\n"
+               "                        Aufzeichnung als CSV: eine Zeile je Datensatz, Zeit nach\n"
+               "                        ISO 8601 zuerst; ID dezimal oder 0x hexadezimal\n"
+               "  export DATEI --comtrade BASIS\n"
+               "                        Osc- oder Hp-Aufzeichnung als COMTRADE (IEEE C37.111-2013):\n"
+               "                        BASIS.cfg und BASIS.dat\n"
                "  commands              die Kommandotabelle des Protokolls\n",
                to);
 }
 
 bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
     QString base = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
-    out.link.Folders.Ini = withSeparator((base.isEmpty() ? QDir::homePath() + "/.ferroctl" : base).toStdString());
+    out.link.Folders.Ini =
+        withSeparator((base.isEmpty() ? QDir::homePath() + "/.ferroctl" : base).toStdString());
     out.link.Folders.Tmp = withSeparator(QDir::tempPath().toStdString());
     QString data = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    out.link.Folders.Data = withSeparator((data.isEmpty() ? QDir::homePath() : data).toStdString() + "/Ferro");
+    out.link.Folders.Data =
+        withSeparator((data.isEmpty() ? QDir::homePath() : data).toStdString() + "/Ferro");
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         auto value = [&](std::string& dst) {
@@ -83,7 +95,9 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
             continue;
         }
         // Options may also follow the command; what is not an option is an argument.
-        if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || a == "--count" || a == "--csv")) {
+        // The options of one command stay with its arguments.
+        const bool commandOption = a == "--count" || a == "--csv" || a == "--comtrade" || a == "--columns";
+        if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || commandOption)) {
             out.args.push_back(a);
             continue;
         }
@@ -121,6 +135,8 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
                 return false;
             }
             out.link.ConnectTimeoutMs = int(ms);
+        } else if (a == "--lang") {
+            if (!value(out.langFile)) return false;
         } else if (a == "--yes") {
             out.yes = true;
         } else if (a == "--ftp") {

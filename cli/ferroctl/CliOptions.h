@@ -14,7 +14,8 @@ struct CliOptions {
     bool verbose = false;
     bool yes = false;
     bool ftp = false;
-    bool help = false; // -h or --help: print the usage and do nothing else
+    bool help = false;    // -h or --help: print the usage and do nothing else
+    std::string langFile; // --lang: language file for the names of show and export
     std::string command;
     std::vector<std::string> args;
 };

@@ -23,5 +23,8 @@ int RunSetupPut(const CliOptions& opt);
 int RunList(const CliOptions& opt);
 int RunGet(const CliOptions& opt);
 int RunStream(const CliOptions& opt);
+// Local files; no session.
+int RunShow(const CliOptions& opt);
+int RunExport(const CliOptions& opt);
 
 } // namespace ferroctl

@@ -32,6 +32,8 @@ int main(int argc, char** argv) {
         {"ls", ferroctl::RunList},
         {"get", ferroctl::RunGet},
         {"stream", ferroctl::RunStream},
+        {"show", ferroctl::RunShow},
+        {"export", ferroctl::RunExport},
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {

@@ -3,6 +3,7 @@
 #include <QDateTime>
 
 #include <algorithm>
+#include <cmath>
 
 #include <cstdio>
 #include <fstream>
@@ -41,6 +42,7 @@ int CalibrationCode(const std::string& word) {
 Instrument::Instrument(Profile profile, InstrumentTree tree, FaultPlan faults)
     : profile_(std::move(profile)), tree_(std::move(tree)), faults_(std::move(faults)),
       calFaultCode_(std::max(0, CalibrationCode(profile_.calibrationFault))) {
+    hostAnchorMs_ = deviceAnchorMs_ = QDateTime::currentMSecsSinceEpoch();
     supply_ = std::make_unique<SupplySynth>(profile_.supply, uint64_t(now()) * 1000000000ull);
 }
 
@@ -62,11 +64,23 @@ int Instrument::connectionLimit() const {
 }
 
 uint32_t Instrument::now() const {
-    return uint32_t(QDateTime::currentSecsSinceEpoch() + clockOffset_);
+    return uint32_t(nowNs() / 1000000000ull);
+}
+
+uint64_t Instrument::nowNs() const {
+    const double elapsedMs = double(QDateTime::currentMSecsSinceEpoch() - hostAnchorMs_) * scale_;
+    return uint64_t(deviceAnchorMs_) * 1000000ull + uint64_t(std::llround(elapsedMs * 1e6));
 }
 
 void Instrument::setNow(uint32_t utcSeconds) {
-    clockOffset_ = int64_t(utcSeconds) - QDateTime::currentSecsSinceEpoch();
+    hostAnchorMs_ = QDateTime::currentMSecsSinceEpoch();
+    deviceAnchorMs_ = int64_t(utcSeconds) * 1000;
+}
+
+void Instrument::setTimeScale(double k) {
+    deviceAnchorMs_ = int64_t(nowNs() / 1000000ull);
+    hostAnchorMs_ = QDateTime::currentMSecsSinceEpoch();
+    scale_ = k;
 }
 
 void Instrument::log(const std::string& line) {

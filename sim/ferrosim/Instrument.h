@@ -35,7 +35,11 @@ public:
 
     // Device clock, UTC seconds; Lua may set it, the offset to the host clock is kept.
     uint32_t now() const;
+    // The same in nanoseconds.
+    uint64_t nowNs() const;
     void setNow(uint32_t utcSeconds);
+    // The device clock runs `k` times as fast as the host's from now on (recordings grow faster).
+    void setTimeScale(double k);
 
     // One line into the device log (logd.log in the tree) and to stderr.
     void log(const std::string& line);
@@ -62,7 +66,10 @@ private:
     InstrumentTree tree_;
     FaultPlan faults_;
     std::unique_ptr<SupplySynth> supply_;
-    int64_t clockOffset_ = 0;
+    // Device time = deviceAnchorMs_ + scale_ * (host time - hostAnchorMs_).
+    int64_t hostAnchorMs_ = 0;
+    int64_t deviceAnchorMs_ = 0;
+    double scale_ = 1.0;
     int displayPage_ = 0;
     bool calOpen_ = false;
     int calSteps_ = 0;

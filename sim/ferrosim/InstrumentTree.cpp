@@ -1,5 +1,6 @@
 #include "ferrosim/InstrumentTree.h"
 
+#include "data/DataFileReader.h"
 #include "ferrosim/Compression.h"
 
 #include <algorithm>
@@ -75,8 +76,8 @@ std::optional<uint64_t> secondsAsNs(const std::string& text) {
 // for the periodic classes, half periods for Hp, cycles for Osc, a second for anything else.
 uint64_t recordIntervalNs(const std::string& cls) {
     static const std::pair<const char*, uint64_t> intervals[] = {
-        {"10T", kNs / 5}, {"150T", 3 * kNs}, {"10min", 600 * kNs}, {"2h", 7200 * kNs}, {"1s", kNs},
-        {"10s", 10 * kNs}, {"Ns", 5 * kNs},  {"Mmin", 60 * kNs},   {"Hp", kNs / 100}, {"Osc", kNs / 50}};
+        {"10T", kNs / 5},  {"150T", 3 * kNs}, {"10min", 600 * kNs}, {"2h", 7200 * kNs}, {"1s", kNs},
+        {"10s", 10 * kNs}, {"Ns", 5 * kNs},   {"Mmin", 60 * kNs},   {"Hp", kNs / 100},  {"Osc", kNs / 50}};
     for (const auto& [name, ns] : intervals)
         if (cls == name) return ns;
     return kNs;
@@ -121,6 +122,13 @@ uint64_t eventDurationNs(const fs::path& p) {
 } // namespace
 
 std::optional<uint64_t> InstrumentTree::listedEnd(const std::string& path, const std::string& relName) {
+    // Files of the recording format know their own end: the last record, or an event's end.
+    time_tz_t tz;
+    envMan_usrDat_t env;
+    tmStamp_t end;
+    if (relName.size() > 4 && relName.compare(relName.size() - 4, 4, ".log") == 0 &&
+        ReadOfflineSysEnvHead(path, tz, env, true, end, nullptr))
+        return uint64_t(end.sec) + (end.frac ? 1 : 0);
     const std::vector<std::string> folders = splitOn(relName, '/');
     if (folders.empty()) return std::nullopt;
     std::string stem = folders.back();

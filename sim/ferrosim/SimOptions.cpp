@@ -6,7 +6,7 @@ namespace ferro::sim {
 
 const char* SimOptions::usage() {
     return "usage: ferrosim --root DIR [--port N] [--ssh-port N] [--ftp-port N] [--serial] [--faults LIST] "
-           "[--profile FILE]";
+           "[--profile FILE] [--history-days N] [--time-scale K]";
 }
 
 bool SimOptions::parse(int argc, char** argv, std::string& error) {
@@ -49,6 +49,22 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
                 return false;
             }
             (arg == "--ssh-port" ? sshPort : ftpPort) = int(p);
+        } else if (arg == "--history-days") {
+            char* end = nullptr;
+            long d = std::strtol(value.c_str(), &end, 10);
+            if (value.empty() || *end || d < 0 || d > 3660) {
+                error = "bad history days " + value + " (0 to 3660)";
+                return false;
+            }
+            historyDays = int(d);
+        } else if (arg == "--time-scale") {
+            char* end = nullptr;
+            double k = std::strtod(value.c_str(), &end);
+            if (value.empty() || *end || !(k >= 0.001 && k <= 100000)) {
+                error = "bad time scale " + value + " (0.001 to 100000)";
+                return false;
+            }
+            timeScale = k;
         } else if (arg == "--faults") {
             faults = value;
         } else if (arg == "--profile") {

@@ -41,6 +41,7 @@ double SupplySynth::eventFactor(size_t p, double t) const {
     for (const SupplyEvent& e : config_.events) {
         if (!(e.phaseMask & (1u << p))) continue;
         double inPeriod = std::fmod(std::fmod(epochS, e.everySeconds) + t, e.everySeconds);
+        if (inPeriod < 0) inPeriod += e.everySeconds; // before the epoch: history
         if (inPeriod >= e.atSecond && inPeriod < e.atSecond + e.durationMs * 1e-3) factor = e.percent / 100.0;
     }
     return factor;
@@ -63,6 +64,54 @@ uint32_t SupplySynth::eventFlags(uint64_t fromNs, uint64_t toNs) const {
     if (phases & 6) flags |= 1u << 5;
     if (phases & 5) flags |= 1u << 6;
     return flags;
+}
+
+std::vector<SupplySynth::Occurrence> SupplySynth::occurrences(uint64_t fromNs, uint64_t toNs) const {
+    std::vector<Occurrence> out;
+    const double t0 = double(fromNs / 1000000000ull) + double(fromNs % 1000000000ull) * 1e-9;
+    const double t1 = double(toNs / 1000000000ull) + double(toNs % 1000000000ull) * 1e-9;
+    for (size_t n = 0; n < config_.events.size(); ++n) {
+        const SupplyEvent& e = config_.events[n];
+        const double dur = e.durationMs * 1e-3;
+        if (dur <= 0 || e.everySeconds <= 0) continue;
+        // Occurrences begin at k * every + at on the device clock, as eventFactor places them.
+        for (double k = std::ceil((t0 - dur - e.atSecond) / e.everySeconds);
+             k * e.everySeconds + e.atSecond < t1; k += 1) {
+            const double begin = k * e.everySeconds + e.atSecond;
+            if (begin + dur <= t0) continue;
+            Occurrence o;
+            o.startNs = uint64_t(std::llround(begin * 1e9));
+            o.endNs = uint64_t(std::llround((begin + dur) * 1e9));
+            o.event = n;
+            out.push_back(o);
+        }
+    }
+    std::sort(out.begin(), out.end(),
+              [](const Occurrence& a, const Occurrence& b) { return a.startNs < b.startNs; });
+    return out;
+}
+
+double SupplySynth::meanSquareFactor(size_t p, uint64_t fromNs, uint64_t toNs) const {
+    if (toNs <= fromNs) return 1.0;
+    double sum = 0;
+    for (const Occurrence& o : occurrences(fromNs, toNs)) {
+        const SupplyEvent& e = config_.events[o.event];
+        if (!(e.phaseMask & (1u << p))) continue;
+        const double overlap = double(std::min(o.endNs, toNs) - std::max(o.startNs, fromNs));
+        const double f = e.percent / 100.0;
+        sum += overlap * (f * f - 1.0);
+    }
+    return 1.0 + sum / double(toNs - fromNs);
+}
+
+double SupplySynth::meanFrequency(uint64_t fromNs, uint64_t toNs) const {
+    const SupplyConfig& c = config_;
+    const double t0 = relSeconds(fromNs), t1 = relSeconds(toNs);
+    if (t1 <= t0 || c.driftPeriodS <= 0)
+        return c.frequency + c.driftHz * std::sin(2.0 * kPi * t0 / c.driftPeriodS);
+    // The mean of f0 + d sin(2 pi t / T) over the span.
+    const double w = 2.0 * kPi / c.driftPeriodS;
+    return c.frequency + c.driftHz * (std::cos(w * t0) - std::cos(w * t1)) / (w * (t1 - t0));
 }
 
 void SupplySynth::sample(uint64_t startNs, size_t count, Waveforms& out) const {

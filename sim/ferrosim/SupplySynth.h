@@ -7,6 +7,7 @@
 #include "ferrosim/SupplyConfig.h"
 
 #include <cstdint>
+#include <vector>
 
 namespace ferro::sim {
 
@@ -21,7 +22,18 @@ public:
     // `count` samples of every channel from `startNs` (linear device time) at the configured rate.
     void sample(uint64_t startNs, size_t count, Waveforms& out) const;
 
-    // Instantaneous frequency of the drifting supply.
+    // One scheduled dip or swell: where it lies on the device clock and which event of the profile.
+    struct Occurrence {
+        uint64_t startNs = 0, endNs = 0;
+        size_t event = 0;
+    };
+    // The dips and swells that overlap [fromNs, toNs), by start.
+    std::vector<Occurrence> occurrences(uint64_t fromNs, uint64_t toNs) const;
+    // Mean of the squared amplitude factor of phase `p` (0 .. 2) over [fromNs, toNs): 1 without
+    // dips or swells. The rms of any quantity of that phase scales with its root.
+    double meanSquareFactor(size_t p, uint64_t fromNs, uint64_t toNs) const;
+    // Mean frequency of the drifting supply over [fromNs, toNs).
+    double meanFrequency(uint64_t fromNs, uint64_t toNs) const;
     // Bits of the voltage channels (0 U1E .. 6 U31) touched by a dip or swell in [fromNs, toNs).
     uint32_t eventFlags(uint64_t fromNs, uint64_t toNs) const;
     double temperatureAt(uint64_t ns) const;

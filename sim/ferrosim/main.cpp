@@ -4,6 +4,7 @@
 #include "ferrosim/Instrument.h"
 #include "ferrosim/InstrumentTree.h"
 #include "ferrosim/Profile.h"
+#include "ferrosim/Recorder.h"
 #include "ferrosim/SerialBridge.h"
 #include "ferrosim/SimOptions.h"
 #include "ferrosim/SimServer.h"
@@ -62,6 +63,7 @@ int main(int argc, char** argv) {
     if (!faults.parse(options.faults, error)) return fail(error);
 
     Instrument instrument(std::move(profile), std::move(tree), std::move(faults));
+    instrument.setTimeScale(options.timeScale);
     SimServer server(instrument);
     if (!server.listen(options.port, error)) return fail("cannot listen: " + error);
 
@@ -103,6 +105,9 @@ int main(int argc, char** argv) {
     }
     std::fflush(stdout);
     instrument.log("serving " + instrument.tree().root());
+    // The history is written after the ports are announced, so that a client may connect meanwhile.
+    Recorder recorder(instrument, uint64_t(options.historyDays) * 86400ull * 1000000000ull);
+    recorder.start();
     int rc = app.exec();
     if (ftp) ftp->stop();
     if (ssh) ssh->stop(); // before the instrument goes: SSH threads may wait for the main thread

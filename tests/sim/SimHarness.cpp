@@ -220,6 +220,10 @@ Sim::Sim(const std::string& faults, const std::function<void(const std::string&)
     if (!faults.empty()) args << "--faults" << QString::fromStdString(faults);
     for (const std::string& a : extraArgs)
         args << QString::fromStdString(a);
+    // No recording history unless a test asks for one: it would only cost time here.
+    if (!args.contains("--history-days"))
+        args << "--history-days"
+             << "0";
     process_->setProgram(FERROSIM_BINARY);
     process_->setArguments(args);
     process_->start();

@@ -25,6 +25,10 @@ public:
         QStringList args = {"--root", QString::fromStdString(root_), "--port", "0"};
         for (const auto& a : extraArgs)
             args << QString::fromStdString(a);
+        // No recording history unless a test asks for one: it would only cost time here.
+        if (!args.contains("--history-days"))
+            args << "--history-days"
+                 << "0";
         proc_.start(FERROSIM_BIN, args);
         proc_.waitForStarted(5000);
         auto until = std::chrono::steady_clock::now() + std::chrono::seconds(15);
