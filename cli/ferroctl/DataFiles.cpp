@@ -6,10 +6,10 @@
 #include "data/DataFileHead.h"
 #include "data/DataFileReader.h"
 #include "data/IsoTime.h"
-#include "data/LangFile.h"
 #include "foundation/Format.h"
 #include "foundation/records/Units.h"
 #include "link/XmlNames.h"
+#include "para/XMLLangu.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -35,16 +35,16 @@ QString q(const std::string& s) {
 }
 
 // The language file: --lang, else the German one in the ini folder, as the link stores it.
-TLangFile loadLang(const CliOptions& opt) {
-    TLangFile lang;
+TXMLLangu loadLang(const CliOptions& opt) {
+    TXMLLangu lang;
     std::vector<std::string> candidates;
     if (!opt.langFile.empty()) candidates.push_back(opt.langFile);
     candidates.push_back(opt.link.Folders.Ini + ChangeFileExt(CLanguXML[0], ".XML"));
     candidates.push_back(opt.link.Folders.Ini + CLanguXML[0]);
     for (const std::string& c : candidates)
-        if (lang.Load(c)) break;
+        if (lang.SetLangFile(c)) break;
     if (!opt.langFile.empty() && lang.Count() == 0)
-        std::fprintf(stderr, "Sprachdatei %s nicht lesbar, Spalten ohne Namen.\n", opt.langFile.c_str());
+        std::fprintf(stderr, "%s Spalten ohne Namen.\n", lang.LastError().c_str());
     return lang;
 }
 
@@ -114,7 +114,7 @@ int RunShow(const CliOptions& opt) {
     const std::string& path = opt.args[0];
     TFileKind kind;
     if (!kindOf(path, kind)) return failed(path, "keine Datei im Aufzeichnungsformat");
-    const TLangFile lang = loadLang(opt);
+    const TXMLLangu lang = loadLang(opt);
     Reason reason{path, {}};
     QJsonObject o;
     if (kind == TFileKind::Recording) {
@@ -236,7 +236,7 @@ int RunExport(const CliOptions& opt) {
     Reason reason{path, {}};
     TRecData d;
     if (!AnalyseRecData(path, dcUnknown, d, reason.log())) return failed(path, reason.text);
-    const TLangFile lang = loadLang(opt);
+    const TXMLLangu lang = loadLang(opt);
     const TIdText names = [&lang](uint32_t id) { return lang.IdToText(id); };
     std::string why;
     if (!comtrade.empty()) {

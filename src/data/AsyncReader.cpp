@@ -89,7 +89,10 @@ bool ReadOfflineSysEnvHead(const std::string& fileName, time_tz_t& timeZone, env
         TEvtData events;
         if (!AnalyseEventData(fileName, events, log)) return false;
         for (const TEvtStrc& e : events.EvtLst) {
-            const uint64_t end = TStoLinear(e.Stamp) + uint64_t(std::max(0.0f, e.Duration) * 1e9);
+            // A duration read from the file is bounded (no event lasts years; NaN counts as 0), so
+            // the conversion to nanoseconds stays defined.
+            const double secs = std::min(std::max(0.0, double(e.Duration)), 1e8);
+            const uint64_t end = TStoLinear(e.Stamp) + uint64_t(secs * 1e9);
             if (end > TStoLinear(stamp)) stamp = LinearToTS(end);
         }
     } else {

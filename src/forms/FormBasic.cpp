@@ -77,6 +77,7 @@ TFormBasic::~TFormBasic() {
     FComUnit = nullptr;
     stepDone();
     FMGFerroCls.clear();
+    FGrpLst.clear();
     stepDone();
     // The charts are the descendants' own; their slots close the count.
     for (int i = 0; i < 3; ++i)

@@ -2,6 +2,7 @@
 // The base of every device view: it owns the link, turns the link's callbacks into the view's
 // virtual operations, shows messages from any thread, shows progress and owns the status bar.
 
+#include "data/DataFileTypes.h"
 #include "foundation/Sammler.h"
 #include "foundation/TimeRecords.h"
 #include "link/ComUnit.h"
@@ -192,6 +193,8 @@ public:
     // The setup document a view works on, and the known measured objects.
     std::unique_ptr<pugi::xml_document> FXML;
     std::map<uint32_t, TMGFerroRec> FMGFerroCls;
+    // The column groups of the recording a view shows.
+    std::vector<TVecIdxStruct> FGrpLst;
     uint64_t FGesamtCount = 0, FCnt = 0;
     time_tz_t Ftme;
     bool FSecureConnection = false;

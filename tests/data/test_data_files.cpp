@@ -4,10 +4,10 @@
 
 #include "data/DataFileHead.h"
 #include "data/DataFileReader.h"
-#include "data/LangFile.h"
 #include "data/RecCursor.h"
 #include "ferrosim/RecordingLayout.h"
 #include "foundation/MemStream.h"
+#include "para/XMLLangu.h"
 #include "support/Files.h"
 
 #include <gtest/gtest.h>
@@ -288,6 +288,24 @@ TEST(RecFiles, DamagedFilesAreRefusedWithAReasonAndNothingRead) {
     writeFile(bad, std::string(async.begin(), async.end()));
     EXPECT_FALSE(AnalyseAsyncData(bad, a, ids, false, stamp, log.fn()));
     EXPECT_NE(log.last().find("17 Eingänge"), std::string::npos) << log.last();
+
+    // An event that claims to last 1e30 s (or NaN) ends its file at most 1e8 s after its start.
+    TDataFileHead eh;
+    eh.Kind = TFileKind::Events;
+    eh.Context.DataClass = dcEvent;
+    eh.EntrySize = TDataFileHead::EventEntrySize;
+    std::vector<uint8_t> ev = EncodeDataFileHead(eh, {}, {}, {});
+    for (float duration : {1e30f, std::nanf("")}) {
+        std::vector<uint8_t> entry(eh.EntrySize, 0);
+        MemStream::pokeU32(entry.data() + 4, 1700000000u);
+        MemStream::pokeF32(entry.data() + 16, duration);
+        ev.insert(ev.end(), entry.begin(), entry.end());
+    }
+    writeFile(bad, std::string(ev.begin(), ev.end()));
+    time_tz_t tz;
+    envMan_usrDat_t env;
+    ASSERT_TRUE(ReadOfflineSysEnvHead(bad, tz, env, true, stamp, log.fn())) << log.last();
+    EXPECT_EQ(stamp.sec, 1700000000u + 100000000u);
 }
 
 TEST(RecPhysics, TenMinuteRmsIsTheRootMeanSquareOfItsSeconds) {
@@ -362,8 +380,8 @@ TEST(RecPhysics, ADipShowsInTheSecondsAsAnEventAndInTheOscilloscope) {
 
 TEST(RecLanguage, EveryIdTheFilesUseHasAGermanAndAnEnglishText) {
     for (const char* lang : {"lang_de.xml", "lang_en.xml"}) {
-        TLangFile f;
-        ASSERT_TRUE(f.Load(
+        TXMLLangu f;
+        ASSERT_TRUE(f.SetLangFile(
             std::string(FERRO_SOURCE_DIR "/fixtures/instrument/flashdrive0/data/ccci/scratchpad/lang/") +
             lang));
         std::vector<uint32_t> ids = sim::RecordingLayout::AllIds();
