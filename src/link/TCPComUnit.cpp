@@ -44,8 +44,15 @@ void TTCPComUnit::CreateThread(bool IsSSH) {
 }
 
 void TTCPComUnit::wireWork() {
+    // A frame of a few bytes needs neither a progress bar nor its time-outs pushed on; not waking
+    // the main thread four times for each command keeps the round trip short.
+    constexpr uint64_t CReportFrom = 16 * 1024;
     auto post = [this](TWorkStatus st) {
         return [this, st](TWorkMode m, uint64_t n) {
+            std::atomic<bool>& on = FReportWork[m == wmWrite ? 1 : 0];
+            if (st == WorkBegin) on = n >= CReportFrom;
+            if (!on) return;
+            if (st == WorkEnd) on = false;
             Postpone(this, [this, st, m, n] { TransferWork(st, m, n); });
         };
     };

@@ -3,6 +3,7 @@
 
 #include "link/ComUnit.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -58,6 +59,8 @@ private:
     void createSshThread();
     // The thread's transfer events reach TransferWork on the main thread.
     void wireWork();
+    // Whether the frame under way in each direction (read, write) is large enough to report.
+    std::atomic<bool> FReportWork[2] = {false, false};
     void sshConnected(bool ok);
     // Asks the user about a host key on the main thread; the calling thread waits for the answer.
     bool askHostKey(const std::string& question);
