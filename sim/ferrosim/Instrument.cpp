@@ -127,12 +127,11 @@ int Instrument::calClose(int store) {
 }
 
 std::string Instrument::triggerRecording() {
-    ++oscHpCount_;
-    std::string name = "rec/Hp-1-" + std::to_string(oscHpCount_) + "-" + std::to_string(now()) + ".rec";
-    std::vector<uint8_t> body;
-    std::string text = "manual trigger " + std::to_string(now()) + "\n";
-    body.assign(text.begin(), text.end());
-    InstrumentTree::writeFile(tree_.recDir() + "/" + name, body);
+    if (!recordTrigger_) {
+        log("recording trigger ignored: no recorder");
+        return std::string();
+    }
+    const std::string name = recordTrigger_(nowNs());
     log("recording triggered: " + name);
     return name;
 }

@@ -55,7 +55,11 @@ public:
     int calClose(int store);
 
     // Starts a manual recording: a small file below rec/rec.
+    // Writes a disturbance recording now through the recorder; "" when there is none.
     std::string triggerRecording();
+    void setRecordTrigger(std::function<std::string(uint64_t nowNs)> trigger) {
+        recordTrigger_ = std::move(trigger);
+    }
 
     // Asks every session to drop its connection (soft reset, firmware update).
     void requestRestart();
@@ -75,7 +79,7 @@ private:
     int calSteps_ = 0;
     // What the calibration steps answer with instead of "No Error" (the profile's fault word; 0: none).
     int calFaultCode_ = 0;
-    uint32_t oscHpCount_ = 0;
+    std::function<std::string(uint64_t nowNs)> recordTrigger_;
 };
 
 } // namespace ferro::sim

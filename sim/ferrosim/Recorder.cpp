@@ -261,7 +261,7 @@ void Recorder::writeOsc(uint64_t triggerNs, uint64_t eventEndNs) {
     append(path, bytes);
 }
 
-void Recorder::writeHp(uint64_t triggerNs) {
+std::string Recorder::writeHp(uint64_t triggerNs) {
     const RecordingLayout layout(dcHp);
     const uint32_t rate = instrument_.supply().config().sampleRate;
     const uint64_t startNs = triggerNs - kHpPre;
@@ -275,8 +275,9 @@ void Recorder::writeHp(uint64_t triggerNs) {
     h.Context.SampleRate = uint32_t(kNs / kHalfPeriod);
     h.Context.Trigger = LinearToTS(triggerNs);
     h.EntrySize = layout.recordSize();
-    const std::string path = instrument_.tree().recDir() + "/rec/Hp-1-" + std::to_string(++recordingCount_) +
-                             "-" + std::to_string(triggerNs / kNs) + ".log";
+    const std::string name =
+        "rec/Hp-1-" + std::to_string(++recordingCount_) + "-" + std::to_string(triggerNs / kNs) + ".log";
+    const std::string path = instrument_.tree().recDir() + "/" + name;
     create(path, EncodeDataFileHead(h, layout.columns(), layout.groups(), {}));
     std::vector<uint8_t> bytes(halves * layout.recordSize());
     const size_t chans[6] = {chU1, chU2, chU3, chI1, chI2, chI3};
@@ -292,6 +293,7 @@ void Recorder::writeHp(uint64_t triggerNs) {
         layout.encodeHalfPeriod(int32_t(end % kNs / 100), rms, bytes.data() + k * layout.recordSize());
     }
     append(path, bytes);
+    return name;
 }
 
 } // namespace ferro::sim

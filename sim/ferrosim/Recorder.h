@@ -30,6 +30,10 @@ public:
     // disturbance recordings. The first call after construction also lays down the history.
     void advance(uint64_t nowNs);
 
+    // A disturbance recording triggered by hand (Lua pq.triggerRec): an Hp recording around
+    // `triggerNs`; its name as the listing gives it.
+    std::string triggerHp(uint64_t triggerNs) { return writeHp(triggerNs); }
+
     // Files below the recording folder are named like the listing names them.
     static std::string SyncName(TDataClass cls, uint64_t startSec);
     static uint64_t IntervalNs(TDataClass cls);
@@ -50,7 +54,7 @@ private:
     uint16_t inputBits(uint64_t atNs) const;
     // Osc and Hp around a trigger; the recordings' names' seconds.
     void writeOsc(uint64_t triggerNs, uint64_t eventEndNs);
-    void writeHp(uint64_t triggerNs);
+    std::string writeHp(uint64_t triggerNs);
 
     Instrument& instrument_;
     IntervalSynth synth_;

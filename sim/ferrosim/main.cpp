@@ -107,8 +107,10 @@ int main(int argc, char** argv) {
     instrument.log("serving " + instrument.tree().root());
     // The history is written after the ports are announced, so that a client may connect meanwhile.
     Recorder recorder(instrument, uint64_t(options.historyDays) * 86400ull * 1000000000ull);
+    instrument.setRecordTrigger([&recorder](uint64_t nowNs) { return recorder.triggerHp(nowNs); });
     recorder.start();
     int rc = app.exec();
+    instrument.setRecordTrigger(nullptr);
     if (ftp) ftp->stop();
     if (ssh) ssh->stop(); // before the instrument goes: SSH threads may wait for the main thread
     ::close(gSignalFd[0]);

@@ -205,7 +205,12 @@ TEST(SimLua, DeviceModulesChangeTheInstrumentAndSoftResetDropsEveryLine) {
     c.openPlain();
     b.openPlain();
     EXPECT_EQ(runLua(c, "pq.triggerRec()").err, "");
-    EXPECT_NE(str(c.request(plain(5, 0, 0)).bytes).find("rec/Hp-1-1-"), std::string::npos);
+    // A real recording in the recording format, listed at once.
+    std::istringstream listing(str(c.request(plain(5, 0, 0)).bytes));
+    int written = 0;
+    for (std::string line; std::getline(listing, line);)
+        written += line.rfind("rec/Hp-1-", 0) == 0 && line.find(".log;") != std::string::npos;
+    EXPECT_EQ(written, 1);
     EXPECT_EQ(runLua(c, "pq.getEvtOscHpCnt()").out, "Evt: 3 Osc: 1 Hp: 2\n");
     EXPECT_EQ(runLua(c, "uti.setDateTime(\"01.02.2030 13:00:00\")").err, "");
     // 13:00 local at UTC+1 is 12:00 UTC.
