@@ -87,7 +87,7 @@ TEST(LinkE2E, NewerXmlFilesArriveOneAfterAnotherAndTheSessionStandsOnce) {
     EXPECT_TRUE(fs::exists(rig.ini + "ferro_struct.XML"));
     EXPECT_TRUE(fs::exists(rig.ini + "lang_de.XML"));
     EXPECT_NE(readFile(rig.ini + "lang_de.XML").find("<"), std::string::npos) << "unpacked XML";
-    EXPECT_EQ(rig.link().FLangVer, 7);
+    EXPECT_EQ(rig.link().FLangVer, 8);
     EXPECT_EQ(rig.link().FstrucVer, 4);
     EXPECT_EQ(connDone, 0) << "no second notice after the last file";
     ASSERT_FALSE(told.empty());
