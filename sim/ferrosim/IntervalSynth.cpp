@@ -8,12 +8,7 @@
 namespace ferro::sim {
 
 namespace {
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kDeg = kPi / 180.0;
-constexpr double kSqrt2 = 1.41421356237309504880;
-// The phase positions and the unbalance of SupplySynth::sample.
-constexpr double kPhaseShift[3] = {0.0, -120.0 * kDeg, 120.0 * kDeg};
-constexpr double kUnbalanceSign[3] = {0.0, -1.0, 1.0};
+using namespace supply;
 
 using Phasor = std::complex<double>;
 

@@ -7,15 +7,7 @@
 
 namespace ferro::sim {
 
-namespace {
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kDeg = kPi / 180.0;
-constexpr double kSqrt2 = 1.41421356237309504880;
-
-// Phase position of L1..L3 and the small unbalance: L2 a little low, L3 a little high.
-constexpr double kPhaseShift[3] = {0.0, -120.0 * kDeg, 120.0 * kDeg};
-constexpr double kUnbalanceSign[3] = {0.0, -1.0, 1.0};
-} // namespace
+using namespace supply;
 
 SupplySynth::SupplySynth(SupplyConfig config, uint64_t epochNs)
     : config_(std::move(config)), epochNs_(epochNs), loadAngle_(std::acos(config_.powerFactor)) {}

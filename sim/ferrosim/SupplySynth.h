@@ -11,6 +11,17 @@
 
 namespace ferro::sim {
 
+// The geometry of the synthesized supply, shared by the sampled waveforms and the closed-form
+// interval values so that both describe the same three phases.
+namespace supply {
+inline constexpr double kPi = 3.14159265358979323846;
+inline constexpr double kDeg = kPi / 180.0;
+inline constexpr double kSqrt2 = 1.41421356237309504880;
+// Phase position of L1..L3 and the small unbalance: L2 a little low, L3 a little high.
+inline constexpr double kPhaseShift[3] = {0.0, -120.0 * kDeg, 120.0 * kDeg};
+inline constexpr double kUnbalanceSign[3] = {0.0, -1.0, 1.0};
+} // namespace supply
+
 class SupplySynth {
 public:
     // `epochNs`: a device time near the times asked for; phases are kept relative to it so that
