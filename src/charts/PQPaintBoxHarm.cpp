@@ -264,8 +264,10 @@ void TPQPaintBoxHarm::PaintSlots(TCanvas& Canvas, bool FilledMarker, bool FixedL
             Canvas.Stroke.Color = 0xFFF5F5DC;
             Canvas.DrawRect(marker, 1);
         } else {
-            Canvas.Stroke.Color = 0xFF000000;
-            Canvas.DrawLine(TPointF(x - h, r.Top), TPointF(x - h, r.Bottom), 0.25);
+            // Black at a quarter on the white ground, as an opaque grey: a translucent line is
+            // dozens of times slower to draw than an opaque one.
+            Canvas.Stroke.Color = 0xFFBFBFBF;
+            Canvas.DrawLine(TPointF(x - h, r.Top), TPointF(x - h, r.Bottom), 1);
         }
     }
     for (int i = FHrmMaxIdx + 1; i < CHrmSlots; ++i)
