@@ -137,13 +137,32 @@ QFont TPainterCanvas::MakeFont() const {
     return f;
 }
 
+const QFont& TPainterCanvas::CurrentFont() {
+    const QPaintDevice* dev = Device();
+    const int dpi = dev ? dev->logicalDpiY() : 0;
+    if (!FFontValid || dpi != FFontDpi || Font.Size != FFontKey.Size || Font.Style != FFontKey.Style ||
+        Font.Family != FFontKey.Family) {
+        FFont = MakeFont();
+        FMetrics = std::make_unique<QFontMetricsF>(FFont, Device());
+        FFontKey = Font;
+        FFontDpi = dpi;
+        FFontValid = true;
+    }
+    return FFont;
+}
+
+const QFontMetricsF& TPainterCanvas::Metrics() {
+    CurrentFont();
+    return *FMetrics;
+}
+
 double TPainterCanvas::TextWidth(const std::string& Text) {
-    QFontMetricsF fm(MakeFont(), Device());
+    const QFontMetricsF& fm = Metrics();
     return fm.boundingRect(QRectF(0, 0, 1e6, 1e6), Qt::AlignLeft | Qt::AlignTop, ToQText(Text)).width();
 }
 
 double TPainterCanvas::TextHeight(const std::string& Text) {
-    QFontMetricsF fm(MakeFont(), Device());
+    const QFontMetricsF& fm = Metrics();
     const QString t = ToQText(Text);
     if (t.isEmpty()) return fm.height();
     return fm.boundingRect(QRectF(0, 0, 1e6, 1e6), Qt::AlignLeft | Qt::AlignTop, t).height();
@@ -154,7 +173,7 @@ void TPainterCanvas::FillText(const TRectF& Rect, const std::string& Text, bool 
     if (!FPainter->isActive()) return;
     FPainter->setOpacity(Opacity);
     FPainter->setPen(ToQColor(Fill.Color));
-    FPainter->setFont(MakeFont());
+    FPainter->setFont(CurrentFont());
     FPainter->setLayoutDirection((Flags & ftRightToLeft) ? Qt::RightToLeft : Qt::LeftToRight);
     int flags = AlignFlags(HAlign, VAlign) | Qt::TextDontClip;
     if (WordWrap) flags |= Qt::TextWordWrap;
@@ -194,7 +213,13 @@ void TPainterCanvas::FillRect(const TRectF& Rect, double Opacity, const TBrush& 
     if (!FPainter->isActive()) return;
     FPainter->setOpacity(Opacity);
     ApplyNoPen();
+    // An upright rectangle needs no antialiasing: its edges are only softened, and the rasteriser
+    // takes several times as long with it. Turned shapes keep it.
+    const QTransform& t = FPainter->transform();
+    const bool upright = t.type() <= QTransform::TxScale;
+    if (upright) FPainter->setRenderHint(QPainter::Antialiasing, false);
     FPainter->fillRect(ToQRect(Rect), ToQColor(Brush.Color));
+    if (upright) FPainter->setRenderHint(QPainter::Antialiasing, true);
 }
 
 void TPainterCanvas::DrawEllipse(const TRectF& Rect, double Opacity) {

@@ -3,6 +3,7 @@
 
 #include "charts/Canvas.h"
 
+#include <QFontMetricsF>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -49,6 +50,10 @@ public:
 
 private:
     QPaintDevice* Device() const;
+    // The font and its metrics for the current font state, rebuilt only when the state changed:
+    // building a QFont and its metrics costs more than measuring a label with them.
+    const QFontMetricsF& Metrics();
+    const QFont& CurrentFont();
     void ApplyPen();
     void ApplyNoPen();
 
@@ -62,6 +67,11 @@ private:
     QTransform FBaseTransform;
     TMatrix FMatrix;
     QPainterPath FPathScratch;
+    TFontState FFontKey;
+    int FFontDpi = 0;
+    bool FFontValid = false;
+    QFont FFont;
+    std::unique_ptr<QFontMetricsF> FMetrics;
 };
 
 } // namespace ferro
