@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <sstream>
 
@@ -204,14 +205,26 @@ TEST(SimLua, DeviceModulesChangeTheInstrumentAndSoftResetDropsEveryLine) {
     RawClient c(sim.port()), b(sim.port());
     c.openPlain();
     b.openPlain();
+    // The counts before and after a trigger; a dip of the profile (one a minute) may come in
+    // between and adds one Osc and one Hp recording.
+    auto counts = [&] {
+        std::istringstream in(runLua(c, "pq.getEvtOscHpCnt()").out);
+        std::string word;
+        int evt = -1, osc = -1, hp = -1;
+        in >> word >> evt >> word >> osc >> word >> hp;
+        return std::array<int, 3>{evt, osc, hp};
+    };
+    const auto before = counts();
+    ASSERT_GE(before[0], 0);
     EXPECT_EQ(runLua(c, "pq.triggerRec()").err, "");
     // A real recording in the recording format, listed at once.
     std::istringstream listing(str(c.request(plain(5, 0, 0)).bytes));
     int written = 0;
     for (std::string line; std::getline(listing, line);)
         written += line.rfind("rec/Hp-1-", 0) == 0 && line.find(".log;") != std::string::npos;
-    EXPECT_EQ(written, 1);
-    EXPECT_EQ(runLua(c, "pq.getEvtOscHpCnt()").out, "Evt: 3 Osc: 1 Hp: 2\n");
+    EXPECT_GE(written, 1);
+    const auto after = counts();
+    EXPECT_EQ(after[2] - before[2], 1 + (after[1] - before[1]));
     EXPECT_EQ(runLua(c, "uti.setDateTime(\"01.02.2030 13:00:00\")").err, "");
     // 13:00 local at UTC+1 is 12:00 UTC.
     EXPECT_NEAR(double(get32(c.request(plain(2, 0, 1)).bytes, 32)), 1896177600.0, 3.0);
