@@ -49,14 +49,10 @@ void TGridRow::CheckValue(const std::string& NewVal, const TCheckErrorCallBack& 
                           std::string& OutText, char DecimalSep) {
     Equal = true;
     Corrected = false;
-    std::string minT, maxT, defT;
     switch (RowTyp) {
     case grtText: {
         std::string s = IsList ? NewVal : CheckAsciiChar(NewVal);
         s = CutChars(s, RowMax.AsUInt64(), Corrected);
-        minT = RowMin.AsString();
-        maxT = RowMax.AsString();
-        defT = "-";
         const std::string par = RowPar.AsString();
         Equal = s.size() == par.size() && strcasecmp(s.c_str(), par.c_str()) == 0;
         RowVal = s;
@@ -70,9 +66,6 @@ void TGridRow::CheckValue(const std::string& NewVal, const TCheckErrorCallBack& 
         const int64_t v = parsed ? *parsed : RowVal.AsInt();
         const int64_t w =
             IsList ? v : std::clamp(v, RowMin.AsInt(), std::max(RowMin.AsInt(), RowMax.AsInt()));
-        minT = RowMin.AsString();
-        maxT = RowMax.AsString();
-        defT = RowDef.AsString();
         Equal = w == RowPar.AsInt();
         RowVal = w;
         Corrected = w != v;
@@ -84,9 +77,6 @@ void TGridRow::CheckValue(const std::string& NewVal, const TCheckErrorCallBack& 
         const uint64_t v = parsed ? *parsed : RowVal.AsUInt64();
         const uint64_t lo = RowMin.AsUInt64(), hi = std::max(lo, RowMax.AsUInt64());
         const uint64_t w = IsList ? v : std::clamp(v, lo, hi);
-        minT = RowMin.AsString();
-        maxT = RowMax.AsString();
-        defT = RowDef.AsString();
         Equal = w == RowPar.AsUInt64();
         RowVal = w;
         Corrected = w != v;
@@ -100,9 +90,6 @@ void TGridRow::CheckValue(const std::string& NewVal, const TCheckErrorCallBack& 
         const double w = IsList ? v : std::clamp(v, lo, hi);
         // Within 1E-5 a float is what the instrument has: the document keeps five decimals.
         Equal = std::fabs(w - RowPar.AsFloat()) <= 1E-5;
-        minT = FormatFloat(lo, DecimalSep);
-        maxT = FormatFloat(RowMax.AsFloat(), DecimalSep);
-        defT = FormatFloat(RowDef.AsFloat(), DecimalSep);
         RowVal = w;
         Corrected = w != v;
         OutText = FormatFloat(w, '.');
@@ -111,7 +98,12 @@ void TGridRow::CheckValue(const std::string& NewVal, const TCheckErrorCallBack& 
     case grtProperty:
         return;
     }
-    if (Corrected && !IsList && CallBack) CallBack(IDStr, minT, maxT, defT, OutText, NewVal);
+    // The limits as the user reads them, made only when they are told.
+    if (Corrected && !IsList && CallBack) {
+        const bool text = RowTyp == grtText;
+        CallBack(IDStr, RowMin.AsString(DecimalSep), RowMax.AsString(DecimalSep),
+                 text ? "-" : RowDef.AsString(DecimalSep), OutText, NewVal);
+    }
 }
 
 std::string TGridRow::ListText(const std::string& Value) const {

@@ -18,6 +18,9 @@ pugi::xml_node FindDesc(const pugi::xml_node& Node, const char* Name) {
     for (pugi::xml_node c = Node.first_child(); c; c = c.next_sibling()) {
         if (c.type() != pugi::node_element) continue;
         if (std::strcmp(c.name(), Name) == 0) return c;
+        // A leaf holding only its text has no descendants to look at.
+        const pugi::xml_node first = c.first_child();
+        if (!first || (first.type() != pugi::node_element && !first.next_sibling())) continue;
         if (pugi::xml_node d = FindDesc(c, Name)) return d;
     }
     return {};
@@ -47,20 +50,75 @@ pugi::xml_node Select(const pugi::xml_node& Node, const char* XPath) {
     }
 }
 
-// "Text" of the platform's number conversions with a default for what does not read.
-int64_t IntOf(const pugi::xml_node& N, const char* XPath, int64_t Def) {
-    auto v = ParseInt32(GetNodeValue(N, XPath));
+const char* TextOf(const pugi::xml_node& N) {
+    const pugi::xml_node c = N.first_child();
+    return c.type() == pugi::node_pcdata || c.type() == pugi::node_cdata ? c.value() : "";
+}
+
+// The leaf elements of one node, each the first of its name in document order (what ".//name"
+// selects), found in one walk instead of one walk per name: the grid reads thousands of them.
+struct TLeaves {
+    pugi::xml_node Type, Value, Default, Low, High, Visibility, Editability, Range, Rec;
+    explicit TLeaves(const pugi::xml_node& Node) { Walk(Node); }
+
+private:
+    static void Take(pugi::xml_node& Slot, const pugi::xml_node& N) {
+        if (!Slot) Slot = N;
+    }
+    void Walk(const pugi::xml_node& N) {
+        for (pugi::xml_node c = N.first_child(); c; c = c.next_sibling()) {
+            if (c.type() != pugi::node_element) continue;
+            const char* n = c.name();
+            switch (n[0]) {
+            case 't':
+                if (!std::strcmp(n, "type")) Take(Type, c);
+                break;
+            case 'v':
+                if (!std::strcmp(n, "value"))
+                    Take(Value, c);
+                else if (!std::strcmp(n, "visibility"))
+                    Take(Visibility, c);
+                break;
+            case 'd':
+                if (!std::strcmp(n, "default")) Take(Default, c);
+                break;
+            case 'l':
+                if (!std::strcmp(n, "low")) Take(Low, c);
+                break;
+            case 'h':
+                if (!std::strcmp(n, "high")) Take(High, c);
+                break;
+            case 'e':
+                if (!std::strcmp(n, "editability")) Take(Editability, c);
+                break;
+            case 'r':
+                if (!std::strcmp(n, "range"))
+                    Take(Range, c);
+                else if (!std::strcmp(n, "rec"))
+                    Take(Rec, c);
+                break;
+            }
+            // A leaf holds only its text; anything else may hold more of the names above.
+            const pugi::xml_node first = c.first_child();
+            if (first && (first.type() == pugi::node_element || first.next_sibling())) Walk(c);
+        }
+    }
+};
+
+// The platform's number conversions with a default for what does not read.
+int64_t IntOf(const pugi::xml_node& N, int64_t Def) {
+    auto v = ParseInt32(TextOf(N));
     return v ? *v : Def;
 }
-uint64_t UIntOf(const pugi::xml_node& N, const char* XPath, uint64_t Def) {
-    auto v = ParseUInt64(GetNodeValue(N, XPath));
+uint64_t UIntOf(const pugi::xml_node& N, uint64_t Def) {
+    auto v = ParseUInt64(TextOf(N));
     return v ? *v : Def;
 }
-double FloatOf(const pugi::xml_node& N, const char* XPath, double Def) {
-    const std::string t = GetNodeValue(N, XPath);
+double FloatOf(const pugi::xml_node& N, double Def) {
+    const char* t = TextOf(N);
     auto v = ParseFloat(t);
     // The document writes "." only; a comma is a mistake there, not a decimal point.
-    return v && t.find(',') == std::string::npos ? *v : Def;
+    return v && !std::strchr(t, ',') ? *v : Def;
 }
 
 bool ParseId(const std::string& S, uint32_t& Id) {
@@ -113,9 +171,8 @@ void ReadId(const pugi::xml_node& Node, TGridRow& Row) {
         throw TParaError("Ungültige Id \"" + Row.IDStr + "\" im Element <" + Node.name() + ">");
 }
 
-void FillList(const pugi::xml_node& Node, TGridRow& Row, const TXMLLangu* Lang) {
-    const pugi::xml_node range = Select(Node, ".//range");
-    for (pugi::xml_node item : range.children()) {
+void FillList(const pugi::xml_node& Range, TGridRow& Row, const TXMLLangu* Lang) {
+    for (pugi::xml_node item : Range.children()) {
         if (item.type() != pugi::node_element) continue;
         const std::string value = item.attribute("id").value();
         const std::string textId = GetNodeValue(item);
@@ -189,7 +246,7 @@ bool GetAndCheckAttribute(const pugi::xml_node& Node, pugi::xml_attribute& Attr,
 }
 
 int NodeVisibility(const pugi::xml_node& Node) {
-    return int(IntOf(Node, ".//visibility", 0));
+    return int(IntOf(FindDesc(Node, "visibility"), 0));
 }
 
 bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
@@ -199,66 +256,67 @@ bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& No
     const bool isPar = std::strcmp(name, "parameter") == 0, isDp = std::strcmp(name, "datapoint") == 0;
     const bool isProp = std::strcmp(name, "property") == 0;
     if (!isPar && !isDp && !isProp) return false;
+    const TLeaves leaf(Node);
     Row.Node = Node;
-    if (!isProp) Row.IsList = std::strcmp(Select(Node, ".//range").attribute("list").value(), "true") == 0;
-    if (Level < NodeVisibility(Node)) return false;
+    if (!isProp) Row.IsList = std::strcmp(leaf.Range.attribute("list").value(), "true") == 0;
+    if (Level < IntOf(leaf.Visibility, 0)) return false;
     ReadId(Node, Row);
     Caption(Level, Row, Lang);
     if (isProp) {
         Row.Editable = false;
         Row.Equal = true;
         Row.RowTyp = grtProperty;
-        Row.RowVal = GetNodeValue(Node, ".//value");
+        Row.RowVal = std::string(TextOf(leaf.Value));
         Row.RowPar = Row.RowVal;
         return true;
     }
-    const auto change = Changes.find(ChangeKey(Row.IDStr, ParentID));
+    const auto change = Changes.empty() ? Changes.end() : Changes.find(ChangeKey(Row.IDStr, ParentID));
     Row.Equal = change == Changes.end();
     if (isDp) {
         Row.Editable = true;
         Row.RowTyp = grtDatapoint;
-        Row.RowVal = IntOf(Node, ".//rec", 0);
+        Row.RowVal = IntOf(leaf.Rec, 0);
         Row.RowPar = Row.Equal ? Row.RowVal : TypedValue(grtDatapoint, change->second.OriVal);
-        Row.RowDef = IntOf(Node, ".//default", 0);
+        Row.RowDef = IntOf(leaf.Default, 0);
         Row.RowMin = int64_t(0);
         Row.RowMax = int64_t(1);
         return true;
     }
-    Row.Editable = Level >= IntOf(Node, ".//editability", 0);
-    const std::string typeWord = GetNodeValue(Node, ".//type");
-    if (typeWord.empty()) return false;
+    Row.Editable = Level >= IntOf(leaf.Editability, 0);
+    const char* typeWord = TextOf(leaf.Type);
+    if (!*typeWord) return false;
     Row.RowTyp = GetXTRecTyp(typeWord);
     switch (Row.RowTyp) {
     case grtText:
     case grtProperty:
-        Row.RowVal = GetNodeValue(Node, ".//value");
-        Row.RowDef = GetNodeValue(Node, ".//default");
-        Row.RowMin = IntOf(Node, ".//low", 0);
-        Row.RowMax = IntOf(Node, ".//high", 100);
+        Row.RowVal = std::string(TextOf(leaf.Value));
+        Row.RowDef = std::string(TextOf(leaf.Default));
+        Row.RowMin = IntOf(leaf.Low, 0);
+        Row.RowMax = IntOf(leaf.High, 100);
         break;
     case grtFloat:
-        Row.RowVal = FloatOf(Node, ".//value", 0);
-        Row.RowDef = FloatOf(Node, ".//default", 0);
+        Row.RowVal = FloatOf(leaf.Value, 0);
+        Row.RowDef = FloatOf(leaf.Default, 0);
         // The smallest normal single, not a negative number: a float that may be 0 names its low.
-        Row.RowMin = FloatOf(Node, ".//low", 1.17549435E-38);
-        Row.RowMax = FloatOf(Node, ".//high", 3.40282347E+38);
+        Row.RowMin = FloatOf(leaf.Low, 1.17549435E-38);
+        Row.RowMax = FloatOf(leaf.High, 3.40282347E+38);
         break;
     case grtInteger:
-        Row.RowVal = IntOf(Node, ".//value", 0);
-        Row.RowDef = IntOf(Node, ".//default", 0);
-        Row.RowMin = IntOf(Node, ".//low", INT32_MIN);
-        Row.RowMax = IntOf(Node, ".//high", INT32_MAX);
+        Row.RowVal = IntOf(leaf.Value, 0);
+        Row.RowDef = IntOf(leaf.Default, 0);
+        Row.RowMin = IntOf(leaf.Low, INT32_MIN);
+        Row.RowMax = IntOf(leaf.High, INT32_MAX);
         break;
     case grtUint32:
-        Row.RowVal = UIntOf(Node, ".//value", 0);
-        Row.RowDef = UIntOf(Node, ".//default", 0);
-        Row.RowMin = UIntOf(Node, ".//low", 0);
-        Row.RowMax = UIntOf(Node, ".//high", 4294967295ull);
+        Row.RowVal = UIntOf(leaf.Value, 0);
+        Row.RowDef = UIntOf(leaf.Default, 0);
+        Row.RowMin = UIntOf(leaf.Low, 0);
+        Row.RowMax = UIntOf(leaf.High, 4294967295ull);
         break;
     case grtBoolean:
     case grtDatapoint:
-        Row.RowVal = IntOf(Node, ".//value", 0);
-        Row.RowDef = IntOf(Node, ".//default", 0);
+        Row.RowVal = IntOf(leaf.Value, 0);
+        Row.RowDef = IntOf(leaf.Default, 0);
         Row.RowMin = int64_t(0);
         Row.RowMax = int64_t(1);
         break;
@@ -268,7 +326,7 @@ bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& No
         // A choice's legality is the menu that offers it; the limits only keep the type's range.
         Row.RowMin = Row.RowTyp == grtUint32 ? TVarValue(uint64_t(0)) : TVarValue(int64_t(0));
         Row.RowMax = Row.RowTyp == grtUint32 ? TVarValue(uint64_t(INT32_MAX)) : TVarValue(int64_t(INT32_MAX));
-        FillList(Node, Row, Lang);
+        FillList(leaf.Range, Row, Lang);
     }
     return true;
 }

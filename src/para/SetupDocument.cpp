@@ -1,12 +1,12 @@
 #include "para/SetupDocument.h"
 
+#include "para/SourceSplice.h"
 #include "para/XMLLangu.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 #include <strings.h>
 #include <sys/stat.h>
 
@@ -17,15 +17,39 @@ namespace {
 // A setup of a real instrument is a few megabytes; far more is no setup.
 constexpr long long CMaxSetupSize = 256ll << 20;
 
-// Everything kept as it stands: comments, declaration, whitespace and line ends, attribute texts.
-constexpr unsigned CParseFlags =
-    (pugi::parse_full | pugi::parse_ws_pcdata) & ~(pugi::parse_eol | pugi::parse_wconv_attribute);
+// Line ends and attribute whitespace as they stand: the values are compared with the source on save.
+constexpr unsigned CParseFlags = pugi::parse_cdata | pugi::parse_escapes;
 
-struct StringWriter : pugi::xml_writer {
-    std::string& Out;
-    explicit StringWriter(std::string& O) : Out(O) {}
-    void write(const void* Data, size_t Size) override { Out.append(static_cast<const char*>(Data), Size); }
-};
+std::string Latin1ToUtf8(const std::string& S) {
+    std::string out;
+    out.reserve(S.size() + S.size() / 8);
+    for (unsigned char c : S) {
+        if (c < 0x80)
+            out += char(c);
+        else
+            out += char(0xC0 | (c >> 6)), out += char(0x80 | (c & 0x3F));
+    }
+    return out;
+}
+
+std::string Utf8ToLatin1(const std::string& S) {
+    std::string out;
+    out.reserve(S.size());
+    for (size_t i = 0; i < S.size(); ++i) {
+        const unsigned char c = uint8_t(S[i]);
+        if (c < 0x80) {
+            out += char(c);
+        } else if ((c & 0xE0) == 0xC0 && i + 1 < S.size()) {
+            const unsigned cp = ((c & 0x1F) << 6) | (uint8_t(S[++i]) & 0x3F);
+            out += cp < 0x100 ? char(cp) : '?';
+        } else {
+            while (i + 1 < S.size() && (uint8_t(S[i + 1]) & 0xC0) == 0x80)
+                ++i;
+            out += '?'; // beyond Latin-1
+        }
+    }
+    return out;
+}
 
 uint32_t NodeId(const pugi::xml_node& Node) {
     const char* t = Node.attribute("id").value();
@@ -100,36 +124,51 @@ bool TSetupDocument::LoadFromFile(const std::string& FileName) {
         FError = "XML read error: Die Datei " + FileName + " ist zu groß für ein Setup.";
         return false;
     }
-    std::string source;
-    {
-        std::ifstream in(FileName, std::ios::binary);
-        std::ostringstream ss;
-        ss << in.rdbuf();
-        source = ss.str();
+    // Read once into a buffer that the parser takes over and parses in place: a setup of megabytes
+    // costs no second copy. Its bytes are read again only when the document is written.
+    const size_t size = size_t(st.st_size);
+    char* buffer = static_cast<char*>(pugi::get_memory_allocation_function()(size ? size : 1));
+    if (!buffer) {
+        FError = "XML read error: kein Speicher für " + FileName;
+        return false;
     }
-    // A declared Latin-1 file is written back in Latin-1; everything else is UTF-8.
-    pugi::xml_encoding enc = pugi::encoding_utf8;
-    const std::string head = source.substr(0, std::min<size_t>(source.size(), 200));
-    if (strcasestr(head.c_str(), "encoding=\"iso-8859-1\"") ||
-        strcasestr(head.c_str(), "encoding='iso-8859-1'") || strcasestr(head.c_str(), "encoding=\"latin1\""))
-        enc = pugi::encoding_latin1;
+    std::ifstream in(FileName, std::ios::binary);
+    if (!in.read(buffer, std::streamsize(size))) {
+        pugi::get_memory_deallocation_function()(buffer);
+        FError = "XML read error: Die Datei " + FileName + " lässt sich nicht lesen.";
+        return false;
+    }
+    // A declared Latin-1 file is read and written back in Latin-1; everything else is UTF-8.
+    const std::string head(buffer, std::min<size_t>(size, 200));
+    const bool latin1 = strcasestr(head.c_str(), "encoding=\"iso-8859-1\"") ||
+                        strcasestr(head.c_str(), "encoding='iso-8859-1'") ||
+                        strcasestr(head.c_str(), "encoding=\"latin1\"");
+    size_t parsed = size;
+    if (latin1) {
+        const std::string utf8 = Latin1ToUtf8(std::string(buffer, size));
+        pugi::get_memory_deallocation_function()(buffer);
+        buffer = static_cast<char*>(pugi::get_memory_allocation_function()(utf8.size() + 1));
+        std::memcpy(buffer, utf8.data(), utf8.size());
+        parsed = utf8.size();
+    }
     auto doc = std::make_unique<pugi::xml_document>();
-    const pugi::xml_parse_result r = doc->load_buffer(source.data(), source.size(), CParseFlags, enc);
+    const pugi::xml_parse_result r =
+        doc->load_buffer_inplace_own(buffer, parsed, CParseFlags, pugi::encoding_utf8);
     if (!r || !doc->document_element()) {
-        const size_t at = std::min<size_t>(size_t(std::max<ptrdiff_t>(r.offset, 0)), source.size());
-        const long line = 1 + long(std::count(source.begin(), source.begin() + long(at), '\n'));
+        // The line of the failure from the file itself: the parser has written into its buffer.
+        std::string text(size, '\0');
+        std::ifstream(FileName, std::ios::binary).read(text.data(), std::streamsize(size));
+        const size_t at = std::min<size_t>(size_t(std::max<ptrdiff_t>(r.offset, 0)), text.size());
+        const long line = 1 + long(std::count(text.begin(), text.begin() + long(at), '\n'));
         FError = std::string("XML read error: ") + (r ? "kein Wurzelelement" : r.description()) + " (Zeile " +
                  std::to_string(line) + ")";
         return false;
     }
     std::swap(FDoc, doc);
-    const pugi::xml_node root = FDoc->document_element();
-    const size_t rootAt = root.offset_debug() > 0 ? size_t(root.offset_debug()) - 1 : 0;
-    FPrefix = enc == pugi::encoding_utf8 ? source.substr(0, rootAt) : std::string();
-    const size_t tail = source.find_last_not_of(" \t\r\n");
-    FSuffix = tail == std::string::npos ? std::string() : source.substr(tail + 1);
-    FEncoding = enc;
-    if (enc == pugi::encoding_utf8) KeepEmptyElementForms(source);
+    FSource.clear();
+    FSourceSize = size;
+    FSourceTime = uint64_t(st.st_mtim.tv_sec) * 1000000000ull + uint64_t(st.st_mtim.tv_nsec);
+    FLatin1 = latin1;
     FFileName = FileName;
     FError.clear();
     FLoaded = true;
@@ -137,51 +176,39 @@ bool TSetupDocument::LoadFromFile(const std::string& FileName) {
     return true;
 }
 
-// "<x></x>" and "<x/>" parse alike; an empty text child makes the first form come back as written.
-void TSetupDocument::KeepEmptyElementForms(const std::string& Source) {
-    std::vector<pugi::xml_node> stack{FDoc->document_element()};
-    while (!stack.empty()) {
-        pugi::xml_node n = stack.back();
-        stack.pop_back();
-        if (!n.first_child()) {
-            const ptrdiff_t at = n.offset_debug();
-            size_t end = at >= 0 ? Source.find('>', size_t(at)) : std::string::npos;
-            // Attribute texts may hold '>': step over quoted parts.
-            for (size_t p = size_t(std::max<ptrdiff_t>(at, 0)); end != std::string::npos && p < end; ++p) {
-                if (Source[p] == '"' || Source[p] == '\'') {
-                    const size_t close = Source.find(Source[p], p + 1);
-                    if (close == std::string::npos) break;
-                    p = close;
-                    if (p > end) end = Source.find('>', p);
-                }
-            }
-            if (end != std::string::npos && end > 0 && Source[end - 1] != '/')
-                n.append_child(pugi::node_pcdata);
-            continue;
+// The bytes the document was parsed from: read again from its file the first time they are needed,
+// and kept from then on, since the file itself may be overwritten by a save.
+const std::string* TSetupDocument::Source() const {
+    if (FSource.empty() && FSourceSize > 0) {
+        struct stat st {};
+        const bool same =
+            ::stat(FFileName.c_str(), &st) == 0 && size_t(st.st_size) == FSourceSize &&
+            uint64_t(st.st_mtim.tv_sec) * 1000000000ull + uint64_t(st.st_mtim.tv_nsec) == FSourceTime;
+        std::string bytes(FSourceSize, '\0');
+        std::ifstream in(FFileName, std::ios::binary);
+        if (!same || !in.read(bytes.data(), std::streamsize(bytes.size()))) {
+            FError = "Die Datei " + FFileName +
+                     " wurde seit dem Laden verändert; das Setup wird nicht geschrieben.";
+            return nullptr;
         }
-        for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling())
-            if (c.type() == pugi::node_element) stack.push_back(c);
+        FSource = FLatin1 ? Latin1ToUtf8(bytes) : std::move(bytes);
     }
+    return &FSource;
 }
 
-bool TSetupDocument::Serialize(const pugi::xml_document& Doc, std::string& Out) const {
-    Out = FPrefix;
-    StringWriter w(Out);
-    pugi::xml_node first = Doc.document_element();
-    if (FPrefix.empty()) first = Doc.first_child(); // a Latin-1 file writes its declaration anew
-    for (pugi::xml_node n = first; n; n = n.next_sibling())
-        n.print(w, "", pugi::format_raw, FEncoding);
-    Out += FSuffix;
-    return true;
-}
-
-bool TSetupDocument::SaveToFile(const std::string& FileName) const {
+bool TSetupDocument::Write(const std::string& FileName, const std::vector<pugi::xml_node>& Skip) const {
     if (!FLoaded) return false;
-    std::string out;
-    Serialize(*FDoc, out);
+    const std::string* source = Source();
+    if (!source) return false;
+    std::string out = SpliceDocument(*source, *FDoc, Skip);
+    if (FLatin1) out = Utf8ToLatin1(out);
     std::ofstream f(FileName, std::ios::binary | std::ios::trunc);
     f.write(out.data(), std::streamsize(out.size()));
     return bool(f.flush());
+}
+
+bool TSetupDocument::SaveToFile(const std::string& FileName) const {
+    return Write(FileName, {});
 }
 
 pugi::xml_node TSetupDocument::Sys() const {
@@ -227,11 +254,15 @@ std::vector<TParaTreeItem> TSetupDocument::BuildTree(int Level, const TXMLLangu*
 std::vector<TGridRow> TSetupDocument::Rows(const pugi::xml_node& Item, int Level,
                                            const TXMLLangu* Lang) const {
     std::vector<TGridRow> rows;
+    size_t n = 0;
+    for (pugi::xml_node c = Item.first_child(); c; c = c.next_sibling())
+        ++n;
+    rows.reserve(n);
     const std::string parentId = Item.attribute("id").value();
-    TGridRow row;
     for (pugi::xml_node c = Item.first_child(); c; c = c.next_sibling()) {
         if (c.type() != pugi::node_element) continue;
-        if (GetGridRow(Level, parentId, c, row, Lang, FChangeList)) rows.push_back(std::move(row));
+        // Built in place: a row is a few hundred bytes, and there are thousands.
+        if (!GetGridRow(Level, parentId, c, rows.emplace_back(), Lang, FChangeList)) rows.pop_back();
     }
     return rows;
 }
@@ -257,32 +288,24 @@ void TSetupDocument::ChangeCell(const pugi::xml_node& Node, const std::string& V
 bool TSetupDocument::SaveForSend(const std::string& Target, const TModulList& Moduls, const TXMLLangu* Lang) {
     if (!FLoaded) return false;
     CheckAllMandatoryNodes(*FDoc);
-    TSetupDocument sent;
-    sent.FDoc->reset(*FDoc);
-    sent.FLoaded = true;
-    sent.FPrefix = FPrefix;
-    sent.FSuffix = FSuffix;
-    sent.FEncoding = FEncoding;
-    if (pugi::xml_node sys = sent.Sys()) {
-        for (pugi::xml_node c = sys.first_child(); c;) {
-            pugi::xml_node next = c.next_sibling();
-            if (c.type() == pugi::node_element) {
-                std::string text;
-                try {
-                    text = ItemText(NodeId(c), c, Lang);
-                } catch (const TParaError&) {
-                    text = c.attribute("id").value();
-                }
-                for (const auto& [name, flag] : Moduls)
-                    if (name == text && flag == "0") {
-                        sys.remove_child(c);
-                        break;
-                    }
+    std::vector<pugi::xml_node> skip;
+    if (const pugi::xml_node sys = Sys()) {
+        for (pugi::xml_node c = sys.first_child(); c; c = c.next_sibling()) {
+            if (c.type() != pugi::node_element) continue;
+            std::string text;
+            try {
+                text = ItemText(NodeId(c), c, Lang);
+            } catch (const TParaError&) {
+                text = c.attribute("id").value();
             }
-            c = next;
+            for (const auto& [name, flag] : Moduls)
+                if (name == text && flag == "0") {
+                    skip.push_back(c);
+                    break;
+                }
         }
     }
-    return sent.SaveToFile(Target);
+    return Write(Target, skip);
 }
 
 } // namespace ferro

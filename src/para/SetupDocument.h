@@ -1,6 +1,6 @@
 #pragma once
-// The one live copy of the instrument's setup document: loaded so that a save writes back every
-// byte that was not edited (declaration, comments, attribute order, empty-element forms, encoding),
+// The one live copy of the instrument's setup document: a save writes back every byte that was not
+// edited (declaration, comments, attribute order, empty-element forms, encoding),
 // the tree of modules and groups at a user level, the rows of one tree item, the edit path with its
 // change list, and the copy that is sent.
 
@@ -74,14 +74,19 @@ public:
     bool SaveForSend(const std::string& Target, const TModulList& Moduls, const TXMLLangu* Lang);
 
 private:
-    void KeepEmptyElementForms(const std::string& Source);
-    bool Serialize(const pugi::xml_document& Doc, std::string& Out) const;
+    bool Write(const std::string& FileName, const std::vector<pugi::xml_node>& Skip) const;
 
     std::unique_ptr<pugi::xml_document> FDoc;
-    std::string FFileName, FError;
-    // What lies around the root element in the file, written back as it was.
-    std::string FPrefix, FSuffix;
-    pugi::xml_encoding FEncoding = pugi::encoding_utf8;
+    std::string FFileName;
+    mutable std::string FError;
+    const std::string* Source() const;
+    // The file as read (in UTF-8): what a save writes back wherever the program changed nothing.
+    // Empty until the first save; size and modification time tell that the file is still the one
+    // parsed.
+    mutable std::string FSource;
+    size_t FSourceSize = 0;
+    uint64_t FSourceTime = 0;
+    bool FLatin1 = false;
     bool FLoaded = false;
     TChangeList FChangeList;
 };

@@ -4,14 +4,16 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <locale.h>
 
 namespace ferro {
 
 namespace {
-std::string Trimmed(const std::string& S) {
-    size_t b = S.find_first_not_of(" \t\r\n"), e = S.find_last_not_of(" \t\r\n");
-    return b == std::string::npos ? std::string() : S.substr(b, e - b + 1);
+std::string_view Trimmed(std::string_view S) {
+    const size_t b = S.find_first_not_of(" \t\r\n");
+    if (b == std::string_view::npos) return {};
+    return S.substr(b, S.find_last_not_of(" \t\r\n") - b + 1);
 }
 
 // strtod of the "C" locale, whatever the program's locale is.
@@ -23,6 +25,8 @@ double CStrtod(const char* S, char** End) {
 
 std::string FormatFloat(double V, char DecimalSep) {
     if (!std::isfinite(V)) return "0";
+    // Whole numbers, the most common setting, without the formatter.
+    if (V == std::floor(V) && std::fabs(V) < 1e15) return std::to_string(int64_t(V) == 0 ? 0 : int64_t(V));
     char buf[400];
     std::snprintf(buf, sizeof buf, "%.5f", V);
     std::string t = buf;
@@ -38,8 +42,8 @@ std::string FormatFloat(double V, char DecimalSep) {
     return t;
 }
 
-std::optional<int32_t> ParseInt32(const std::string& S) {
-    const std::string t = Trimmed(S);
+std::optional<int32_t> ParseInt32(std::string_view S) {
+    const std::string_view t = Trimmed(S);
     if (t.empty()) return std::nullopt;
     size_t i = (t[0] == '-' || t[0] == '+') ? 1 : 0;
     if (i == t.size() || t.size() - i > 12) return std::nullopt;
@@ -53,28 +57,36 @@ std::optional<int32_t> ParseInt32(const std::string& S) {
     return int32_t(v);
 }
 
-std::optional<uint64_t> ParseUInt64(const std::string& S) {
-    const std::string t = Trimmed(S);
-    if (t.empty() || t[0] < '0' || t[0] > '9') return std::nullopt;
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long v = std::strtoull(t.c_str(), &end, 10);
-    if (errno != 0 || *end != '\0') return std::nullopt;
-    return uint64_t(v);
+std::optional<uint64_t> ParseUInt64(std::string_view S) {
+    const std::string_view t = Trimmed(S);
+    if (t.empty()) return std::nullopt;
+    uint64_t v = 0;
+    for (char c : t) {
+        if (c < '0' || c > '9') return std::nullopt;
+        const uint64_t d = uint64_t(c - '0');
+        if (v > (UINT64_MAX - d) / 10) return std::nullopt;
+        v = v * 10 + d;
+    }
+    return v;
 }
 
-std::optional<double> ParseFloat(const std::string& S) {
-    std::string t = Trimmed(S);
-    if (t.empty() || t.size() > 64) return std::nullopt;
+std::optional<double> ParseFloat(std::string_view S) {
+    const std::string_view t = Trimmed(S);
+    if (t.empty() || t.size() > 63) return std::nullopt;
+    char buf[64];
+    t.copy(buf, t.size());
+    buf[t.size()] = '\0';
     // The user types the locale's comma, the document holds a point; one of them is the point.
-    if (t.find('.') == std::string::npos)
-        if (size_t c = t.find(','); c != std::string::npos) t[c] = '.';
-    for (char c : t)
+    if (!std::memchr(buf, '.', t.size()))
+        if (char* c = static_cast<char*>(std::memchr(buf, ',', t.size()))) *c = '.';
+    for (size_t i = 0; i < t.size(); ++i) {
+        const char c = buf[i];
         if (!((c >= '0' && c <= '9') || c == '.' || c == '-' || c == '+' || c == 'e' || c == 'E'))
             return std::nullopt;
+    }
     char* end = nullptr;
-    const double v = CStrtod(t.c_str(), &end);
-    if (*end != '\0' || end == t.c_str() || !std::isfinite(v)) return std::nullopt;
+    const double v = CStrtod(buf, &end);
+    if (*end != '\0' || end == buf || !std::isfinite(v)) return std::nullopt;
     return v;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
 namespace ferro {
@@ -37,10 +38,10 @@ private:
 // "0.#####": at most five decimals, no trailing zeros, never an exponent.
 std::string FormatFloat(double V, char DecimalSep = '.');
 // A signed 32-bit number (blanks around it allowed); nothing for anything else, 2^31 included.
-std::optional<int32_t> ParseInt32(const std::string& S);
+std::optional<int32_t> ParseInt32(std::string_view S);
 // An unsigned 64-bit number without sign.
-std::optional<uint64_t> ParseUInt64(const std::string& S);
+std::optional<uint64_t> ParseUInt64(std::string_view S);
 // A float with "." or "," as decimal point; nothing for anything else (also inf and nan).
-std::optional<double> ParseFloat(const std::string& S);
+std::optional<double> ParseFloat(std::string_view S);
 
 } // namespace ferro

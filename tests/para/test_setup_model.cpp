@@ -268,6 +268,29 @@ TEST(SetupDocument, SavingWritesBackEveryUneditedByte) {
     EXPECT_EQ(f.Text(copy), expected);
 }
 
+TEST(SetupDocument, EditsKeepEntityFormsQuotesAndLineEndsAroundThem) {
+    const std::string xml =
+        "<?xml version='1.0'?>\r\n<r>\r\n<system name='sys' id='1'>\r\n"
+        "  <swmodule id='2'><parameter id='3'><type>text</type><value>A &amp; B</value>"
+        "<high>20</high></parameter>\r\n"
+        "  <parameter id='4'><type>text</type><value/></parameter></swmodule>\r\n"
+        "  <swmodule id='5'><parameter id='6'><type>text</type><value>x</value></parameter>"
+        "</swmodule>\r\n</system>\r\n</r>\r\n";
+    Fixture f(xml);
+    const std::string out = f.dir.filePath("out.xml").toStdString();
+    ASSERT_TRUE(f.doc.SaveToFile(out));
+    EXPECT_EQ(f.Text(out), xml);
+    pugi::xml_node n;
+    std::string parent;
+    ASSERT_TRUE(f.doc.GetNode(4, n, parent));
+    f.doc.ChangeCell(n, "neu<", false, grtText);
+    ASSERT_TRUE(f.doc.SaveForSend(out, {{"5", "0"}}, nullptr));
+    std::string expected = xml;
+    expected.replace(expected.find("<value/>"), 8, "<value>neu&lt;</value>");
+    expected.erase(expected.find("\r\n  <swmodule id='5'>"), 95);
+    EXPECT_EQ(f.Text(out), expected) << "the unticked module goes with its line";
+}
+
 TEST(SetupDocument, BadInputGivesAReasonAndNeverAWrite) {
     Fixture f;
     std::ofstream(f.file, std::ios::binary) << "<usrMan><system name='sys'>";
