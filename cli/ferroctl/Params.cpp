@@ -95,11 +95,15 @@ std::string plainName(const TGridRow& r, const TXMLLangu& lang) {
     return t.empty() ? r.IDStr : t;
 }
 
-// The value column as the grid shows it: a choice by its text, a switch as ja/nein.
-std::string shown(const TGridRow& r, const TVarValue& v, char sep) {
+// The value column as the grid shows it: a choice by its text, a switch as ja/nein, a number with
+// its unit, an empty text as such.
+std::string shown(const TGridRow& r, const TVarValue& v, const TXMLLangu& lang) {
     if (r.IsList) return r.ListText(v.AsString());
     if (r.RowTyp == grtBoolean || r.RowTyp == grtDatapoint) return v.AsInt() ? "ja" : "nein";
-    return v.AsString(sep);
+    const std::string t = v.AsString('.');
+    if (t.empty()) return "(leer)";
+    const std::string unit = r.RowTyp == grtText || r.RowTyp == grtProperty ? "" : lang.IdToShort(r.ID);
+    return unit.empty() ? t : t + " " + unit;
 }
 
 } // namespace
@@ -141,8 +145,8 @@ int RunParams(const CliOptions& opt) {
     for (const auto& [path, r] : rows) {
         if (path != last) std::printf("%s%s\n", last.empty() ? "" : "\n", path.c_str());
         last = path;
-        std::string line = "  " + r.RowCap + " = " + shown(r, r.RowVal, '.');
-        if (r.RowTyp != grtProperty) line += "  (Werkseinstellung " + shown(r, r.RowDef, '.');
+        std::string line = "  " + r.RowCap + " = " + shown(r, r.RowVal, lang);
+        if (r.RowTyp != grtProperty) line += "  (Werkseinstellung " + shown(r, r.RowDef, lang);
         // The grid shows the limits from the service level on.
         if (r.RowTyp != grtProperty && level >= 2)
             line += ", Minimum " + r.MinText() + ", Maximum " + r.MaxText();
