@@ -41,7 +41,7 @@ void PrintUsage(std::FILE* to) {
                "  --yes                 Rückfragen bejahen (neuer Host-Key, neue Sprachdateien)\n"
                "  --ftp                 Dateien per FTP holen\n"
                "  --ftp-port N          FTP-Port des Geräts (Vorgabe 21)\n"
-               "  --lang DATEI          Sprachdatei für die Namen bei show und export\n"
+               "  --lang DATEI          Sprachdatei für die Namen bei show, export, params\n"
                "                        (Vorgabe: lang_de.XML im --ini-dir)\n"
                "  -v                    jeden Schritt auf stderr protokollieren\n"
                "  -h, --help            diese Hilfe zeigen\n"
@@ -68,6 +68,15 @@ void PrintUsage(std::FILE* to) {
                "  export DATEI --comtrade BASIS\n"
                "                        Osc- oder Hp-Aufzeichnung als COMTRADE (IEEE C37.111-2013):\n"
                "                        BASIS.cfg und BASIS.dat\n"
+               "  params [--setup DATEI] [--level 0|1|2] [--csv]\n"
+               "                        die Parameter des Setups wie im Raster: vom Gerät oder aus\n"
+               "                        DATEI, auf Stufe 0 Basisansicht, 1 Expertenansicht (Vorgabe),\n"
+               "                        2 Service; mit --csv als CSV mit der Kopfzeile\n"
+               "                        path,id,name,value,default,min,max,type,editable\n"
+               "  param-set ID=WERT ... [--setup DATEI] [--send]\n"
+               "                        Werte prüfen und setzen wie im Raster (Stufe 2); ein\n"
+               "                        korrigierter Wert wird gemeldet und korrigiert geschrieben\n"
+               "                        (Exit-Code 3); in DATEI und/oder mit --send an das Gerät\n"
                "  commands              die Kommandotabelle des Protokolls\n",
                to);
 }
@@ -96,7 +105,8 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
         }
         // Options may also follow the command; what is not an option is an argument.
         // The options of one command stay with its arguments.
-        const bool commandOption = a == "--count" || a == "--csv" || a == "--comtrade" || a == "--columns";
+        const bool commandOption = a == "--count" || a == "--csv" || a == "--comtrade" || a == "--columns" ||
+                                   a == "--setup" || a == "--level" || a == "--send";
         if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || commandOption)) {
             out.args.push_back(a);
             continue;

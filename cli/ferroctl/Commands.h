@@ -4,6 +4,7 @@
 #include "CliOptions.h"
 
 #include "link/DeviceSession.h"
+#include "para/XMLLangu.h"
 
 #include <memory>
 
@@ -25,6 +26,11 @@ int RunGet(const CliOptions& opt);
 int RunStream(const CliOptions& opt);
 // Local files; no session.
 int RunShow(const CliOptions& opt);
+// The setup's rows, from the instrument or --setup; values set through the grid's validator.
+int RunParams(const CliOptions& opt);
+int RunParamSet(const CliOptions& opt);
+// The language file for names: --lang, else the German one in the ini folder.
+ferro::TXMLLangu LoadLang(const CliOptions& opt);
 int RunExport(const CliOptions& opt);
 
 } // namespace ferroctl

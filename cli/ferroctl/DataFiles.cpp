@@ -34,20 +34,6 @@ QString q(const std::string& s) {
     return QString::fromStdString(s);
 }
 
-// The language file: --lang, else the German one in the ini folder, as the link stores it.
-TXMLLangu loadLang(const CliOptions& opt) {
-    TXMLLangu lang;
-    std::vector<std::string> candidates;
-    if (!opt.langFile.empty()) candidates.push_back(opt.langFile);
-    candidates.push_back(opt.link.Folders.Ini + ChangeFileExt(CLanguXML[0], ".XML"));
-    candidates.push_back(opt.link.Folders.Ini + CLanguXML[0]);
-    for (const std::string& c : candidates)
-        if (lang.SetLangFile(c)) break;
-    if (!opt.langFile.empty() && lang.Count() == 0)
-        std::fprintf(stderr, "%s Spalten ohne Namen.\n", lang.LastError().c_str());
-    return lang;
-}
-
 // The kind of a file by its first bytes; false for anything not in the recording format.
 bool kindOf(const std::string& path, TFileKind& kind) {
     char magic[8] = {};
@@ -114,7 +100,7 @@ int RunShow(const CliOptions& opt) {
     const std::string& path = opt.args[0];
     TFileKind kind;
     if (!kindOf(path, kind)) return failed(path, "keine Datei im Aufzeichnungsformat");
-    const TXMLLangu lang = loadLang(opt);
+    const TXMLLangu lang = LoadLang(opt);
     Reason reason{path, {}};
     QJsonObject o;
     if (kind == TFileKind::Recording) {
@@ -236,7 +222,7 @@ int RunExport(const CliOptions& opt) {
     Reason reason{path, {}};
     TRecData d;
     if (!AnalyseRecData(path, dcUnknown, d, reason.log())) return failed(path, reason.text);
-    const TXMLLangu lang = loadLang(opt);
+    const TXMLLangu lang = LoadLang(opt);
     const TIdText names = [&lang](uint32_t id) { return lang.IdToText(id); };
     std::string why;
     if (!comtrade.empty()) {
@@ -262,6 +248,20 @@ int RunExport(const CliOptions& opt) {
     std::printf("%s geschrieben (%llu Datensätze, %zu Spalten)\n", csv.c_str(),
                 static_cast<unsigned long long>(d.Records()), selected.size());
     return 0;
+}
+
+// The language file: --lang, else the German one in the ini folder, as the link stores it.
+TXMLLangu LoadLang(const CliOptions& opt) {
+    TXMLLangu lang;
+    std::vector<std::string> candidates;
+    if (!opt.langFile.empty()) candidates.push_back(opt.langFile);
+    candidates.push_back(opt.link.Folders.Ini + ChangeFileExt(CLanguXML[0], ".XML"));
+    candidates.push_back(opt.link.Folders.Ini + CLanguXML[0]);
+    for (const std::string& c : candidates)
+        if (lang.SetLangFile(c)) break;
+    if (!opt.langFile.empty() && lang.Count() == 0)
+        std::fprintf(stderr, "%s Namen bleiben Nummern.\n", lang.LastError().c_str());
+    return lang;
 }
 
 } // namespace ferroctl

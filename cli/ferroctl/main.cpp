@@ -34,6 +34,8 @@ int main(int argc, char** argv) {
         {"stream", ferroctl::RunStream},
         {"show", ferroctl::RunShow},
         {"export", ferroctl::RunExport},
+        {"params", ferroctl::RunParams},
+        {"param-set", ferroctl::RunParamSet},
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {

@@ -3,6 +3,7 @@
 #include "ferrosim/Compression.h"
 #include "ferrosim/DisplayRenderer.h"
 #include "ferrosim/Instrument.h"
+#include "ferrosim/SetupCheck.h"
 #include "foundation/MemStream.h"
 
 #include <QXmlStreamReader>
@@ -166,6 +167,11 @@ Answer TransferServices::applySetup(const ccc_head_t& head, Bytes payload) {
         xml = std::move(payload);
     }
     if (!wellFormedXml(xml)) return Answer::Refuse(CodeBadContent, "setup is not well-formed XML");
+    // A real instrument keeps its old setup rather than take a value it cannot run with.
+    if (std::string reason; !SetupWithinLimits(xml, reason)) {
+        instrument_.log("setup refused: " + reason);
+        return Answer::Refuse(CodeBadContent, reason);
+    }
     const InstrumentTree& tree = instrument_.tree();
     if (!InstrumentTree::writeFile(tree.setupFile(), xml))
         return Answer::Refuse(CodeWriteFailed, "write failed");

@@ -66,6 +66,43 @@ TEST(SimSetup, WriteReplacesTheSetupInEachPackingAndRefusesDamage) {
     EXPECT_EQ(str(fileBytes(path), 0), doc2);
 }
 
+TEST(SimSetup, ASetupThatBreaksALimitIsRefusedAndTheOldOneStays) {
+    Sim sim;
+    RawClient c(sim.port());
+    c.openPlain();
+    const std::string path = sim.data() + "/setup/setup.xml";
+    const Bytes before = fileBytes(path);
+    auto doc = [](const std::string& parameter) {
+        return "<usrMan><system name=\"sys\"><group id=\"1\">" + parameter + "</group></system></usrMan>";
+    };
+    const std::string bad[] = {
+        doc("<parameter "
+            "id=\"5\"><type>float</type><value>200.5</value><low>50</low><high>200</high></parameter>"),
+        doc("<parameter id=\"5\"><type>uint32</type><value>-1</value></parameter>"),
+        doc("<parameter id=\"5\"><type>integer</type><value>zwei</value></parameter>"),
+        doc("<parameter id=\"5\"><type>boolean</type><value>2</value></parameter>"),
+        doc("<parameter id=\"5\"><type>text</type><value>zu "
+            "lang</value><low>0</low><high>3</high></parameter>"),
+        doc("<parameter id=\"5\"><type>uint32</type><value>3</value><range list=\"true\"><item id=\"0\"/>"
+            "<item id=\"1\"/></range></parameter>"),
+        doc("<datapoint id=\"5\"><rec>ja</rec></datapoint>")};
+    for (const std::string& xml : bad) {
+        EXPECT_EQ(c.request(setupWrite(Bytes(xml.begin(), xml.end()), 0)).code(), 22u) << xml;
+    }
+    EXPECT_EQ(fileBytes(path), before);
+    const std::string reason = "setup refused: parameter 5: 200.5 outside 50..200";
+    std::string log;
+    for (int i = 0; i < 100 && log.find(reason) == std::string::npos; ++i) {
+        sim.process().waitForReadyRead(30);
+        log += sim.stderrText();
+    }
+    EXPECT_NE(log.find(reason), std::string::npos) << "the log names the parameter and its limits";
+    const std::string edge =
+        doc("<parameter id=\"5\"><type>float</type><value>200.000001</value><low>50</low><high>200</high>"
+            "</parameter>");
+    EXPECT_TRUE(c.request(setupWrite(Bytes(edge.begin(), edge.end()), 0)).ack()) << "five decimals of slack";
+}
+
 TEST(SimScratchpad, RoundTripPackedXmlFilesAndNamesThatLeaveTheFolder) {
     Sim sim;
     RawClient c(sim.port());

@@ -1,0 +1,372 @@
+#include "para/ParaHelper.h"
+
+#include "para/XMLLangu.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <strings.h>
+#include <vector>
+
+namespace ferro {
+
+namespace {
+
+// The first descendant element called `Name`, in document order: what ".//Name" selects, without
+// compiling a query for each of the thousands of leaves.
+pugi::xml_node FindDesc(const pugi::xml_node& Node, const char* Name) {
+    for (pugi::xml_node c = Node.first_child(); c; c = c.next_sibling()) {
+        if (c.type() != pugi::node_element) continue;
+        if (std::strcmp(c.name(), Name) == 0) return c;
+        // A leaf holding only its text has no descendants to look at.
+        const pugi::xml_node first = c.first_child();
+        if (!first || (first.type() != pugi::node_element && !first.next_sibling())) continue;
+        if (pugi::xml_node d = FindDesc(c, Name)) return d;
+    }
+    return {};
+}
+
+bool PlainName(const char* S) {
+    if (!*S) return false;
+    for (; *S; ++S)
+        if (!((*S >= 'a' && *S <= 'z') || (*S >= 'A' && *S <= 'Z') || (*S >= '0' && *S <= '9') || *S == '_'))
+            return false;
+    return true;
+}
+
+pugi::xml_node Select(const pugi::xml_node& Node, const char* XPath) {
+    if (!Node || !XPath) return {};
+    if (std::strncmp(XPath, ".//", 3) == 0 && PlainName(XPath + 3)) return FindDesc(Node, XPath + 3);
+    if (std::strncmp(XPath, "./", 2) == 0 && PlainName(XPath + 2)) return Node.child(XPath + 2);
+    // Anything else through a compiled query, kept for the next call.
+    thread_local std::unordered_map<std::string, std::unique_ptr<pugi::xpath_query>> cache;
+    try {
+        auto& q = cache[XPath];
+        if (!q) q = std::make_unique<pugi::xpath_query>(XPath);
+        return q->evaluate_node(Node).node();
+    } catch (const std::exception&) {
+        cache.erase(XPath);
+        return {};
+    }
+}
+
+const char* TextOf(const pugi::xml_node& N) {
+    const pugi::xml_node c = N.first_child();
+    return c.type() == pugi::node_pcdata || c.type() == pugi::node_cdata ? c.value() : "";
+}
+
+// The leaf elements of one node, each the first of its name in document order (what ".//name"
+// selects), found in one walk instead of one walk per name: the grid reads thousands of them.
+struct TLeaves {
+    pugi::xml_node Type, Value, Default, Low, High, Visibility, Editability, Range, Rec;
+    explicit TLeaves(const pugi::xml_node& Node) { Walk(Node); }
+
+private:
+    static void Take(pugi::xml_node& Slot, const pugi::xml_node& N) {
+        if (!Slot) Slot = N;
+    }
+    void Walk(const pugi::xml_node& N) {
+        for (pugi::xml_node c = N.first_child(); c; c = c.next_sibling()) {
+            if (c.type() != pugi::node_element) continue;
+            const char* n = c.name();
+            switch (n[0]) {
+            case 't':
+                if (!std::strcmp(n, "type")) Take(Type, c);
+                break;
+            case 'v':
+                if (!std::strcmp(n, "value"))
+                    Take(Value, c);
+                else if (!std::strcmp(n, "visibility"))
+                    Take(Visibility, c);
+                break;
+            case 'd':
+                if (!std::strcmp(n, "default")) Take(Default, c);
+                break;
+            case 'l':
+                if (!std::strcmp(n, "low")) Take(Low, c);
+                break;
+            case 'h':
+                if (!std::strcmp(n, "high")) Take(High, c);
+                break;
+            case 'e':
+                if (!std::strcmp(n, "editability")) Take(Editability, c);
+                break;
+            case 'r':
+                if (!std::strcmp(n, "range"))
+                    Take(Range, c);
+                else if (!std::strcmp(n, "rec"))
+                    Take(Rec, c);
+                break;
+            }
+            // A leaf holds only its text; anything else may hold more of the names above.
+            const pugi::xml_node first = c.first_child();
+            if (first && (first.type() == pugi::node_element || first.next_sibling())) Walk(c);
+        }
+    }
+};
+
+// The platform's number conversions with a default for what does not read.
+int64_t IntOf(const pugi::xml_node& N, int64_t Def) {
+    auto v = ParseInt32(TextOf(N));
+    return v ? *v : Def;
+}
+uint64_t UIntOf(const pugi::xml_node& N, uint64_t Def) {
+    auto v = ParseUInt64(TextOf(N));
+    return v ? *v : Def;
+}
+double FloatOf(const pugi::xml_node& N, double Def) {
+    const char* t = TextOf(N);
+    auto v = ParseFloat(t);
+    // The document writes "." only; a comma is a mistake there, not a decimal point.
+    return v && !std::strchr(t, ',') ? *v : Def;
+}
+
+bool ParseId(const std::string& S, uint32_t& Id) {
+    if (S.empty() || S.size() > 10 || S.find_first_not_of("0123456789") != std::string::npos) return false;
+    const unsigned long long v = std::stoull(S);
+    if (v > 0xFFFFFFFFull) return false;
+    Id = uint32_t(v);
+    return true;
+}
+
+// A value of the row's type from a text of the document.
+TVarValue TypedValue(TGridRowTyp Typ, const std::string& Text) {
+    switch (Typ) {
+    case grtFloat: {
+        auto v = ParseFloat(Text);
+        return v && Text.find(',') == std::string::npos ? *v : 0.0;
+    }
+    case grtInteger:
+    case grtBoolean:
+    case grtDatapoint: {
+        auto v = ParseInt32(Text);
+        return int64_t(v ? *v : 0);
+    }
+    case grtUint32: {
+        auto v = ParseUInt64(Text);
+        return v ? *v : uint64_t(0);
+    }
+    default:
+        return Text;
+    }
+}
+
+bool TextToBool(const std::string& S) {
+    if (strcasecmp(S.c_str(), "true") == 0) return true;
+    if (auto v = ParseInt32(S)) return *v != 0;
+    return false;
+}
+
+void Caption(int Level, TGridRow& Row, const TXMLLangu* Lang) {
+    Row.RowCap = Lang ? Lang->IdToText(Row.ID) : std::string();
+    // An id the language file does not name still shows as something the user can look up.
+    if (Row.RowCap.empty()) Row.RowCap = Row.IDStr;
+    if (Level >= 2)
+        Row.RowCap = "(" + Row.IDStr + "/" + TXMLLangu::StrToHexToStr(Row.IDStr) + ") " + Row.RowCap;
+}
+
+void ReadId(const pugi::xml_node& Node, TGridRow& Row) {
+    Row.IDStr = Node.attribute("id").value();
+    if (!ParseId(Row.IDStr, Row.ID))
+        throw TParaError("Ungültige Id \"" + Row.IDStr + "\" im Element <" + Node.name() + ">");
+}
+
+void FillList(const pugi::xml_node& Range, TGridRow& Row, const TXMLLangu* Lang) {
+    for (pugi::xml_node item : Range.children()) {
+        if (item.type() != pugi::node_element) continue;
+        const std::string value = item.attribute("id").value();
+        const std::string textId = GetNodeValue(item);
+        std::string text = Lang && !textId.empty() ? Lang->IdToText(textId) : std::string();
+        Row.List.emplace_back(value, text.empty() ? value : text);
+    }
+}
+
+bool GroupRecorded(const pugi::xml_node& Group, const std::vector<std::string>& Members) {
+    for (pugi::xml_node c : Group.children()) {
+        if (c.type() != pugi::node_element) continue;
+        const std::string id = c.attribute("id").value();
+        const bool member = std::find(Members.begin(), Members.end(), id) != Members.end();
+        if (std::strcmp(c.name(), "datapoint") == 0) {
+            if (!member && TextToBool(GetNodeValue(c, ".//rec"))) return true;
+        } else if (GroupRecorded(c, Members)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The first descendant whose id is the number `Id` (".//*[@id=Id]", the id compared as a number).
+pugi::xml_node FindById(const pugi::xml_node& Node, uint32_t Id) {
+    for (pugi::xml_node c = Node.first_child(); c; c = c.next_sibling()) {
+        if (c.type() != pugi::node_element) continue;
+        uint32_t v = 0;
+        if (ParseId(c.attribute("id").value(), v) && v == Id) return c;
+        if (pugi::xml_node d = FindById(c, Id)) return d;
+    }
+    return {};
+}
+
+void SetRecBelow(const pugi::xml_node& Node, const char* Flag) {
+    for (pugi::xml_node c : Node.children()) {
+        if (c.type() != pugi::node_element) continue;
+        if (std::strcmp(c.name(), "datapoint") == 0)
+            SetNodeValue(c, ".//rec", Flag);
+        else
+            SetRecBelow(c, Flag);
+    }
+}
+
+} // namespace
+
+std::string GetNodeValue(const pugi::xml_node& Node, const char* XPath) {
+    return GetNodeValue(Select(Node, XPath));
+}
+
+std::string GetNodeValue(const pugi::xml_node& Node) {
+    const pugi::xml_node c = Node.first_child();
+    return c.type() == pugi::node_pcdata || c.type() == pugi::node_cdata ? c.value() : std::string();
+}
+
+bool SetNodeValue(const pugi::xml_node& Node, const char* XPath, const std::string& Text) {
+    pugi::xml_node c = Select(Node, XPath).first_child();
+    if (c.type() != pugi::node_pcdata && c.type() != pugi::node_cdata) return false;
+    return c.set_value(Text.c_str());
+}
+
+bool GetSubNode(const pugi::xml_node& Node, const char* XPath, pugi::xml_node& Sub) {
+    Sub = Select(Node, XPath);
+    return bool(Sub);
+}
+
+bool GetAndCheckAttribute(const pugi::xml_node& Node, pugi::xml_attribute& Attr, const char* Name,
+                          std::string& Text) {
+    Attr = Node.attribute(Name);
+    Text = Attr.value();
+    return bool(Attr);
+}
+
+int NodeVisibility(const pugi::xml_node& Node) {
+    return int(IntOf(FindDesc(Node, "visibility"), 0));
+}
+
+bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
+                const TXMLLangu* Lang, const TChangeList& Changes) {
+    Row = TGridRow();
+    const char* name = Node.name();
+    const bool isPar = std::strcmp(name, "parameter") == 0, isDp = std::strcmp(name, "datapoint") == 0;
+    const bool isProp = std::strcmp(name, "property") == 0;
+    if (!isPar && !isDp && !isProp) return false;
+    const TLeaves leaf(Node);
+    Row.Node = Node;
+    if (!isProp) Row.IsList = std::strcmp(leaf.Range.attribute("list").value(), "true") == 0;
+    if (Level < IntOf(leaf.Visibility, 0)) return false;
+    ReadId(Node, Row);
+    Caption(Level, Row, Lang);
+    if (isProp) {
+        Row.Editable = false;
+        Row.Equal = true;
+        Row.RowTyp = grtProperty;
+        Row.RowVal = std::string(TextOf(leaf.Value));
+        Row.RowPar = Row.RowVal;
+        return true;
+    }
+    const auto change = Changes.empty() ? Changes.end() : Changes.find(ChangeKey(Row.IDStr, ParentID));
+    Row.Equal = change == Changes.end();
+    if (isDp) {
+        Row.Editable = true;
+        Row.RowTyp = grtDatapoint;
+        Row.RowVal = IntOf(leaf.Rec, 0);
+        Row.RowPar = Row.Equal ? Row.RowVal : TypedValue(grtDatapoint, change->second.OriVal);
+        Row.RowDef = IntOf(leaf.Default, 0);
+        Row.RowMin = int64_t(0);
+        Row.RowMax = int64_t(1);
+        return true;
+    }
+    Row.Editable = Level >= IntOf(leaf.Editability, 0);
+    const char* typeWord = TextOf(leaf.Type);
+    if (!*typeWord) return false;
+    Row.RowTyp = GetXTRecTyp(typeWord);
+    switch (Row.RowTyp) {
+    case grtText:
+    case grtProperty:
+        Row.RowVal = std::string(TextOf(leaf.Value));
+        Row.RowDef = std::string(TextOf(leaf.Default));
+        Row.RowMin = IntOf(leaf.Low, 0);
+        Row.RowMax = IntOf(leaf.High, 100);
+        break;
+    case grtFloat:
+        Row.RowVal = FloatOf(leaf.Value, 0);
+        Row.RowDef = FloatOf(leaf.Default, 0);
+        // The smallest normal single, not a negative number: a float that may be 0 names its low.
+        Row.RowMin = FloatOf(leaf.Low, 1.17549435E-38);
+        Row.RowMax = FloatOf(leaf.High, 3.40282347E+38);
+        break;
+    case grtInteger:
+        Row.RowVal = IntOf(leaf.Value, 0);
+        Row.RowDef = IntOf(leaf.Default, 0);
+        Row.RowMin = IntOf(leaf.Low, INT32_MIN);
+        Row.RowMax = IntOf(leaf.High, INT32_MAX);
+        break;
+    case grtUint32:
+        Row.RowVal = UIntOf(leaf.Value, 0);
+        Row.RowDef = UIntOf(leaf.Default, 0);
+        Row.RowMin = UIntOf(leaf.Low, 0);
+        Row.RowMax = UIntOf(leaf.High, 4294967295ull);
+        break;
+    case grtBoolean:
+    case grtDatapoint:
+        Row.RowVal = IntOf(leaf.Value, 0);
+        Row.RowDef = IntOf(leaf.Default, 0);
+        Row.RowMin = int64_t(0);
+        Row.RowMax = int64_t(1);
+        break;
+    }
+    Row.RowPar = Row.Equal ? Row.RowVal : TypedValue(Row.RowTyp, change->second.OriVal);
+    if (Row.IsList) {
+        // A choice's legality is the menu that offers it; the limits only keep the type's range.
+        Row.RowMin = Row.RowTyp == grtUint32 ? TVarValue(uint64_t(0)) : TVarValue(int64_t(0));
+        Row.RowMax = Row.RowTyp == grtUint32 ? TVarValue(uint64_t(INT32_MAX)) : TVarValue(int64_t(INT32_MAX));
+        FillList(leaf.Range, Row, Lang);
+    }
+    return true;
+}
+
+void CheckAllMandatoryNodes(pugi::xml_document& Doc) {
+    std::vector<std::pair<pugi::xml_node, std::vector<std::string>>> parents;
+    std::unordered_map<std::string, size_t> byId;
+    for (const pugi::xpath_node& x : Doc.select_nodes("//mandatory")) {
+        const pugi::xml_node parent = x.node().parent();
+        if (!parent || parent.type() != pugi::node_element || std::strcmp(parent.name(), "datapoint") == 0)
+            continue;
+        const std::string pid = parent.attribute("id").value();
+        if (pid.empty()) continue;
+        auto [it, fresh] = byId.emplace(pid, parents.size());
+        if (fresh) parents.push_back({parent, {}});
+        parents[it->second].second.push_back(GetNodeValue(x.node()));
+    }
+    for (const auto& [parent, members] : parents) {
+        bool recorded = false;
+        for (pugi::xml_node c : parent.children()) {
+            if (c.type() != pugi::node_element) continue;
+            const std::string id = c.attribute("id").value();
+            if (id.empty() || std::find(members.begin(), members.end(), id) != members.end()) continue;
+            if (std::strcmp(c.name(), "datapoint") == 0)
+                recorded = TextToBool(GetNodeValue(c, ".//rec"));
+            else if (std::strcmp(c.name(), "group") == 0)
+                recorded = GroupRecorded(c, members);
+            if (recorded) break;
+        }
+        const char* flag = recorded ? "1" : "0";
+        for (const std::string& m : members) {
+            uint32_t id = 0;
+            if (!ParseId(m, id)) continue; // not an id: nothing below the parent can be meant
+            const pugi::xml_node n = FindById(parent, id);
+            if (std::strcmp(n.name(), "datapoint") == 0)
+                SetNodeValue(n, ".//rec", flag);
+            else if (std::strcmp(n.name(), "group") == 0)
+                SetRecBelow(n, flag);
+        }
+    }
+}
+
+} // namespace ferro

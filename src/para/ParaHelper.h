@@ -1,0 +1,65 @@
+#pragma once
+// The node functions of the setup document: values by relative XPath, attributes, one node as a
+// grid row, the change list, and the mandatory-node rule that runs before every sending.
+
+#include "para/GridRow.h"
+
+#include <pugixml.hpp>
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+
+namespace ferro {
+
+class TXMLLangu;
+
+// What the instrument has for a node that the user changed: the list's key is ID + ParentID.
+struct TChangeListRec {
+    std::string ID, ParentID, OriVal;
+};
+using TChangeList = std::unordered_map<std::string, TChangeListRec>;
+
+inline std::string ChangeKey(const std::string& ID, const std::string& ParentID) {
+    return ID + ParentID;
+}
+
+// A control's signed tag holding an id above 2^31.
+union TEasyTag {
+    int32_t Int;
+    uint32_t UInt;
+};
+
+// A node whose id is not a number: reading the tree stops with this German message.
+class TParaError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// The text of the first child of the node that `XPath` selects below `Node`; empty when there is
+// no such node or it has no child.
+std::string GetNodeValue(const pugi::xml_node& Node, const char* XPath);
+// The text of the first child of `Node`.
+std::string GetNodeValue(const pugi::xml_node& Node);
+// Sets the text of the selected node's first child; false (and nothing made) when the node is
+// missing or has no child.
+bool SetNodeValue(const pugi::xml_node& Node, const char* XPath, const std::string& Text);
+bool GetSubNode(const pugi::xml_node& Node, const char* XPath, pugi::xml_node& Sub);
+bool GetAndCheckAttribute(const pugi::xml_node& Node, pugi::xml_attribute& Attr, const char* Name,
+                          std::string& Text);
+
+// The row of one node at user level `Level` below the parent with id `ParentID`. False for a node
+// that is invisible at that level, has no type or is of no row kind. Throws TParaError for an id
+// that is not a 32-bit number.
+bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
+                const TXMLLangu* Lang, const TChangeList& Changes);
+
+// Switches the mandatory members of every group on when anything else in the group records, off
+// when nothing does.
+void CheckAllMandatoryNodes(pugi::xml_document& Doc);
+
+// The visibility level of a node (".//visibility", 0 when missing or unreadable).
+int NodeVisibility(const pugi::xml_node& Node);
+
+} // namespace ferro
