@@ -1,0 +1,432 @@
+#include "charts/PQPaintBoxCrvTime.h"
+
+#include "charts/DateText.h"
+#include "foundation/Format.h"
+#include "foundation/records/PQTimeProgs.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+
+namespace ferro {
+
+namespace {
+
+constexpr TAlphaColor CTriggerCol = 0xFFFF00FF;
+constexpr TAlphaColor CMarkerCol = 0xFF008080;
+constexpr TAlphaColor CZoomCol = 0xFF0000FF;
+// A drag must go further than this to zoom or to reset the zoom.
+constexpr double CMinDrag = 20;
+// A zoom window needs this many records.
+constexpr int CMinZoomRecs = 5;
+
+// The drawn points of one pixel column. Many of them collapse into the column's span: drawn
+// without antialiasing, first -> one end -> other end -> last covers the same pixels as the zigzag.
+struct TColumnRun {
+    TPointF Pts[3];
+    TPointF First, Last, Lo, Hi;
+    int Cnt = 0;
+
+    void Start(const TPointF& p) {
+        Pts[0] = First = Last = Lo = Hi = p;
+        Cnt = 1;
+    }
+    void Add(const TPointF& p) {
+        if (Cnt < 3) Pts[Cnt] = p;
+        ++Cnt;
+        Last = p;
+        if (p.Y < Lo.Y) Lo = p;
+        if (p.Y > Hi.Y) Hi = p;
+    }
+    void Flush(TPathData& Path) const {
+        auto put = [&Path](const TPointF& p) {
+            if (Path.Empty())
+                Path.MoveTo(p);
+            else if (Path.Steps().back().Point != p)
+                Path.LineTo(p);
+        };
+        if (Cnt <= 3) {
+            for (int i = 0; i < Cnt; ++i)
+                put(Pts[i]);
+            return;
+        }
+        const bool loFirst = std::fabs(First.Y - Lo.Y) <= std::fabs(First.Y - Hi.Y);
+        put(First);
+        put(loFirst ? Lo : Hi);
+        put(loFirst ? Hi : Lo);
+        put(Last);
+    }
+};
+
+} // namespace
+
+TPQPaintBoxCrvTime::TPQPaintBoxCrvTime() {
+    FFerroDisp = chartdefs::sdOsziTime;
+}
+
+std::string TPQPaintBoxCrvTime::GetCaption() const {
+    return MilliSecToDuration(TM.MilliSecsBetween(FZoomTS2, FZoomTS1));
+}
+
+void TPQPaintBoxCrvTime::NewValues(const TSingleArray& Values, uint64_t Ts) {
+    FForceRepaint = true;
+    TPQPaintBoxCrvFFT::NewValues(Values, Ts);
+}
+
+void TPQPaintBoxCrvTime::AutoScale(int Crv) {
+    if (FMessLst.Count() == 0 || Crv < 0 || Crv >= GetCrvCnt()) return;
+    float mx = -FLT_MAX, mn = FLT_MAX;
+    FMessLst.ForRuns(0, FMessLst.Count() - 1, Crv,
+                     [&](const uint64_t*, const float*, const float* v, size_t n) {
+                         for (size_t i = 0; i < n; ++i) {
+                             if (!std::isfinite(v[i])) continue;
+                             mx = std::max(mx, v[i]);
+                             mn = std::min(mn, v[i]);
+                         }
+                     });
+    if (mx < mn) return; // no finite value: the old range stays
+    double hi = mx, lo = mn;
+    if (FRoundAftScl) {
+        const double span = hi - lo;
+        hi = RoundMaxValue(span, hi);
+        lo = RoundMinValue(span, lo);
+    }
+    FYRecLst[size_t(Crv)].FSclMin = lo;
+    FYRecLst[size_t(Crv)].FSclMax = hi;
+    FForceRepaint = true;
+}
+
+void TPQPaintBoxCrvTime::ResetZoom() {
+    if (FMessLst.Count() == 0) return;
+    FZoomIdx1 = 0;
+    FZoomIdx2 = FMessLst.Count() - 1;
+    FZoomTS1 = FMessLst.Tsl(FZoomIdx1);
+    FZoomTS2 = FMessLst.Tsl(FZoomIdx2);
+    FForceRepaint = true;
+}
+
+void TPQPaintBoxCrvTime::SetTrigger(const tmStamp_t& Stamp) {
+    FTrigger = TM.TStoLinear(Stamp);
+    FForceRepaint = true;
+}
+
+bool TPQPaintBoxCrvTime::WindowValid() const {
+    return FZoomIdx1 >= 0 && FZoomIdx1 < FZoomIdx2 && FZoomIdx2 < FMessLst.Count();
+}
+
+void TPQPaintBoxCrvTime::SetSclRegion(double Min, double Max) {
+    if (FStack == stkNone || FRgnIdx < 0 || FRgnIdx >= int(FPropLst.size())) return;
+    for (int c = 0; c < GetCrvCnt() && c < int(FPropLst[size_t(FRgnIdx)].CrvSet.size()); ++c)
+        if (FPropLst[size_t(FRgnIdx)].CrvSet.test(size_t(c))) SetScl(c, Min, Max);
+    FForceRepaint = true;
+    Repaint();
+}
+
+bool TPQPaintBoxCrvTime::GetSclRegion(TRectF& Rect) {
+    FRgnIdx = -1;
+    for (size_t i = 0; i < FPropLst.size(); ++i) {
+        if (FPropLst[i].RR.Contains(FMouseDown)) {
+            FRgnIdx = int(i);
+            Rect = FPropLst[i].RR;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool TPQPaintBoxCrvTime::GetSclRegionZero(TRectF& Rect) const {
+    if (FPropLst.empty()) return false;
+    Rect = FPropLst[0].RR;
+    return true;
+}
+
+// ---- Mouse ----
+
+void TPQPaintBoxCrvTime::MouseDown(TMouseButton Button, TShiftState, double X, double Y) {
+    if (!FMouseNotify) return;
+    FMouseStart = FMouseDown = FMouseCurrent = TPointF(X, Y);
+    if (Button == mbLeft) {
+        FLeftMouse = true;
+        FZoomRect = TRectF(X, Y, X + 5, Y + 5);
+        FZoomVisible = true;
+    } else if (Button == mbRight) {
+        FRightMouse = true;
+        FMouseNotify(this, FMouseStart, TPointF(0, 0), Button, 0);
+    }
+}
+
+void TPQPaintBoxCrvTime::MouseMove(TShiftState Shift, double X, double Y) {
+    if (FRightMouse || !FLeftMouse || !FMouseNotify || !(Shift & ssLeft)) return;
+    FMouseCurrent = TPointF(X, Y);
+    if (X < FMouseStart.X) {
+        FZoomRect.Left = X;
+        FZoomRect.Right = FMouseStart.X;
+    } else {
+        FZoomRect.Left = FMouseStart.X;
+        FZoomRect.Right = X;
+    }
+    if (Y < FMouseStart.Y) {
+        FZoomRect.Top = Y;
+        FZoomRect.Bottom = FMouseStart.Y;
+    } else {
+        FZoomRect.Top = FMouseStart.Y;
+        FZoomRect.Bottom = Y;
+    }
+    // Only the frame moved: the next paint copies the bitmap.
+    Repaint();
+}
+
+int TPQPaintBoxCrvTime::FindForward(double X) const {
+    if (!WindowValid()) return -1;
+    for (int i = FZoomIdx1; i <= FZoomIdx2; ++i)
+        if (FMessLst.XX(i) > X) return i;
+    return -1;
+}
+
+int TPQPaintBoxCrvTime::FindBackward(double X) const {
+    if (!WindowValid()) return -1;
+    for (int i = FZoomIdx2; i >= FZoomIdx1; --i)
+        if (FMessLst.XX(i) <= X) return i;
+    return -1;
+}
+
+void TPQPaintBoxCrvTime::SetMarker(int Mark, int Idx) {
+    const uint64_t ts = Idx >= 0 ? FMessLst.Tsl(Idx) : 0;
+    (Mark == 0 ? FMarkIdx1 : FMarkIdx2) = Idx;
+    (Mark == 0 ? FMarkTS1 : FMarkTS2) = ts;
+    if (!FOnMarkerNotify) return;
+    FMarkLst.clear();
+    TSingleArray vals;
+    for (int c = 0; c < GetCrvCnt(); ++c) {
+        FMarkLst.push_back(
+            Fmt("%s [%s]", FYRecLst[size_t(c)].FSym.c_str(), FYRecLst[size_t(c)].FUnt.c_str()));
+        if (Idx >= 0) vals.push_back(FMessLst.Val(Idx, c));
+    }
+    FOnMarkerNotify(this, Mark, ts, FMarkLst, vals);
+}
+
+void TPQPaintBoxCrvTime::MouseUp(TMouseButton Button, TShiftState Shift, double X, double Y) {
+    FMouseCurrent = TPointF(X, Y);
+    bool done = false;
+    if (Shift & ssShift) {
+        SetMarker(0, FindForward(X));
+        done = true;
+    } else if (Shift & ssCtrl) {
+        SetMarker(1, FindBackward(X));
+        done = true;
+    } else if (Button == mbLeft && FLeftMouse && FMessLst.Count() >= 3 && FZoomRect.Width() >= CMinDrag &&
+               FMouseStart != TPointF(0, 0)) {
+        if (X - FMouseStart.X > CMinDrag) {
+            const int i1 = FindForward(FZoomRect.Left);
+            const int i2 = FindBackward(FZoomRect.Right);
+            // Too few records for a window: the old one stays.
+            if (i1 >= 0 && i2 >= 0 && i2 - i1 + 1 >= CMinZoomRecs) {
+                FZoomIdx1 = i1;
+                FZoomIdx2 = i2;
+                FZoomTS1 = FMessLst.Tsl(i1);
+                FZoomTS2 = FMessLst.Tsl(i2);
+            }
+            done = true;
+        } else if (FMouseStart.X - X > CMinDrag) {
+            ResetZoom();
+            done = true;
+        }
+    }
+    if (!done && FMouseNotify && FStack != stkNone)
+        FMouseNotify(this, FMouseStart, TPointF(0, 0), Button, Shift);
+    FMouseStart = TPointF(0, 0);
+    FZoomVisible = false;
+    FForceRepaint = true;
+    FLeftMouse = FRightMouse = false;
+    Repaint();
+}
+
+void TPQPaintBoxCrvTime::MakeMouseUp(TMouseButton Button, TShiftState Shift) {
+    MouseUp(Button, Shift, FMouseCurrent.X, FMouseCurrent.Y);
+}
+
+// ---- Paint ----
+
+void TPQPaintBoxCrvTime::Paint(TCanvas& Canvas) {
+    if (FInPaint || FMessLst.Count() <= 3) return;
+    const int w = int(Width()), h = int(Height());
+    if (w <= 0 || h <= 0 || !Canvas.BeginScene()) return;
+    FInPaint = true;
+    TCanvasBitmap& bmp = MainBitmap(Canvas);
+    if (bmp.Width() != w || bmp.Height() != h || FForceRepaint) {
+        bmp.SetSize(w, h);
+        TCanvas& bc = bmp.Canvas();
+        bc.Font = Canvas.Font;
+        if (bc.BeginScene()) {
+            PaintFull(bc);
+            bc.EndScene();
+        }
+        FForceRepaint = false;
+    }
+    const TRectF all(0, 0, w, h);
+    Canvas.DrawBitmap(bmp, all, all, 1);
+    if (FZoomVisible) {
+        Canvas.Stroke.Color = CZoomCol;
+        Canvas.Stroke.Thickness = 1;
+        Canvas.Stroke.Dash = TStrokeDash::Dash;
+        Canvas.Stroke.Antialias = false;
+        Canvas.DrawRect(FZoomRect, 1);
+        Canvas.Stroke.Dash = TStrokeDash::Solid;
+        Canvas.Stroke.Antialias = true;
+    }
+    Canvas.EndScene();
+    FInPaint = false;
+    NotifyPaint();
+}
+
+void TPQPaintBoxCrvTime::PaintFull(TCanvas& Canvas) {
+    const TFontState savedFont = Canvas.Font;
+    BeginPass(Canvas);
+    if (FZoomIdx2 >= FMessLst.Count()) ResetZoom();
+    if (WindowValid()) {
+        FTmNorm.SetSclMinMax(FZoomTS1, FZoomTS2, float(FCrvRect.Left), float(FCrvRect.Width()), 0);
+        // The axis's mapping, in double precision and rounded to whole pixels: ten million records
+        // take milliseconds, and a pixel column's records share one x.
+        const double k = FCrvRect.Width() / double(FZoomTS2 - FZoomTS1);
+        const double left = FCrvRect.Left;
+        const uint64_t t0 = FZoomTS1;
+        FMessLst.ForRunsXX(FZoomIdx1, FZoomIdx2, [&](const uint64_t* ts, float* xx, size_t n) {
+            for (size_t i = 0; i < n; ++i)
+                xx[i] = float(std::nearbyint(double(int64_t(ts[i] - t0)) * k + left));
+        });
+        FRecordsLaidOut += uint64_t(FZoomIdx2 - FZoomIdx1 + 1);
+        PaintTimeAxis(Canvas);
+    }
+    FPropLst.clear();
+    const int regions = SubRegionNumber();
+    for (int i = 0; i < regions; ++i) {
+        const double rh = FCrvRect.Height() / regions;
+        AddRegion(i,
+                  TRectF(FCrvRect.Left, FCrvRect.Top + i * rh, FCrvRect.Right, FCrvRect.Top + (i + 1) * rh));
+        PaintRegion(Canvas, i);
+    }
+    if (WindowValid()) {
+        PaintTimeLine(Canvas, FTrigger, TM.FerroTS_to_StrMicSec(FTrigger), CTriggerCol);
+        if (FMarkIdx1 >= 0) PaintTimeLine(Canvas, FMarkTS1, "M1", CMarkerCol);
+        if (FMarkIdx2 >= 0) PaintTimeLine(Canvas, FMarkTS2, "M2", CMarkerCol);
+    }
+    TextFromLst(Canvas);
+    Canvas.Font = savedFont;
+}
+
+void TPQPaintBoxCrvTime::PaintTimeAxis(TCanvas& Canvas) {
+    // The window's ends first, so that grid labels running into them fall away.
+    TextOutL(Canvas, TM.FerroTS_to_StrMicSec(FZoomTS1), TPointF(FCrvRect.Left, FCrvRect.Bottom), FTxtH,
+             FFontCol, true);
+    TextOutR(Canvas, TM.FerroTS_to_StrMicSec(FZoomTS2), TPointF(FCrvRect.Right, FCrvRect.Bottom), -FTxtH,
+             FFontCol, true);
+    Canvas.Stroke.Color = FFontCol;
+    Canvas.Stroke.Dash = TStrokeDash::Dot;
+    for (int i = 0; i < FTmNorm.SclCount(); ++i) {
+        const uint64_t t = FTmNorm.ScaleAt(i);
+        if (t < FZoomTS1 || t > FZoomTS2) continue;
+        const double x = FTmNorm.TmNorm(t);
+        Canvas.DrawLine(TPointF(x, FCrvRect.Top), TPointF(x, FCrvRect.Bottom), 1);
+        TextOutC(Canvas, FTmNorm.TextAt(t), TPointF(x, FCrvRect.Bottom), 0, FFontCol, true);
+    }
+    Canvas.Stroke.Dash = TStrokeDash::Solid;
+}
+
+void TPQPaintBoxCrvTime::PaintRegion(TCanvas& Canvas, int i) {
+    const TPropertyRect& p = FPropLst[size_t(i)];
+    const bool percent = FStack == stkNone;
+    FYNorm.FSclMin = p.Min;
+    FYNorm.FSclMax = p.Max;
+    FYNorm.SetSclMinMax(p.RR.Bottom, p.RR.Height());
+    PaintRegionAxis(Canvas, i, percent);
+    if (!WindowValid()) return;
+    for (int c = 0; c < GetCrvCnt() && c < int(p.CrvSet.size()); ++c) {
+        if (!p.CrvSet.test(size_t(c))) continue;
+        const TYRec& y = FYRecLst[size_t(c)];
+        // Stacked by group the region's range holds for all its curves; otherwise each its own.
+        if (FStack == stkGroup)
+            DrawCurve(Canvas, c, p.Min, p.Max, p.RR);
+        else
+            DrawCurve(Canvas, c, y.FSclMin, y.FSclMax, p.RR);
+    }
+}
+
+void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, double SclMax, const TRectF& RR) {
+    // The vertical axis's mapping with the division taken out of the loop.
+    const bool flat = !(SclMax > SclMin);
+    const double bot = RR.Bottom;
+    const double k = flat ? 0 : RR.Height() / (SclMax - SclMin);
+    FPath.Clear();
+    TColumnRun run;
+    bool started = false;
+    double lastX = 0, lastY = 0;
+    const bool plain = FPlainDecimation;
+    FMessLst.ForRuns(FZoomIdx1, FZoomIdx2, Crv,
+                     [&](const uint64_t*, const float* xx, const float* v, size_t n) {
+                         for (size_t i = 0; i < n; ++i) {
+                             double val = v[i];
+                             if (!std::isfinite(val)) continue;
+                             val = val < SclMin ? SclMin : (val > SclMax ? SclMax : val);
+                             const double px = xx[i];
+                             const double py = flat ? bot : bot - (val - SclMin) * k;
+                             if (started && std::fabs(py - lastY) <= 2.0 && std::fabs(px - lastX) <= 1.0)
+                                 continue;
+                             lastX = px;
+                             lastY = py;
+                             // On the pixel's centre: on its edge, a segment's direction would choose the
+                             // column.
+                             const TPointF p(px + 0.5, py);
+                             if (plain) {
+                                 if (!started)
+                                     FPath.MoveTo(p);
+                                 else
+                                     FPath.LineTo(p);
+                             } else if (started && p.X == run.First.X) {
+                                 run.Add(p);
+                             } else {
+                                 if (started) run.Flush(FPath);
+                                 run.Start(p);
+                             }
+                             started = true;
+                         }
+                     });
+    if (started && !plain) run.Flush(FPath);
+    // One solid pixel wide with its end pixels: a thinner pen is drawn translucent, so overlapping
+    // segments of a column would darken where its span does not, and a flat end leaves out a pixel.
+    Canvas.Stroke.Color = FYRecLst[size_t(Crv)].FColor;
+    Canvas.Stroke.Antialias = false;
+    Canvas.Stroke.Thickness = 1;
+    Canvas.Stroke.Cap = TStrokeCap::Round;
+    Canvas.DrawPath(FPath, 1);
+    Canvas.Stroke.Antialias = true;
+    Canvas.Stroke.Thickness = 0.3;
+    Canvas.Stroke.Cap = TStrokeCap::Flat;
+}
+
+void TPQPaintBoxCrvTime::PaintTimeLine(TCanvas& Canvas, uint64_t TS, const std::string& Text,
+                                       TAlphaColor Colour) {
+    if (TS < FTmNorm.SclMin() || TS > FTmNorm.SclMax()) return;
+    const double x = FTmNorm.TmNorm(TS);
+    Canvas.Stroke.Color = Colour;
+    Canvas.Stroke.Dash = TStrokeDash::Solid;
+    Canvas.DrawLine(TPointF(x, FCrvRect.Top), TPointF(x, FCrvRect.Bottom), 1);
+    TextOutInvers(Canvas, Text, TPointF(x, FCrvRect.Top - FTxtH), 0, Colour);
+}
+
+bool TPQPaintBoxCrvTime::CopyToClip(TClipLst& List) {
+    std::string head = "Time";
+    for (const auto& y : FYRecLst)
+        head += Fmt("%s%s [%s]", chartdefs::CTab.c_str(), y.FSym.c_str(), y.FUnt.c_str());
+    List.Add(head);
+    for (int i = 0; i < FMessLst.Count(); ++i) {
+        const uint64_t ts = FMessLst.Tsl(i);
+        std::string line = Fmt("%s %s", FormatDateTimeSecs("dd.mm.yyyy", ts / 1000000000u).c_str(),
+                               TM.FerroTS_to_StrMicSec(ts).c_str());
+        for (int c = 0; c < GetCrvCnt(); ++c)
+            line += chartdefs::CTab + FloatToStr(FMessLst.Val(i, c));
+        List.Add(line);
+    }
+    return !List.Empty();
+}
+
+} // namespace ferro
