@@ -25,14 +25,6 @@ void TFFTClass::SetSampleNum(int Count, int Periods) {
     FFreqDif = FCount ? 50.0 / Periods : 0;
     FIn.assign(size_t(FCount), {});
     FOut.assign(size_t(FCount), {});
-    FWindow.resize(size_t(FCount));
-    double sum = 0;
-    for (int i = 0; i < FCount; ++i) {
-        // Periodic form: a tone on a line leaks into its two neighbours only.
-        FWindow[size_t(i)] = float(0.5 - 0.5 * std::cos(2 * M_PI * i / FCount));
-        sum += FWindow[size_t(i)];
-    }
-    FGain = sum > 0 ? float(FCount / sum) : 1.0f;
     if (FCount) FPlan = kiss_fft_alloc(FCount, 0, nullptr, nullptr);
     if (!FPlan) FCount = 0;
 }
@@ -49,12 +41,10 @@ void TFFTClass::DoFFT() {
         FGetData(i, v);
         // A sample that is not a number would spread over every line; it counts as zero.
         if (!std::isfinite(v.real()) || !std::isfinite(v.imag())) v = {};
-        FIn[size_t(i)] = v * FWindow[size_t(i)];
+        FIn[size_t(i)] = v;
     }
     kiss_fft(FPlan, reinterpret_cast<const kiss_fft_cpx*>(FIn.data()),
              reinterpret_cast<kiss_fft_cpx*>(FOut.data()));
-    for (auto& o : FOut)
-        o *= FGain;
 }
 
 std::complex<float> TFFTClass::GetTransformedData(int Index) const {

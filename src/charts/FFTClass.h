@@ -1,8 +1,9 @@
 #pragma once
 // Spectrum engine of the curve charts, on kissfft. The input arrives sample by sample through a
-// callback, so the chart keeps its own storage. A periodic Hann window lies over the block; the
-// result is scaled back by the window's mean, so a tone that sits on a line reads A * n / 2 there
-// (n the number of samples), exactly as an unwindowed transform of the same tone would.
+// callback, so the chart keeps its own storage. No taper (a rectangular window): the instrument's
+// blocks span whole mains periods, so every harmonic sits on a line and reads A * n / 2 there (n the
+// number of samples) without leaking into its neighbours; a taper would smear the fundamental into
+// the lines beside it, and those would then set the autoscale that leaves out only 50.0 Hz.
 
 #include <complex>
 #include <functional>
@@ -45,8 +46,6 @@ private:
     kiss_fft_state* FPlan = nullptr;
     int FCount = 0;
     double FFreqDif = 0;
-    float FGain = 1; // undoes the window's mean
-    std::vector<float> FWindow;
     std::vector<std::complex<float>> FIn;
     std::vector<std::complex<float>> FOut;
 };

@@ -344,8 +344,11 @@ void TPQPaintBoxCrvFFT::PaintSpectrumRegion(TCanvas& Canvas, int i, int Lines) {
             else
                 FPath.LineTo(pt);
         }
+        // A curve one pixel wide: at the grid's 0.3 a spectrum would be too faint to read.
         Canvas.Stroke.Color = FYRecLst[size_t(c)].FColor;
+        Canvas.Stroke.Thickness = 1;
         Canvas.DrawPath(FPath, 1);
+        Canvas.Stroke.Thickness = 0.3;
     }
 }
 

@@ -315,10 +315,10 @@ void TPQPaintBoxCrvTime::PaintFull(TCanvas& Canvas) {
 }
 
 void TPQPaintBoxCrvTime::PaintTimeAxis(TCanvas& Canvas) {
-    // The window's ends first, so that grid labels running into them fall away.
-    TextOutL(Canvas, TM.FerroTS_to_StrMicSec(FZoomTS1), TPointF(FCrvRect.Left, FCrvRect.Bottom), FTxtH,
+    // The window's ends first, in the foot line, so that grid labels running into them fall away.
+    TextOutL(Canvas, TM.FerroTS_to_StrMicSec(FZoomTS1), TPointF(FCrvRect.Left - FTxtW, FCrvRect.Bottom), 0,
              FFontCol, true);
-    TextOutR(Canvas, TM.FerroTS_to_StrMicSec(FZoomTS2), TPointF(FCrvRect.Right, FCrvRect.Bottom), -FTxtH,
+    TextOutR(Canvas, TM.FerroTS_to_StrMicSec(FZoomTS2), TPointF(FCrvRect.Right + FTxtW, FCrvRect.Bottom), 0,
              FFontCol, true);
     Canvas.Stroke.Color = FFontCol;
     Canvas.Stroke.Dash = TStrokeDash::Dot;
