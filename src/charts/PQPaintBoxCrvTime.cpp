@@ -23,23 +23,14 @@ constexpr int CMinZoomRecs = 5;
 // The drawn points of one pixel column. Many of them collapse into the column's span: drawn
 // without antialiasing, first -> one end -> other end -> last covers the same pixels as the zigzag.
 struct TColumnRun {
-    TPointF Pts[3];
-    TPointF First, Last, Lo, Hi;
+    double X = 0;
+    double Ys[4] = {}; // the first three drawn; the fourth slot takes the writes beyond them
+    double Lo = 0, Hi = 0, Last = 0;
     int Cnt = 0;
 
-    void Start(const TPointF& p) {
-        Pts[0] = First = Last = Lo = Hi = p;
-        Cnt = 1;
-    }
-    void Add(const TPointF& p) {
-        if (Cnt < 3) Pts[Cnt] = p;
-        ++Cnt;
-        Last = p;
-        if (p.Y < Lo.Y) Lo = p;
-        if (p.Y > Hi.Y) Hi = p;
-    }
     void Flush(TPathData& Path) const {
-        auto put = [&Path](const TPointF& p) {
+        auto put = [&Path, this](double y) {
+            const TPointF p(X, y);
             if (Path.Empty())
                 Path.MoveTo(p);
             else if (Path.Steps().back().Point != p)
@@ -47,11 +38,11 @@ struct TColumnRun {
         };
         if (Cnt <= 3) {
             for (int i = 0; i < Cnt; ++i)
-                put(Pts[i]);
+                put(Ys[i]);
             return;
         }
-        const bool loFirst = std::fabs(First.Y - Lo.Y) <= std::fabs(First.Y - Hi.Y);
-        put(First);
+        const bool loFirst = std::fabs(Ys[0] - Lo) <= std::fabs(Ys[0] - Hi);
+        put(Ys[0]);
         put(loFirst ? Lo : Hi);
         put(loFirst ? Hi : Lo);
         put(Last);
@@ -285,15 +276,27 @@ void TPQPaintBoxCrvTime::PaintFull(TCanvas& Canvas) {
     if (FZoomIdx2 >= FMessLst.Count()) ResetZoom();
     if (WindowValid()) {
         FTmNorm.SetSclMinMax(FZoomTS1, FZoomTS2, float(FCrvRect.Left), float(FCrvRect.Width()), 0);
-        // The axis's mapping, in double precision and rounded to whole pixels: ten million records
-        // take milliseconds, and a pixel column's records share one x.
+        // The axis's mapping in double precision, rounded to whole pixels so that a pixel column's
+        // records share one x. Times rise, so each column is one range of records, found by a
+        // binary search and filled at once.
         const double k = FCrvRect.Width() / double(FZoomTS2 - FZoomTS1);
         const double left = FCrvRect.Left;
         const uint64_t t0 = FZoomTS1;
-        FMessLst.ForRunsXX(FZoomIdx1, FZoomIdx2, [&](const uint64_t* ts, float* xx, size_t n) {
-            for (size_t i = 0; i < n; ++i)
-                xx[i] = float(std::nearbyint(double(int64_t(ts[i] - t0)) * k + left));
-        });
+        auto column = [&](int i) { return std::nearbyint(double(int64_t(FMessLst.Tsl(i) - t0)) * k + left); };
+        for (int i = FZoomIdx1; i <= FZoomIdx2;) {
+            const double x = column(i);
+            int lo = i, hi = FZoomIdx2;
+            while (lo < hi) {
+                const int mid = lo + (hi - lo + 1) / 2;
+                if (column(mid) <= x)
+                    lo = mid;
+                else
+                    hi = mid - 1;
+            }
+            FMessLst.ForRunsXX(
+                i, lo, [x](const uint64_t*, float* xx, size_t n) { std::fill(xx, xx + n, float(x)); });
+            i = lo + 1;
+        }
         FRecordsLaidOut += uint64_t(FZoomIdx2 - FZoomIdx1 + 1);
         PaintTimeAxis(Canvas);
     }
@@ -353,44 +356,71 @@ void TPQPaintBoxCrvTime::PaintRegion(TCanvas& Canvas, int i) {
 
 void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, double SclMax, const TRectF& RR) {
     // The vertical axis's mapping with the division taken out of the loop.
-    const bool flat = !(SclMax > SclMin);
     const double bot = RR.Bottom;
-    const double k = flat ? 0 : RR.Height() / (SclMax - SclMin);
+    const double k = SclMax > SclMin ? RR.Height() / (SclMax - SclMin) : 0;
+    const double hiVal = SclMax > SclMin ? SclMax : SclMin;
     FPath.Clear();
-    TColumnRun run;
-    bool started = false;
-    double lastX = 0, lastY = 0;
-    const bool plain = FPlainDecimation;
-    FMessLst.ForRuns(FZoomIdx1, FZoomIdx2, Crv,
-                     [&](const uint64_t*, const float* xx, const float* v, size_t n) {
-                         for (size_t i = 0; i < n; ++i) {
-                             double val = v[i];
-                             if (!std::isfinite(val)) continue;
-                             val = val < SclMin ? SclMin : (val > SclMax ? SclMax : val);
-                             const double px = xx[i];
-                             const double py = flat ? bot : bot - (val - SclMin) * k;
-                             if (started && std::fabs(py - lastY) <= 2.0 && std::fabs(px - lastX) <= 1.0)
-                                 continue;
-                             lastX = px;
-                             lastY = py;
-                             // On the pixel's centre: on its edge, a segment's direction would choose the
-                             // column.
-                             const TPointF p(px + 0.5, py);
-                             if (plain) {
-                                 if (!started)
-                                     FPath.MoveTo(p);
-                                 else
-                                     FPath.LineTo(p);
-                             } else if (started && p.X == run.First.X) {
-                                 run.Add(p);
-                             } else {
-                                 if (started) run.Flush(FPath);
-                                 run.Start(p);
-                             }
-                             started = true;
-                         }
-                     });
-    if (started && !plain) run.Flush(FPath);
+    // Positions lie on the pixel centres: on a pixel's edge, a segment's direction would choose
+    // the column.
+    if (FPlainDecimation) {
+        // The rule as it reads: a point is drawn when it leaves the box of 1 x 2 pixels around the
+        // last drawn one.
+        bool started = false;
+        double lastX = 0, lastY = 0;
+        FMessLst.ForRuns(
+            FZoomIdx1, FZoomIdx2, Crv, [&](const uint64_t*, const float* xx, const float* v, size_t n) {
+                for (size_t i = 0; i < n; ++i) {
+                    if (!std::isfinite(v[i])) continue;
+                    const double px = xx[i] + 0.5,
+                                 py = bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
+                    if (started && std::fabs(py - lastY) <= 2.0 && std::fabs(px - lastX) <= 1.0) continue;
+                    if (started)
+                        FPath.LineTo(TPointF(px, py));
+                    else
+                        FPath.MoveTo(TPointF(px, py));
+                    started = true;
+                    lastX = px;
+                    lastY = py;
+                }
+            });
+    } else {
+        // The same rule, column by column and without branches inside a column: within one, the x
+        // test holds once a point of it or of the column before was drawn, so only y decides.
+        TColumnRun run;
+        bool any = false, near = false;
+        double lastX = 0, lastY = 0;
+        run.X = -1e300;
+        FMessLst.ForRuns(
+            FZoomIdx1, FZoomIdx2, Crv, [&](const uint64_t*, const float* xx, const float* v, size_t n) {
+                for (size_t i = 0; i < n; ++i) {
+                    if (!std::isfinite(v[i])) continue;
+                    const double px = xx[i] + 0.5;
+                    if (px != run.X) {
+                        if (run.Cnt) {
+                            run.Last = lastY;
+                            run.Flush(FPath);
+                            any = true;
+                            lastX = run.X;
+                        }
+                        run.X = px;
+                        run.Cnt = 0;
+                        run.Lo = 1e300;
+                        run.Hi = -1e300;
+                        near = any && std::fabs(px - lastX) <= 1.0;
+                    }
+                    const double py = bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
+                    const bool drawn = !near || std::fabs(py - lastY) > 2.0;
+                    run.Ys[run.Cnt < 3 ? run.Cnt : 3] = py;
+                    lastY = drawn ? py : lastY;
+                    run.Lo = drawn ? std::min(run.Lo, py) : run.Lo;
+                    run.Hi = drawn ? std::max(run.Hi, py) : run.Hi;
+                    run.Cnt += drawn;
+                    near = near || drawn;
+                }
+            });
+        run.Last = lastY;
+        if (run.Cnt) run.Flush(FPath);
+    }
     // One solid pixel wide with its end pixels: a thinner pen is drawn translucent, so overlapping
     // segments of a column would darken where its span does not, and a flat end leaves out a pixel.
     Canvas.Stroke.Color = FYRecLst[size_t(Crv)].FColor;
