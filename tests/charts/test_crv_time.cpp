@@ -72,7 +72,11 @@ TEST_F(TimeChart, DecimationKeepsAOneSampleSpikeAmongAMillionFlatSamples) {
         top = std::min(top, s.Point.Y);
     EXPECT_DOUBLE_EQ(top, rr.Top);
 
-    // Few records paint nothing; values that are not numbers leave no point.
+    // Few records or no surface paint nothing; values that are not numbers leave no point.
+    b.SetSize(0, 0);
+    Paint();
+    EXPECT_TRUE(c.Calls.empty());
+    b.SetSize(1200, 500);
     Fill(3, [](int) { return 1.0; });
     Paint();
     EXPECT_TRUE(c.Calls.empty());
@@ -100,6 +104,9 @@ TEST_F(TimeChart, DragZoomsBeyondTwentyPixelsOnlyAndNeedsFiveRecords) {
     Paint();
     Drag(900, 700); // leftward: everything again
     EXPECT_EQ(b.ZoomIdx2() - b.ZoomIdx1(), 999);
+    bool handled = false;
+    b.MouseWheel(0, 120, handled); // the wheel zooms only the spectrum
+    EXPECT_EQ(b.ScaleVal(), 10);
 
     Fill(100, [](int i) { return i; });
     Paint();
@@ -139,10 +146,18 @@ TEST_F(TimeChart, ShiftSetsMarkerOneEvenWithCtrlAndMarkersAreDrawn) {
     b.MouseUp(mbLeft, ssCtrl, x, 200); // backward: the last record not right of x
     EXPECT_EQ(mark, 1);
     EXPECT_EQ(b.MarkIdx2(), 39);
+    b.SetTrigger(LinearToTS(CDay0 + 70 * CSec));
     Paint();
     const auto texts = Picture().Texts();
     EXPECT_NE(std::find(texts.begin(), texts.end(), "M1"), texts.end());
     EXPECT_NE(std::find(texts.begin(), texts.end(), "M2"), texts.end());
+    EXPECT_NE(std::find(texts.begin(), texts.end(), "22:14:30.000000"), texts.end()); // the trigger
+
+    TClipLst clip;
+    EXPECT_TRUE(b.CopyToClip(clip));
+    ASSERT_EQ(clip.Count(), 101);
+    EXPECT_EQ(clip[0], "Time\tu1 [V]\tu2 [V]");
+    EXPECT_EQ(clip[2], "14.11.2023 22:13:21.000000\t2\t2");
 }
 
 TEST_F(TimeChart, MovingTheZoomFramePaintsFromThePictureWithoutTouchingTheRecords) {
