@@ -38,6 +38,8 @@ struct TStrokeState {
     TStrokeDash Dash = TStrokeDash::Solid;
     TStrokeCap Cap = TStrokeCap::Flat;
     TStrokeJoin Join = TStrokeJoin::Miter;
+    // Off for curves whose pixel columns must cover exactly their value span (time chart).
+    bool Antialias = true;
 };
 
 // Size in device pixels.

@@ -141,4 +141,12 @@ std::string MilliSecToDuration(uint64_t MilliSecs) {
     return buf;
 }
 
+std::string FloatToStr(float v) {
+    if (std::isnan(v)) return "NaN";
+    if (std::isinf(v)) return v < 0 ? "-INF" : "INF";
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.7g", double(v));
+    return buf;
+}
+
 } // namespace ferro

@@ -29,6 +29,10 @@ std::string FltToStrShrt(double Value, const std::string& Unit);
 // No unit.
 std::string FltToStrShrt(double Value, TAftPoint AftPoint);
 
+// A single as the clipboard writes it: enough digits to read back the same value, "." as the point,
+// "NaN", "INF" and "-INF" for the values that are not numbers.
+std::string FloatToStr(float v);
+
 // Decimal exponent: the n with 10^n <= |Value| < 10^(n+1); 0 for zero and for values that are not finite.
 int8_t DecimalPower(double Value);
 

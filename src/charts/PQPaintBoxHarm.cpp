@@ -26,13 +26,6 @@ double Clamp0(double v, double Top) {
     return v > Top ? Top : v;
 }
 
-// Shortest text that reads back as the same single, with "." as the clipboard's decimal point.
-std::string FloatToStr(float v) {
-    if (std::isnan(v)) return "NaN";
-    if (std::isinf(v)) return v < 0 ? "-INF" : "INF";
-    return Fmt("%.7g", double(v));
-}
-
 } // namespace
 
 TPQPaintBoxHarm::TPQPaintBoxHarm() {

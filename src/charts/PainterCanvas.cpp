@@ -185,10 +185,12 @@ void TPainterCanvas::ApplyPen() {
              ToJoin(Stroke.Join));
     FPainter->setPen(pen);
     FPainter->setBrush(Qt::NoBrush);
+    FPainter->setRenderHint(QPainter::Antialiasing, Stroke.Antialias);
 }
 
 void TPainterCanvas::ApplyNoPen() {
     FPainter->setPen(Qt::NoPen);
+    FPainter->setRenderHint(QPainter::Antialiasing, true);
 }
 
 void TPainterCanvas::DrawLine(const TPointF& P1, const TPointF& P2, double Opacity) {

@@ -1,8 +1,10 @@
-// The charts on values the simulated instrument streams: 3-second blocks (c_150t_t) and one
-// 1-second block (c_s_t) taken over loopback, decoded by the record readers and drawn. The phasors
-// of a balanced supply are checked on the recorder; every chart is also rendered to a PNG in
-// build/screenshots at 1200x500 and at 640x320 for a person to look at.
+// The charts on values the simulated instrument streams: 3-second blocks (c_150t_t), one
+// 1-second block (c_s_t) and one oscilloscope block taken over loopback, decoded by the record readers and
+// drawn. The phasors of a balanced supply are checked on the recorder; every chart is also rendered to a PNG
+// in build/screenshots at 1200x500 and at 640x320 for a person to look at.
 #include "charts/NumFormat.h"
+#include "charts/PQPaintBoxCrvFFT.h"
+#include "charts/PQPaintBoxCrvTime.h"
 #include "charts/PQPaintBoxHarm.h"
 #include "charts/PQPaintBoxLoadFlow.h"
 #include "charts/PQPaintBoxVecDiag.h"
@@ -10,6 +12,7 @@
 #include "charts/RecordingCanvas.h"
 #include "foundation/records/CsRecord.h"
 #include "foundation/records/HarmRecord.h"
+#include "foundation/records/OscRecord.h"
 #include "link/CccHead.h"
 #include "link/CommandTable.h"
 #include "link/DeviceSession.h"
@@ -282,4 +285,99 @@ TEST(ChartsOnSim, ScreenshotsOfEveryChartAtTwoSizes) {
             for (QRgb col : s.colours)
                 EXPECT_GT(CountNear(img, col), 20) << std::hex << col;
         }
+}
+
+namespace {
+
+// Channels 0..11 of the oscilloscope; the chart shows phases 1 to 3 and current 1.
+constexpr size_t COscShown[] = {0, 1, 2, 7};
+
+QImage SaveShot(TPQPaintBox& b, const char* name, int w, int h) {
+    const QString dir = QStringLiteral(FERRO_BINARY_DIR "/screenshots");
+    QDir().mkpath(dir);
+    const QImage img = Render(b, w, h);
+    EXPECT_TRUE(img.save(dir + QString("/chart_%1_%2x%3.png").arg(name).arg(w).arg(h)));
+    return img;
+}
+
+} // namespace
+
+TEST(ChartsOnSim, OscilloscopeSpectrumAndADayOfValuesAsScreenshots) {
+    QTemporaryDir tmp;
+    const std::string dir = tmp.path().toStdString();
+    SimProcess sim({}, PrepareRoot(dir));
+    ASSERT_TRUE(sim.ok());
+    std::optional<TOscCurves> osc;
+    ASSERT_TRUE(Stream(sim, dir, doOsc, 1, [&](const TByteTransport& t, uint8_t gen) {
+        osc = TOscRecord::Decode(t, gen);
+        return osc.has_value() && osc->SmplCnt > 0;
+    }));
+    ASSERT_EQ(osc->Ch.size(), 12u);
+
+    TPQPaintBoxCrvTime scope;
+    TPQPaintBoxCrvFFT spectrum;
+    for (TPQPaintBoxCrvFFT* b : {static_cast<TPQPaintBoxCrvFFT*>(&scope), &spectrum}) {
+        b->SetCrvCnt(4);
+        for (int c = 0; c < 4; ++c)
+            b->SetBaseRec(c, BaseRect(TOscRecord::ChannelName(COscShown[c]), c < 3 ? "ULE" : "I",
+                                      c < 3 ? "V" : "A", buAuto));
+        b->SetMaxRecs(int(osc->SmplCnt));
+        for (uint32_t k = 0; k < osc->SmplCnt; ++k) {
+            TSingleArray v;
+            for (size_t ch : COscShown)
+                v.push_back(osc->Ch[ch][k]);
+            b->NewValues(v, osc->Time[k]);
+        }
+    }
+    scope.ResetZoom();
+    scope.AutoScaleAll();
+    spectrum.SetTSStart(LinearToTS(osc->Time[0]));
+    spectrum.FFTCls().SetSampleNum(int(osc->SmplCnt), 1);
+    spectrum.FFTCls().SetSampleRate(osc->smplrte);
+    spectrum.DoFFT();
+    spectrum.AutoScaleAll();
+    // The mains line is left out of the scale, so it runs off the top: the harmonics stay readable.
+    const int l50 = int(std::lround(50 / spectrum.FFTCls().GetFreqDif()));
+    EXPECT_GT(spectrum.MessLst().Val(l50, 0), 200);
+    EXPECT_LT(spectrum.YRec(0).FSclMax, spectrum.MessLst().Val(l50, 0));
+
+    // A day of 1-second values, stacked by group, both markers set and a zoom frame being dragged.
+    TPQPaintBoxCrvTime day;
+    day.SetCrvCnt(6);
+    const char* names[] = {"U1", "U2", "U3", "I1", "I2", "I3"};
+    for (int c = 0; c < 6; ++c)
+        day.SetBaseRec(c, BaseRect(names[c], c < 3 ? "ULE" : "I", c < 3 ? "V" : "A", buAuto));
+    day.SetMaxRecs(86400);
+    const uint64_t t0 = 1700000000ull * 1000000000ull - 1700000000ull % 86400 * 1000000000ull;
+    for (int s = 0; s < 86400; ++s) {
+        const double load = 0.5 + 0.4 * std::sin((s - 21600) / 86400.0 * 2 * M_PI);
+        TSingleArray v;
+        for (int p = 0; p < 3; ++p)
+            v.push_back(float(231 - 4 * load + 0.8 * std::sin(s / 700.0 + p)));
+        for (int p = 0; p < 3; ++p)
+            v.push_back(float(100 * load * (1 + 0.05 * p) + 3 * std::sin(s / 53.0 + p)));
+        day.NewValues(v, t0 + uint64_t(s) * 1000000000ull);
+    }
+    day.ResetZoom();
+    day.AutoScaleAll();
+    day.SetMouseNotify([](TPQPaintBox*, const TPointF&, const TPointF&, TMouseButton, TShiftState) {});
+
+    for (auto [w, h] : {std::pair{1200, 500}, {640, 320}}) {
+        SCOPED_TRACE(w);
+        const QImage s = SaveShot(scope, "oscilloscope", w, h);
+        EXPECT_GT(CountNear(s, 0xFF0000FF, 0), 50);
+        EXPECT_GT(CountNear(s, 0xFFFF0000, 0), 50);
+        EXPECT_GT(CountNear(SaveShot(spectrum, "spectrum", w, h), 0xFF0000FF, 60), 20);
+        day.ForceRepaint();
+        Render(day, w, h); // lays the records out for the mouse
+        day.MouseUp(mbLeft, ssShift, w * 0.3, h / 2.0);
+        day.MouseUp(mbLeft, ssCtrl, w * 0.8, h / 2.0);
+        day.MouseDown(mbLeft, ssLeft, w * 0.45, h * 0.3);
+        Render(day, w, h);
+        day.MouseMove(ssLeft, w * 0.65, h * 0.7);
+        EXPECT_GT(CountNear(SaveShot(day, "day_of_values", w, h), 0xFF0000FF, 0), 50);
+        day.MouseUp(mbLeft, 0, w * 0.3, h / 2.0); // leftward: the whole day again
+    }
+    EXPECT_GE(day.MarkIdx1(), 0);
+    EXPECT_GT(day.MarkIdx2(), day.MarkIdx1());
 }

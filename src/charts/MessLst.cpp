@@ -1,0 +1,57 @@
+#include "charts/MessLst.h"
+
+#include <algorithm>
+
+namespace ferro {
+
+void TMessLst::SetCrvCnt(int CrvCnt) {
+    CrvCnt = std::max(0, CrvCnt);
+    if (CrvCnt == FCrvCnt) return;
+    FCrvCnt = CrvCnt;
+    FBlock.reset();
+    FTsl = nullptr;
+    FXX = FVal = nullptr;
+    FCap = FStart = FCount = 0;
+}
+
+void TMessLst::Delete0() {
+    if (!FCount) return;
+    FStart = FStart + 1 == FCap ? 0 : FStart + 1;
+    --FCount;
+}
+
+void TMessLst::Grow(size_t Limit) {
+    size_t cap = std::max<size_t>(1024, FCap * 2);
+    if (Limit && cap > Limit) cap = std::max(Limit, FCount + 1);
+    // Times first, then positions and values as floats, all in 8-byte words.
+    const size_t floats = cap * size_t(1 + FCrvCnt);
+    std::unique_ptr<uint64_t[]> block(new uint64_t[cap + (floats + 1) / 2]);
+    uint64_t* tsl = block.get();
+    float* xx = reinterpret_cast<float*>(tsl + cap);
+    float* val = xx + cap;
+    for (size_t i = 0; i < FCount; ++i) {
+        const size_t p = Phys(int(i));
+        tsl[i] = FTsl[p];
+        xx[i] = FXX[p];
+        for (int c = 0; c < FCrvCnt; ++c)
+            val[size_t(c) * cap + i] = FVal[size_t(c) * FCap + p];
+    }
+    FBlock = std::move(block);
+    FTsl = tsl;
+    FXX = xx;
+    FVal = val;
+    FCap = cap;
+    FStart = 0;
+}
+
+void TMessLst::Add(uint64_t Ts, const float* Vals, size_t Limit) {
+    if (FCount == FCap) Grow(Limit);
+    const size_t p = Phys(int(FCount));
+    FTsl[p] = Ts;
+    FXX[p] = 0;
+    for (int c = 0; c < FCrvCnt; ++c)
+        FVal[size_t(c) * FCap + p] = Vals ? Vals[c] : 0.0f;
+    ++FCount;
+}
+
+} // namespace ferro

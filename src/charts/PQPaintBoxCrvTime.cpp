@@ -1,0 +1,462 @@
+#include "charts/PQPaintBoxCrvTime.h"
+
+#include "charts/DateText.h"
+#include "foundation/Format.h"
+#include "foundation/records/PQTimeProgs.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+
+namespace ferro {
+
+namespace {
+
+constexpr TAlphaColor CTriggerCol = 0xFFFF00FF;
+constexpr TAlphaColor CMarkerCol = 0xFF008080;
+constexpr TAlphaColor CZoomCol = 0xFF0000FF;
+// A drag must go further than this to zoom or to reset the zoom.
+constexpr double CMinDrag = 20;
+// A zoom window needs this many records.
+constexpr int CMinZoomRecs = 5;
+
+// The drawn points of one pixel column. Many of them collapse into the column's span: drawn
+// without antialiasing, first -> one end -> other end -> last covers the same pixels as the zigzag.
+struct TColumnRun {
+    double X = 0;
+    double Ys[4] = {}; // the first three drawn; the fourth slot takes the writes beyond them
+    double Lo = 0, Hi = 0, Last = 0;
+    int Cnt = 0;
+
+    void Flush(TPathData& Path) const {
+        auto put = [&Path, this](double y) {
+            const TPointF p(X, y);
+            if (Path.Empty())
+                Path.MoveTo(p);
+            else if (Path.Steps().back().Point != p)
+                Path.LineTo(p);
+        };
+        if (Cnt <= 3) {
+            for (int i = 0; i < Cnt; ++i)
+                put(Ys[i]);
+            return;
+        }
+        const bool loFirst = std::fabs(Ys[0] - Lo) <= std::fabs(Ys[0] - Hi);
+        put(Ys[0]);
+        put(loFirst ? Lo : Hi);
+        put(loFirst ? Hi : Lo);
+        put(Last);
+    }
+};
+
+} // namespace
+
+TPQPaintBoxCrvTime::TPQPaintBoxCrvTime() {
+    FFerroDisp = chartdefs::sdOsziTime;
+}
+
+std::string TPQPaintBoxCrvTime::GetCaption() const {
+    return MilliSecToDuration(TM.MilliSecsBetween(FZoomTS2, FZoomTS1));
+}
+
+void TPQPaintBoxCrvTime::NewValues(const TSingleArray& Values, uint64_t Ts) {
+    FForceRepaint = true;
+    TPQPaintBoxCrvFFT::NewValues(Values, Ts);
+}
+
+void TPQPaintBoxCrvTime::AutoScale(int Crv) {
+    if (FMessLst.Count() == 0 || Crv < 0 || Crv >= GetCrvCnt()) return;
+    float mx = -FLT_MAX, mn = FLT_MAX;
+    FMessLst.ForRuns(0, FMessLst.Count() - 1, Crv,
+                     [&](const uint64_t*, const float*, const float* v, size_t n) {
+                         for (size_t i = 0; i < n; ++i) {
+                             if (!std::isfinite(v[i])) continue;
+                             mx = std::max(mx, v[i]);
+                             mn = std::min(mn, v[i]);
+                         }
+                     });
+    if (mx < mn) return; // no finite value: the old range stays
+    double hi = mx, lo = mn;
+    if (FRoundAftScl) {
+        const double span = hi - lo;
+        hi = RoundMaxValue(span, hi);
+        lo = RoundMinValue(span, lo);
+    }
+    FYRecLst[size_t(Crv)].FSclMin = lo;
+    FYRecLst[size_t(Crv)].FSclMax = hi;
+    FForceRepaint = true;
+}
+
+void TPQPaintBoxCrvTime::ResetZoom() {
+    if (FMessLst.Count() == 0) return;
+    FZoomIdx1 = 0;
+    FZoomIdx2 = FMessLst.Count() - 1;
+    FZoomTS1 = FMessLst.Tsl(FZoomIdx1);
+    FZoomTS2 = FMessLst.Tsl(FZoomIdx2);
+    FForceRepaint = true;
+}
+
+void TPQPaintBoxCrvTime::SetTrigger(const tmStamp_t& Stamp) {
+    FTrigger = TM.TStoLinear(Stamp);
+    FForceRepaint = true;
+}
+
+bool TPQPaintBoxCrvTime::WindowValid() const {
+    return FZoomIdx1 >= 0 && FZoomIdx1 < FZoomIdx2 && FZoomIdx2 < FMessLst.Count();
+}
+
+void TPQPaintBoxCrvTime::SetSclRegion(double Min, double Max) {
+    if (FStack == stkNone || FRgnIdx < 0 || FRgnIdx >= int(FPropLst.size())) return;
+    for (int c = 0; c < GetCrvCnt() && c < int(FPropLst[size_t(FRgnIdx)].CrvSet.size()); ++c)
+        if (FPropLst[size_t(FRgnIdx)].CrvSet.test(size_t(c))) SetScl(c, Min, Max);
+    FForceRepaint = true;
+    Repaint();
+}
+
+bool TPQPaintBoxCrvTime::GetSclRegion(TRectF& Rect) {
+    FRgnIdx = -1;
+    for (size_t i = 0; i < FPropLst.size(); ++i) {
+        if (FPropLst[i].RR.Contains(FMouseDown)) {
+            FRgnIdx = int(i);
+            Rect = FPropLst[i].RR;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool TPQPaintBoxCrvTime::GetSclRegionZero(TRectF& Rect) const {
+    if (FPropLst.empty()) return false;
+    Rect = FPropLst[0].RR;
+    return true;
+}
+
+// ---- Mouse ----
+
+void TPQPaintBoxCrvTime::MouseDown(TMouseButton Button, TShiftState, double X, double Y) {
+    if (!FMouseNotify) return;
+    FMouseStart = FMouseDown = FMouseCurrent = TPointF(X, Y);
+    if (Button == mbLeft) {
+        FLeftMouse = true;
+        FZoomRect = TRectF(X, Y, X + 5, Y + 5);
+        FZoomVisible = true;
+    } else if (Button == mbRight) {
+        FRightMouse = true;
+        FMouseNotify(this, FMouseStart, TPointF(0, 0), Button, 0);
+    }
+}
+
+void TPQPaintBoxCrvTime::MouseMove(TShiftState Shift, double X, double Y) {
+    if (FRightMouse || !FLeftMouse || !FMouseNotify || !(Shift & ssLeft)) return;
+    FMouseCurrent = TPointF(X, Y);
+    if (X < FMouseStart.X) {
+        FZoomRect.Left = X;
+        FZoomRect.Right = FMouseStart.X;
+    } else {
+        FZoomRect.Left = FMouseStart.X;
+        FZoomRect.Right = X;
+    }
+    if (Y < FMouseStart.Y) {
+        FZoomRect.Top = Y;
+        FZoomRect.Bottom = FMouseStart.Y;
+    } else {
+        FZoomRect.Top = FMouseStart.Y;
+        FZoomRect.Bottom = Y;
+    }
+    // Only the frame moved: the next paint copies the bitmap.
+    Repaint();
+}
+
+int TPQPaintBoxCrvTime::FindForward(double X) const {
+    if (!WindowValid()) return -1;
+    for (int i = FZoomIdx1; i <= FZoomIdx2; ++i)
+        if (FMessLst.XX(i) > X) return i;
+    return -1;
+}
+
+int TPQPaintBoxCrvTime::FindBackward(double X) const {
+    if (!WindowValid()) return -1;
+    for (int i = FZoomIdx2; i >= FZoomIdx1; --i)
+        if (FMessLst.XX(i) <= X) return i;
+    return -1;
+}
+
+void TPQPaintBoxCrvTime::SetMarker(int Mark, int Idx) {
+    const uint64_t ts = Idx >= 0 ? FMessLst.Tsl(Idx) : 0;
+    (Mark == 0 ? FMarkIdx1 : FMarkIdx2) = Idx;
+    (Mark == 0 ? FMarkTS1 : FMarkTS2) = ts;
+    if (!FOnMarkerNotify) return;
+    FMarkLst.clear();
+    TSingleArray vals;
+    for (int c = 0; c < GetCrvCnt(); ++c) {
+        FMarkLst.push_back(
+            Fmt("%s [%s]", FYRecLst[size_t(c)].FSym.c_str(), FYRecLst[size_t(c)].FUnt.c_str()));
+        if (Idx >= 0) vals.push_back(FMessLst.Val(Idx, c));
+    }
+    FOnMarkerNotify(this, Mark, ts, FMarkLst, vals);
+}
+
+void TPQPaintBoxCrvTime::MouseUp(TMouseButton Button, TShiftState Shift, double X, double Y) {
+    FMouseCurrent = TPointF(X, Y);
+    bool done = false;
+    if (Shift & ssShift) {
+        SetMarker(0, FindForward(X));
+        done = true;
+    } else if (Shift & ssCtrl) {
+        SetMarker(1, FindBackward(X));
+        done = true;
+    } else if (Button == mbLeft && FLeftMouse && FMessLst.Count() >= 3 && FZoomRect.Width() >= CMinDrag &&
+               FMouseStart != TPointF(0, 0)) {
+        if (X - FMouseStart.X > CMinDrag) {
+            const int i1 = FindForward(FZoomRect.Left);
+            const int i2 = FindBackward(FZoomRect.Right);
+            // Too few records for a window: the old one stays.
+            if (i1 >= 0 && i2 >= 0 && i2 - i1 + 1 >= CMinZoomRecs) {
+                FZoomIdx1 = i1;
+                FZoomIdx2 = i2;
+                FZoomTS1 = FMessLst.Tsl(i1);
+                FZoomTS2 = FMessLst.Tsl(i2);
+            }
+            done = true;
+        } else if (FMouseStart.X - X > CMinDrag) {
+            ResetZoom();
+            done = true;
+        }
+    }
+    if (!done && FMouseNotify && FStack != stkNone)
+        FMouseNotify(this, FMouseStart, TPointF(0, 0), Button, Shift);
+    FMouseStart = TPointF(0, 0);
+    FZoomVisible = false;
+    FForceRepaint = true;
+    FLeftMouse = FRightMouse = false;
+    Repaint();
+}
+
+void TPQPaintBoxCrvTime::MakeMouseUp(TMouseButton Button, TShiftState Shift) {
+    MouseUp(Button, Shift, FMouseCurrent.X, FMouseCurrent.Y);
+}
+
+// ---- Paint ----
+
+void TPQPaintBoxCrvTime::Paint(TCanvas& Canvas) {
+    if (FInPaint || FMessLst.Count() <= 3) return;
+    const int w = int(Width()), h = int(Height());
+    if (w <= 0 || h <= 0 || !Canvas.BeginScene()) return;
+    FInPaint = true;
+    TCanvasBitmap& bmp = MainBitmap(Canvas);
+    if (bmp.Width() != w || bmp.Height() != h || FForceRepaint) {
+        bmp.SetSize(w, h);
+        TCanvas& bc = bmp.Canvas();
+        bc.Font = Canvas.Font;
+        if (bc.BeginScene()) {
+            PaintFull(bc);
+            bc.EndScene();
+        }
+        FForceRepaint = false;
+    }
+    const TRectF all(0, 0, w, h);
+    Canvas.DrawBitmap(bmp, all, all, 1);
+    if (FZoomVisible) {
+        Canvas.Stroke.Color = CZoomCol;
+        Canvas.Stroke.Thickness = 1;
+        Canvas.Stroke.Dash = TStrokeDash::Dash;
+        Canvas.Stroke.Antialias = false;
+        Canvas.DrawRect(FZoomRect, 1);
+        Canvas.Stroke.Dash = TStrokeDash::Solid;
+        Canvas.Stroke.Antialias = true;
+    }
+    Canvas.EndScene();
+    FInPaint = false;
+    NotifyPaint();
+}
+
+void TPQPaintBoxCrvTime::PaintFull(TCanvas& Canvas) {
+    const TFontState savedFont = Canvas.Font;
+    BeginPass(Canvas);
+    if (FZoomIdx2 >= FMessLst.Count()) ResetZoom();
+    if (WindowValid()) {
+        FTmNorm.SetSclMinMax(FZoomTS1, FZoomTS2, float(FCrvRect.Left), float(FCrvRect.Width()), 0);
+        // The axis's mapping in double precision, rounded to whole pixels so that a pixel column's
+        // records share one x. Times rise, so each column is one range of records, found by a
+        // binary search and filled at once.
+        const double k = FCrvRect.Width() / double(FZoomTS2 - FZoomTS1);
+        const double left = FCrvRect.Left;
+        const uint64_t t0 = FZoomTS1;
+        auto column = [&](int i) { return std::nearbyint(double(int64_t(FMessLst.Tsl(i) - t0)) * k + left); };
+        for (int i = FZoomIdx1; i <= FZoomIdx2;) {
+            const double x = column(i);
+            int lo = i, hi = FZoomIdx2;
+            while (lo < hi) {
+                const int mid = lo + (hi - lo + 1) / 2;
+                if (column(mid) <= x)
+                    lo = mid;
+                else
+                    hi = mid - 1;
+            }
+            FMessLst.ForRunsXX(
+                i, lo, [x](const uint64_t*, float* xx, size_t n) { std::fill(xx, xx + n, float(x)); });
+            i = lo + 1;
+        }
+        FRecordsLaidOut += uint64_t(FZoomIdx2 - FZoomIdx1 + 1);
+        PaintTimeAxis(Canvas);
+    }
+    FPropLst.clear();
+    const int regions = SubRegionNumber();
+    for (int i = 0; i < regions; ++i) {
+        const double rh = FCrvRect.Height() / regions;
+        AddRegion(i,
+                  TRectF(FCrvRect.Left, FCrvRect.Top + i * rh, FCrvRect.Right, FCrvRect.Top + (i + 1) * rh));
+        PaintRegion(Canvas, i);
+    }
+    if (WindowValid()) {
+        PaintTimeLine(Canvas, FTrigger, TM.FerroTS_to_StrMicSec(FTrigger), CTriggerCol);
+        if (FMarkIdx1 >= 0) PaintTimeLine(Canvas, FMarkTS1, "M1", CMarkerCol);
+        if (FMarkIdx2 >= 0) PaintTimeLine(Canvas, FMarkTS2, "M2", CMarkerCol);
+    }
+    TextFromLst(Canvas);
+    Canvas.Font = savedFont;
+}
+
+void TPQPaintBoxCrvTime::PaintTimeAxis(TCanvas& Canvas) {
+    // The window's ends first, in the foot line, so that grid labels running into them fall away.
+    TextOutL(Canvas, TM.FerroTS_to_StrMicSec(FZoomTS1), TPointF(FCrvRect.Left - FTxtW, FCrvRect.Bottom), 0,
+             FFontCol, true);
+    TextOutR(Canvas, TM.FerroTS_to_StrMicSec(FZoomTS2), TPointF(FCrvRect.Right + FTxtW, FCrvRect.Bottom), 0,
+             FFontCol, true);
+    Canvas.Stroke.Color = FFontCol;
+    Canvas.Stroke.Dash = TStrokeDash::Dot;
+    for (int i = 0; i < FTmNorm.SclCount(); ++i) {
+        const uint64_t t = FTmNorm.ScaleAt(i);
+        if (t < FZoomTS1 || t > FZoomTS2) continue;
+        const double x = FTmNorm.TmNorm(t);
+        Canvas.DrawLine(TPointF(x, FCrvRect.Top), TPointF(x, FCrvRect.Bottom), 1);
+        TextOutC(Canvas, FTmNorm.TextAt(t), TPointF(x, FCrvRect.Bottom), 0, FFontCol, true);
+    }
+    Canvas.Stroke.Dash = TStrokeDash::Solid;
+}
+
+void TPQPaintBoxCrvTime::PaintRegion(TCanvas& Canvas, int i) {
+    const TPropertyRect& p = FPropLst[size_t(i)];
+    const bool percent = FStack == stkNone;
+    FYNorm.FSclMin = p.Min;
+    FYNorm.FSclMax = p.Max;
+    FYNorm.SetSclMinMax(p.RR.Bottom, p.RR.Height());
+    PaintRegionAxis(Canvas, i, percent);
+    if (!WindowValid()) return;
+    for (int c = 0; c < GetCrvCnt() && c < int(p.CrvSet.size()); ++c) {
+        if (!p.CrvSet.test(size_t(c))) continue;
+        const TYRec& y = FYRecLst[size_t(c)];
+        // Stacked by group the region's range holds for all its curves; otherwise each its own.
+        if (FStack == stkGroup)
+            DrawCurve(Canvas, c, p.Min, p.Max, p.RR);
+        else
+            DrawCurve(Canvas, c, y.FSclMin, y.FSclMax, p.RR);
+    }
+}
+
+void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, double SclMax, const TRectF& RR) {
+    // The vertical axis's mapping with the division taken out of the loop.
+    const double bot = RR.Bottom;
+    const double k = SclMax > SclMin ? RR.Height() / (SclMax - SclMin) : 0;
+    const double hiVal = SclMax > SclMin ? SclMax : SclMin;
+    FPath.Clear();
+    // Positions lie on the pixel centres: on a pixel's edge, a segment's direction would choose
+    // the column.
+    if (FPlainDecimation) {
+        // The rule as it reads: a point is drawn when it leaves the box of 1 x 2 pixels around the
+        // last drawn one.
+        bool started = false;
+        double lastX = 0, lastY = 0;
+        FMessLst.ForRuns(
+            FZoomIdx1, FZoomIdx2, Crv, [&](const uint64_t*, const float* xx, const float* v, size_t n) {
+                for (size_t i = 0; i < n; ++i) {
+                    if (!std::isfinite(v[i])) continue;
+                    const double px = xx[i] + 0.5,
+                                 py = bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
+                    if (started && std::fabs(py - lastY) <= 2.0 && std::fabs(px - lastX) <= 1.0) continue;
+                    if (started)
+                        FPath.LineTo(TPointF(px, py));
+                    else
+                        FPath.MoveTo(TPointF(px, py));
+                    started = true;
+                    lastX = px;
+                    lastY = py;
+                }
+            });
+    } else {
+        // The same rule, column by column and without branches inside a column: within one, the x
+        // test holds once a point of it or of the column before was drawn, so only y decides.
+        TColumnRun run;
+        bool any = false, near = false;
+        double lastX = 0, lastY = 0;
+        run.X = -1e300;
+        FMessLst.ForRuns(
+            FZoomIdx1, FZoomIdx2, Crv, [&](const uint64_t*, const float* xx, const float* v, size_t n) {
+                for (size_t i = 0; i < n; ++i) {
+                    if (!std::isfinite(v[i])) continue;
+                    const double px = xx[i] + 0.5;
+                    if (px != run.X) {
+                        if (run.Cnt) {
+                            run.Last = lastY;
+                            run.Flush(FPath);
+                            any = true;
+                            lastX = run.X;
+                        }
+                        run.X = px;
+                        run.Cnt = 0;
+                        run.Lo = 1e300;
+                        run.Hi = -1e300;
+                        near = any && std::fabs(px - lastX) <= 1.0;
+                    }
+                    const double py = bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
+                    const bool drawn = !near || std::fabs(py - lastY) > 2.0;
+                    run.Ys[run.Cnt < 3 ? run.Cnt : 3] = py;
+                    lastY = drawn ? py : lastY;
+                    run.Lo = drawn ? std::min(run.Lo, py) : run.Lo;
+                    run.Hi = drawn ? std::max(run.Hi, py) : run.Hi;
+                    run.Cnt += drawn;
+                    near = near || drawn;
+                }
+            });
+        run.Last = lastY;
+        if (run.Cnt) run.Flush(FPath);
+    }
+    // One solid pixel wide with its end pixels: a thinner pen is drawn translucent, so overlapping
+    // segments of a column would darken where its span does not, and a flat end leaves out a pixel.
+    Canvas.Stroke.Color = FYRecLst[size_t(Crv)].FColor;
+    Canvas.Stroke.Antialias = false;
+    Canvas.Stroke.Thickness = 1;
+    Canvas.Stroke.Cap = TStrokeCap::Round;
+    Canvas.DrawPath(FPath, 1);
+    Canvas.Stroke.Antialias = true;
+    Canvas.Stroke.Thickness = 0.3;
+    Canvas.Stroke.Cap = TStrokeCap::Flat;
+}
+
+void TPQPaintBoxCrvTime::PaintTimeLine(TCanvas& Canvas, uint64_t TS, const std::string& Text,
+                                       TAlphaColor Colour) {
+    if (TS < FTmNorm.SclMin() || TS > FTmNorm.SclMax()) return;
+    const double x = FTmNorm.TmNorm(TS);
+    Canvas.Stroke.Color = Colour;
+    Canvas.Stroke.Dash = TStrokeDash::Solid;
+    Canvas.DrawLine(TPointF(x, FCrvRect.Top), TPointF(x, FCrvRect.Bottom), 1);
+    TextOutInvers(Canvas, Text, TPointF(x, FCrvRect.Top - FTxtH), 0, Colour);
+}
+
+bool TPQPaintBoxCrvTime::CopyToClip(TClipLst& List) {
+    std::string head = "Time";
+    for (const auto& y : FYRecLst)
+        head += Fmt("%s%s [%s]", chartdefs::CTab.c_str(), y.FSym.c_str(), y.FUnt.c_str());
+    List.Add(head);
+    for (int i = 0; i < FMessLst.Count(); ++i) {
+        const uint64_t ts = FMessLst.Tsl(i);
+        std::string line = Fmt("%s %s", FormatDateTimeSecs("dd.mm.yyyy", ts / 1000000000u).c_str(),
+                               TM.FerroTS_to_StrMicSec(ts).c_str());
+        for (int c = 0; c < GetCrvCnt(); ++c)
+            line += chartdefs::CTab + FloatToStr(FMessLst.Val(i, c));
+        List.Add(line);
+    }
+    return !List.Empty();
+}
+
+} // namespace ferro

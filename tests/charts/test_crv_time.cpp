@@ -1,0 +1,211 @@
+// The time chart: decimation, zoom by dragging, markers and the cached picture, on the recorder
+// and, for the decimation's pixels, on images.
+#include "charts/ImageBitmap.h"
+#include "charts/PQPaintBoxCrvTime.h"
+#include "charts/PainterCanvas.h"
+#include "charts/RecordingBitmap.h"
+#include "charts/RecordingCanvas.h"
+
+#include <gtest/gtest.h>
+
+#include <QImage>
+
+#include <cmath>
+#include <limits>
+
+using namespace ferro;
+
+namespace {
+
+constexpr uint64_t CSec = 1000000000ull;
+constexpr uint64_t CDay0 = 1700000000ull * CSec;
+
+struct TimeChart : ::testing::Test {
+    TPQPaintBoxCrvTime b;
+    TRecordingCanvas c;
+    int notified = 0;
+    void SetUp() override {
+        b.SetMouseNotify(
+            [this](TPQPaintBox*, const TPointF&, const TPointF&, TMouseButton, TShiftState) { ++notified; });
+        b.SetSize(1200, 500);
+        c.Font.Size = 12;
+    }
+    template <class F> void Fill(int n, F f, int crv = 1) {
+        b.SetCrvCnt(crv);
+        for (int i = 0; i < crv; ++i)
+            b.SetBaseRec(i, BaseRect("u" + std::to_string(i + 1), "ULE", "V", buAuto));
+        b.SetMaxRecs(n);
+        TSingleArray v(static_cast<size_t>(crv));
+        for (int i = 0; i < n; ++i) {
+            for (auto& x : v)
+                x = float(f(i));
+            b.NewValues(v, CDay0 + uint64_t(i) * CSec);
+        }
+        b.ResetZoom();
+    }
+    // What the last full repaint drew into the cached picture.
+    TRecordingCanvas& Picture() { return dynamic_cast<TRecordingBitmap&>(*b.Bitmap()).Recorder(); }
+    void Paint() {
+        c.Reset();
+        b.Paint(c);
+    }
+    void Drag(double x0, double x1, TShiftState up = 0) {
+        b.MouseDown(mbLeft, ssLeft, x0, 200);
+        b.MouseMove(ssLeft, x1, 210);
+        b.MouseUp(mbLeft, up, x1, 210);
+    }
+};
+
+} // namespace
+
+TEST_F(TimeChart, DecimationKeepsAOneSampleSpikeAmongAMillionFlatSamples) {
+    Fill(1000000, [](int i) { return i == 612345 ? 100.0 : 0.0; });
+    b.SetScl(0, 0, 100);
+    Paint();
+    const auto paths = Picture().Of(TCanvasOp::DrawPath);
+    ASSERT_EQ(paths.size(), 1u);
+    const auto& steps = paths[0].Path;
+    EXPECT_LT(steps.size(), 600u); // a flat line keeps a point every second column
+    const TRectF rr = b.PropLst()[0].RR;
+    double top = rr.Bottom;
+    for (const auto& s : steps)
+        top = std::min(top, s.Point.Y);
+    EXPECT_DOUBLE_EQ(top, rr.Top);
+
+    // Few records or no surface paint nothing; values that are not numbers leave no point.
+    b.SetSize(0, 0);
+    Paint();
+    EXPECT_TRUE(c.Calls.empty());
+    b.SetSize(1200, 500);
+    Fill(3, [](int) { return 1.0; });
+    Paint();
+    EXPECT_TRUE(c.Calls.empty());
+    Fill(50, [](int i) { return i % 7 ? double(i) : std::numeric_limits<double>::infinity(); });
+    b.SetScl(0, 0, 50);
+    b.ForceRepaint();
+    Paint();
+    for (const auto& s : Picture().Of(TCanvasOp::DrawPath).back().Path)
+        EXPECT_TRUE(std::isfinite(s.Point.Y));
+}
+
+TEST_F(TimeChart, DragZoomsBeyondTwentyPixelsOnlyAndNeedsFiveRecords) {
+    Fill(1000, [](int i) { return i; });
+    Paint();
+    Drag(300, 320);
+    EXPECT_EQ(b.ZoomIdx1(), 0);
+    EXPECT_EQ(b.ZoomIdx2(), 999);
+    EXPECT_EQ(notified, 1); // a drag that did nothing goes to the host
+    Paint();
+    Drag(300, 321);
+    EXPECT_GT(b.ZoomIdx1(), 200);
+    EXPECT_GE(b.ZoomIdx2() - b.ZoomIdx1(), 15);
+    EXPECT_EQ(b.ZoomTS2() - b.ZoomTS1(), uint64_t(b.ZoomIdx2() - b.ZoomIdx1()) * CSec);
+    EXPECT_EQ(b.GetCaption(), MilliSecToDuration((b.ZoomTS2() - b.ZoomTS1()) / 1000000));
+    Paint();
+    Drag(900, 700); // leftward: everything again
+    EXPECT_EQ(b.ZoomIdx2() - b.ZoomIdx1(), 999);
+    bool handled = false;
+    b.MouseWheel(0, 120, handled); // the wheel zooms only the spectrum
+    EXPECT_EQ(b.ScaleVal(), 10);
+
+    Fill(100, [](int i) { return i; });
+    Paint();
+    const auto& m = b.MessLst();
+    Drag(m.XX(10) - 0.5, m.XX(13) + 0.5); // four records
+    EXPECT_EQ(b.ZoomIdx1(), 0);
+    EXPECT_EQ(b.ZoomIdx2(), 99);
+    Drag(m.XX(10) - 0.5, m.XX(14) + 0.5);
+    EXPECT_EQ(b.ZoomIdx1(), 10);
+    EXPECT_EQ(b.ZoomIdx2(), 14);
+    EXPECT_FALSE(b.ZoomRectVisible());
+}
+
+TEST_F(TimeChart, ShiftSetsMarkerOneEvenWithCtrlAndMarkersAreDrawn) {
+    Fill(
+        100, [](int i) { return i * 2; }, 2);
+    Paint();
+    int mark = -1;
+    uint64_t ts = 0;
+    std::vector<std::string> names;
+    TSingleArray vals;
+    b.SetMarkerNotify(
+        [&](TPQPaintBox*, int m, uint64_t t, const std::vector<std::string>& sl, const TSingleArray& v) {
+            mark = m;
+            ts = t;
+            names = sl;
+            vals = v;
+        });
+    const double x = b.MessLst().XX(40) - 0.5;
+    b.MouseUp(mbLeft, ssShift | ssCtrl, x, 200);
+    EXPECT_EQ(mark, 0);
+    EXPECT_EQ(b.MarkIdx1(), 40);
+    EXPECT_EQ(b.MarkIdx2(), -1);
+    EXPECT_EQ(ts, CDay0 + 40 * CSec);
+    EXPECT_EQ(names, (std::vector<std::string>{"u1 [V]", "u2 [V]"}));
+    EXPECT_EQ(vals, (TSingleArray{80, 80}));
+    b.MouseUp(mbLeft, ssCtrl, x, 200); // backward: the last record not right of x
+    EXPECT_EQ(mark, 1);
+    EXPECT_EQ(b.MarkIdx2(), 39);
+    b.SetTrigger(LinearToTS(CDay0 + 70 * CSec));
+    Paint();
+    const auto texts = Picture().Texts();
+    EXPECT_NE(std::find(texts.begin(), texts.end(), "M1"), texts.end());
+    EXPECT_NE(std::find(texts.begin(), texts.end(), "M2"), texts.end());
+    EXPECT_NE(std::find(texts.begin(), texts.end(), "22:14:30.000000"), texts.end()); // the trigger
+
+    TClipLst clip;
+    EXPECT_TRUE(b.CopyToClip(clip));
+    ASSERT_EQ(clip.Count(), 101);
+    EXPECT_EQ(clip[0], "Time\tu1 [V]\tu2 [V]");
+    EXPECT_EQ(clip[2], "14.11.2023 22:13:21.000000\t2\t2");
+}
+
+TEST_F(TimeChart, MovingTheZoomFramePaintsFromThePictureWithoutTouchingTheRecords) {
+    Fill(1000, [](int i) { return std::sin(i / 30.0); });
+    Paint();
+    const uint64_t laidOut = b.RecordsLaidOut();
+    EXPECT_EQ(laidOut, 1000u);
+    const size_t pictureCalls = Picture().Calls.size();
+    b.MouseDown(mbLeft, ssLeft, 300, 100);
+    b.MouseMove(ssLeft, 450, 300);
+    Paint();
+    EXPECT_EQ(b.RecordsLaidOut(), laidOut);
+    EXPECT_EQ(Picture().Calls.size(), pictureCalls);
+    ASSERT_EQ(c.Of(TCanvasOp::DrawBitmap).size(), 1u);
+    EXPECT_TRUE(c.Of(TCanvasOp::DrawPath).empty());
+    ASSERT_EQ(c.Of(TCanvasOp::DrawRect).size(), 1u);
+    EXPECT_EQ(c.Of(TCanvasOp::DrawRect)[0].Rect, TRectF(300, 100, 450, 300));
+    // New data is the one thing that redraws.
+    b.NewValues({0.5f}, CDay0 + 5000 * CSec);
+    Paint();
+    EXPECT_EQ(b.RecordsLaidOut(), 2 * laidOut);
+}
+
+// Drawn without antialiasing, one span per pixel column gives the pixels of the rule's every point.
+TEST_F(TimeChart, ColumnSpansDrawTheSamePixelsAsEveryKeptPoint) {
+    auto render = [&](bool plain) {
+        b.SetPlainDecimation(plain);
+        b.ForceRepaint();
+        QImage img(640, 320, QImage::Format_ARGB32_Premultiplied);
+        TPainterCanvas pc(img);
+        pc.Font.Size = 12;
+        b.Paint(pc);
+        return img;
+    };
+    auto differing = [&] {
+        const QImage a = render(false), p = render(true);
+        int n = 0;
+        for (int y = 0; y < a.height(); ++y)
+            for (int x = 0; x < a.width(); ++x)
+                n += a.pixel(x, y) != p.pixel(x, y);
+        return n;
+    };
+    b.SetSize(640, 320);
+    // A 50 Hz sine at 20 480 Hz, about a cycle per column, then a slow drift with noise.
+    Fill(300000, [](int i) { return 100 * std::sin(2 * M_PI * 50 * i / 20480.0); });
+    b.SetScl(0, -110, 110);
+    EXPECT_EQ(differing(), 0);
+    Fill(300000, [](int i) { return std::sin(i / 40000.0) + 0.02 * ((i * 7919) % 13); });
+    b.SetScl(0, -1.5, 1.5);
+    EXPECT_EQ(differing(), 0);
+}
