@@ -21,6 +21,9 @@ int RunCommands(const CliOptions& opt);
 int RunLua(const CliOptions& opt);
 int RunSetupGet(const CliOptions& opt);
 int RunSetupPut(const CliOptions& opt);
+// Sends a setup file (removed afterwards, with its packed copies), waits for the acknowledgement
+// and closes the session; 0 when the instrument confirmed it.
+int SendSetup(ferro::TDeviceSession& session, const std::string& file);
 int RunList(const CliOptions& opt);
 int RunGet(const CliOptions& opt);
 int RunStream(const CliOptions& opt);

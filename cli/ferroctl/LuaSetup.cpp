@@ -88,26 +88,33 @@ int RunSetupPut(const CliOptions& opt) {
         std::fprintf(stderr, "%s kann nicht gelesen werden: %s\n", opt.args[0].c_str(), ec.message().c_str());
         return 1;
     }
+    return SendSetup(*session, copy);
+}
+
+int SendSetup(ferro::TDeviceSession& session, const std::string& file) {
+    ferro::TComUnit& l = session.Link();
     bool done = false;
     ferro::TReply reply;
     // A refusal ends the wait at once, with the instrument's reason.
-    l.WriteSetup(copy, [&](const ferro::TReply& r) {
+    l.WriteSetup(file, [&](const ferro::TReply& r) {
         reply = r;
         done = true;
     });
     l.ManualTimer(nullptr);
-    const bool answered = session->WaitFor([&] { return done; }, 30000);
-    fs::remove(copy, ec);
-    fs::remove(ferro::ChangeFileExt(copy, ".gz"), ec);
-    fs::remove(ferro::ChangeFileExt(copy, ".tgz"), ec);
+    const bool answered = session.WaitFor([&] { return done; }, 30000);
+    // The file and the packed copies the upload made are temporary.
+    std::error_code ec;
+    for (const char* ext : {".gz", ".tgz"})
+        fs::remove(ferro::ChangeFileExt(file, ext), ec);
+    fs::remove(file, ec);
     if (!answered || !reply.Ok) {
-        const std::string why = answered ? " " + reply.Text : LastReason(*session);
+        const std::string why = answered ? " " + reply.Text : LastReason(session);
         std::fprintf(stderr, "Das Gerät hat das Setup nicht bestätigt.%s\n", why.c_str());
-        session->CloseAndWait();
+        session.CloseAndWait();
         return 1;
     }
     std::printf("Setup übertragen und bestätigt.\n");
-    session->CloseAndWait();
+    session.CloseAndWait();
     return 0;
 }
 

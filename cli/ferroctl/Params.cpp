@@ -226,25 +226,7 @@ int RunParamSet(const CliOptions& opt) {
             std::fprintf(stderr, "%s kann nicht geschrieben werden.\n", temp.c_str());
             return 1;
         }
-        bool done = false;
-        TReply reply;
-        l.WriteSetup(temp, [&](const TReply& r) {
-            reply = r;
-            done = true;
-        });
-        l.ManualTimer(nullptr);
-        const bool answered = session->WaitFor([&] { return done; }, 30000);
-        std::error_code ec;
-        for (const char* ext : {".XML", ".gz", ".tgz"})
-            fs::remove(ChangeFileExt(temp, ext), ec);
-        if (!answered || !reply.Ok) {
-            const std::string why = answered ? " " + reply.Text : LastReason(*session);
-            std::fprintf(stderr, "Das Gerät hat das Setup nicht bestätigt.%s\n", why.c_str());
-            session->CloseAndWait();
-            return 1;
-        }
-        std::printf("Setup übertragen und bestätigt.\n");
-        session->CloseAndWait();
+        if (const int rc = SendSetup(*session, temp); rc != 0) return rc;
     }
     if (!pa.setup.empty() && !doc.SaveToFile(pa.setup)) {
         std::fprintf(stderr, "%s kann nicht geschrieben werden.\n", pa.setup.c_str());
