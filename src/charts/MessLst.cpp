@@ -29,13 +29,16 @@ void TMessLst::Grow(size_t Limit) {
     uint64_t* tsl = block.get();
     float* xx = reinterpret_cast<float*>(tsl + cap);
     float* val = xx + cap;
-    for (size_t i = 0; i < FCount; ++i) {
-        const size_t p = Phys(int(i));
-        tsl[i] = FTsl[p];
-        xx[i] = FXX[p];
-        for (int c = 0; c < FCrvCnt; ++c)
-            val[size_t(c) * cap + i] = FVal[size_t(c) * FCap + p];
-    }
+    // The ring in order: from the start to the block's end, then the part that wrapped round.
+    const size_t head = std::min(FCount, FCap - FStart), tail = FCount - head;
+    auto unroll = [&](auto* to, const auto* from) {
+        std::copy(from + FStart, from + FStart + head, to);
+        std::copy(from, from + tail, to + head);
+    };
+    unroll(tsl, FTsl);
+    unroll(xx, FXX);
+    for (int c = 0; c < FCrvCnt; ++c)
+        unroll(val + size_t(c) * cap, FVal + size_t(c) * FCap);
     FBlock = std::move(block);
     FTsl = tsl;
     FXX = xx;

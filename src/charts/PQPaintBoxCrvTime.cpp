@@ -283,6 +283,7 @@ void TPQPaintBoxCrvTime::PaintFull(TCanvas& Canvas) {
         const double left = FCrvRect.Left;
         const uint64_t t0 = FZoomTS1;
         auto column = [&](int i) { return std::nearbyint(double(int64_t(FMessLst.Tsl(i) - t0)) * k + left); };
+        FColumns.clear();
         for (int i = FZoomIdx1; i <= FZoomIdx2;) {
             const double x = column(i);
             int lo = i, hi = FZoomIdx2;
@@ -295,6 +296,7 @@ void TPQPaintBoxCrvTime::PaintFull(TCanvas& Canvas) {
             }
             FMessLst.ForRunsXX(
                 i, lo, [x](const uint64_t*, float* xx, size_t n) { std::fill(xx, xx + n, float(x)); });
+            FColumns.push_back({i, lo, float(x)});
             i = lo + 1;
         }
         FRecordsLaidOut += uint64_t(FZoomIdx2 - FZoomIdx1 + 1);
@@ -389,35 +391,34 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
         TColumnRun run;
         bool any = false, near = false;
         double lastX = 0, lastY = 0;
-        run.X = -1e300;
-        FMessLst.ForRuns(
-            FZoomIdx1, FZoomIdx2, Crv, [&](const uint64_t*, const float* xx, const float* v, size_t n) {
-                for (size_t i = 0; i < n; ++i) {
-                    if (!std::isfinite(v[i])) continue;
-                    const double px = xx[i] + 0.5;
-                    if (px != run.X) {
-                        if (run.Cnt) {
-                            run.Last = lastY;
-                            run.Flush(FPath);
-                            any = true;
-                            lastX = run.X;
-                        }
-                        run.X = px;
-                        run.Cnt = 0;
-                        run.Lo = 1e300;
-                        run.Hi = -1e300;
-                        near = any && std::fabs(px - lastX) <= 1.0;
-                    }
-                    const double py = bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
-                    const bool drawn = !near || std::fabs(py - lastY) > 2.0;
-                    run.Ys[run.Cnt < 3 ? run.Cnt : 3] = py;
-                    lastY = drawn ? py : lastY;
-                    run.Lo = drawn ? std::min(run.Lo, py) : run.Lo;
-                    run.Hi = drawn ? std::max(run.Hi, py) : run.Hi;
-                    run.Cnt += drawn;
-                    near = near || drawn;
-                }
-            });
+        for (const TColumn& col : FColumns) {
+            if (run.Cnt) {
+                run.Last = lastY;
+                run.Flush(FPath);
+                any = true;
+                lastX = run.X;
+            }
+            run.X = col.X + 0.5;
+            run.Cnt = 0;
+            run.Lo = 1e300;
+            run.Hi = -1e300;
+            near = any && std::fabs(run.X - lastX) <= 1.0;
+            FMessLst.ForRuns(col.First, col.Last, Crv,
+                             [&](const uint64_t*, const float*, const float* v, size_t n) {
+                                 for (size_t i = 0; i < n; ++i) {
+                                     if (!std::isfinite(v[i])) continue;
+                                     const double py =
+                                         bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
+                                     const bool drawn = !near || std::fabs(py - lastY) > 2.0;
+                                     run.Ys[run.Cnt < 3 ? run.Cnt : 3] = py;
+                                     lastY = drawn ? py : lastY;
+                                     run.Lo = drawn ? std::min(run.Lo, py) : run.Lo;
+                                     run.Hi = drawn ? std::max(run.Hi, py) : run.Hi;
+                                     run.Cnt += drawn;
+                                     near = near || drawn;
+                                 }
+                             });
+        }
         run.Last = lastY;
         if (run.Cnt) run.Flush(FPath);
     }

@@ -101,6 +101,12 @@ private:
     bool FLeftMouse = false;
     bool FPlainDecimation = false;
     uint64_t FRecordsLaidOut = 0;
+    // The window's pixel columns as ranges of records, from the last full repaint.
+    struct TColumn {
+        int First, Last;
+        float X;
+    };
+    std::vector<TColumn> FColumns;
 };
 
 } // namespace ferro

@@ -119,6 +119,21 @@ TEST(CrvFFT, RingStackingAndPaint) {
     b.NewValues({1}, 99);
     EXPECT_EQ(b.GetMessCnt(), 5);
 
+    // A ring that has wrapped round keeps its order when it grows.
+    TPQPaintBoxCrvFFT r;
+    r.SetCrvCnt(2);
+    r.SetMaxRecs(1100);
+    for (int i = 0; i < 1150; ++i)
+        r.NewValues({float(i), float(-i)}, uint64_t(i));
+    r.SetMaxRecs(5000);
+    for (int i = 1150; i < 3000; ++i)
+        r.NewValues({float(i), float(-i)}, uint64_t(i));
+    ASSERT_EQ(r.GetMessCnt(), 2950);
+    for (int i = 0; i < r.GetMessCnt(); i += 7) {
+        ASSERT_EQ(r.MessLst().Tsl(i), uint64_t(i + 50));
+        ASSERT_EQ(r.MessLst().Val(i, 1), -float(i + 50));
+    }
+
     b.SetStack(stkCurve);
     b.Paint(c);
     ASSERT_EQ(b.PropLst().size(), 3u);

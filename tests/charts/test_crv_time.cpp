@@ -153,6 +153,16 @@ TEST_F(TimeChart, ShiftSetsMarkerOneEvenWithCtrlAndMarkersAreDrawn) {
     EXPECT_NE(std::find(texts.begin(), texts.end(), "M2"), texts.end());
     EXPECT_NE(std::find(texts.begin(), texts.end(), "22:14:30.000000"), texts.end()); // the trigger
 
+    // New limits for the region under the last mouse-down, only with stacking on.
+    TRectF rr;
+    b.MouseDown(mbRight, 0, 600, 200);
+    ASSERT_TRUE(b.GetSclRegion(rr));
+    b.SetSclRegion(-10, 500);
+    EXPECT_EQ(b.YRec(1).FSclMax, 500);
+    b.SetStack(stkNone);
+    b.SetSclRegion(0, 1);
+    EXPECT_EQ(b.YRec(0).FSclMin, -10);
+
     TClipLst clip;
     EXPECT_TRUE(b.CopyToClip(clip));
     ASSERT_EQ(clip.Count(), 101);
