@@ -237,7 +237,8 @@ TEST(FormBasicMessages, TheAnswerComesBackTheHostCountsBoxesAndClosingAnswersNo)
         ASSERT_NE(BoxContaining("Vertrauen?"), nullptr);
     }
     EXPECT_EQ(atClose, mrNo);
-    EXPECT_EQ(counted, (std::vector<bool>{true, false, false})) << "the box answered at close is counted closed";
+    EXPECT_EQ(counted, (std::vector<bool>{true, false, false}))
+        << "the box answered at close is counted closed";
 }
 
 TEST(FormBasicRights, TrueInAnyCaseIsAllowedAndAnEmptyReplyIsDeniedNamingTheUser) {
