@@ -1,6 +1,8 @@
 // A year of 10-minute data (52 560 records, 600 singles and the stamp each) read by AnalyseRecData
 // next to a plain read of the same file into memory, in the same run; and the memory the reader
 // takes beyond the records stream, counted by the allocator.
+// Ends with one "RESULT <name> <value> <unit> goal <op> <limit> met|missed" line per figure:
+// analyse_year_vs_read, analyse_year_extra_memory_percent.
 #include "BenchResult.h"
 
 #include "data/DataFileHead.h"
