@@ -255,39 +255,50 @@ void TTCPComUnit::afterConnected() {
     StartPlainSession();
 }
 
+bool TTCPComUnit::requestCloseIfWanted() {
+    if (!FWantedDisco || !FRequestClose) return false;
+    WriteLog("RequestClose ");
+    Postpone(this, [this] {
+        if (FRequestClose) FRequestClose(this);
+    });
+    return true;
+}
+
+void TTCPComUnit::tellLineLost(bool AskToClose) {
+    if (FOnLineLost) {
+        // The session tells it, once, and keeps the reason.
+        LineLost(FInvalidAuth ? _SAuthFehlgeschlagen : _SVerbindungsabbruch);
+        return;
+    }
+    // Without a session the user is told after half a second, so that a refusal that explains the
+    // loss speaks first.
+    Postpone(
+        this,
+        [this, AskToClose] {
+            if (FNAK) return; // the refusal has already told the user
+            FWantedDisco = false;
+            if (FDisplayConnMessage) {
+                TThreadedMessageCallBack answered;
+                // Once the user has read it, the view is asked to close.
+                if (AskToClose && !FInvalidAuth) answered = [this](TSender, int) { AfterConDisp(); };
+                FDisplayConnMessage(FInvalidAuth ? _SAuthFehlgeschlagen : _SVerbindungsabbruch, mtError,
+                                    std::move(answered), Buttons({mbOK}), mbOK);
+            }
+            if (FClearWork) FClearWork();
+        },
+        500);
+}
+
 void TTCPComUnit::onDisconnected() {
     if (FHardDisconnect) {
         ReConnect();
         return;
     }
-    if (FireShutDownComplete()) return;
-    if (FWantedDisco && FRequestClose) {
-        WriteLog("RequestClose ");
-        Postpone(this, [this] {
-            if (FRequestClose) FRequestClose(this);
-        });
-        return;
-    }
+    if (FireShutDownComplete() || requestCloseIfWanted()) return;
     SetTimerEnabled(false);
-    if (!FWantedDisco) {
-        if (FReadThread) FReadThread->DoDisconnect(false);
-        if (FOnLineLost) {
-            // The session tells it, once, and keeps the reason.
-            LineLost(FInvalidAuth ? _SAuthFehlgeschlagen : _SVerbindungsabbruch);
-            return;
-        }
-        Postpone(
-            this,
-            [this] {
-                if (FNAK) return; // the refusal has already told the user
-                FWantedDisco = false;
-                if (FDisplayConnMessage)
-                    FDisplayConnMessage(FInvalidAuth ? _SAuthFehlgeschlagen : _SVerbindungsabbruch, mtError,
-                                        nullptr, Buttons({mbOK}), mbOK);
-                if (FClearWork) FClearWork();
-            },
-            500);
-    }
+    if (FWantedDisco) return;
+    if (FReadThread) FReadThread->DoDisconnect(false);
+    tellLineLost(false);
 }
 
 void TTCPComUnit::sshDisconnected() {
@@ -304,19 +315,11 @@ void TTCPComUnit::sshDisconnected() {
     }
     if (FShutDownComplete) {
         WriteLog("Begin ShutdownComplete");
-        TShutDownComplete cb = std::move(FShutDownComplete);
-        FShutDownComplete = nullptr;
-        FOnLogCallBack = nullptr;
-        Postpone(this, [this, cb] { cb(this); });
+        // Posted: the callback may free this link, which is still inside its disconnect handling.
+        Postpone(this, [this] { FireShutDownComplete(); });
         return;
     }
-    if (FWantedDisco && FRequestClose) {
-        WriteLog("RequestClose ");
-        Postpone(this, [this] {
-            if (FRequestClose) FRequestClose(this);
-        });
-        return;
-    }
+    if (requestCloseIfWanted()) return;
     SetTimerEnabled(false);
     if (FWantedDisco) return;
     if (t && t->FIsconnected) {
@@ -325,28 +328,7 @@ void TTCPComUnit::sshDisconnected() {
         WriteLog("Terminating RedThread");
         t->JoinLoop();
     }
-    if (FOnLineLost) {
-        // The session tells it, once, and keeps the reason.
-        LineLost(FInvalidAuth ? _SAuthFehlgeschlagen : _SVerbindungsabbruch);
-        return;
-    }
-    Postpone(
-        this,
-        [this] {
-            if (FNAK) return; // the refusal has already told the user
-            FWantedDisco = false;
-            if (FDisplayConnMessage) {
-                if (FInvalidAuth)
-                    FDisplayConnMessage(_SAuthFehlgeschlagen, mtError, nullptr, Buttons({mbOK}), mbOK);
-                else
-                    // Once the user has read it, the view is asked to close.
-                    FDisplayConnMessage(
-                        _SVerbindungsabbruch, mtError, [this](TSender, int) { AfterConDisp(); },
-                        Buttons({mbOK}), mbOK);
-            }
-            if (FClearWork) FClearWork();
-        },
-        500);
+    tellLineLost(true);
 }
 
 void TTCPComUnit::ReadData(MemStream& Stream) {

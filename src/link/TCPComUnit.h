@@ -56,6 +56,11 @@ private:
     void onDisconnected();
     // The SSH connection ended (from either side): the shutdown, the view's close or the message.
     void sshDisconnected();
+    // The close the view asked for: once the line is down the view is asked to close.
+    bool requestCloseIfWanted();
+    // A line that fell: the session is told, or without one the user; `AskToClose` asks the view
+    // to close once the user has read it.
+    void tellLineLost(bool AskToClose);
     void createSshThread();
     // The thread's transfer events reach TransferWork on the main thread.
     void wireWork();
