@@ -118,4 +118,22 @@ void TPQPaintBox::NotifyPaint() {
     if (FPaintNotify) FPaintNotify(this, uint32_t(FPaintCnt));
 }
 
+bool TPQPaintBox::BeginPaint(TCanvas& Canvas, TAlphaColor Background) {
+    if (FInPaint || !Canvas.BeginScene()) return false;
+    FInPaint = true;
+    FPaintFont = Canvas.Font;
+    Canvas.Clear(Background);
+    Canvas.Stroke.Thickness = 0.3;
+    Canvas.Stroke.Dash = TStrokeDash::Solid;
+    Canvas.Stroke.Color = 0xFF000000;
+    return true;
+}
+
+void TPQPaintBox::EndPaint(TCanvas& Canvas) {
+    Canvas.Font = FPaintFont;
+    Canvas.EndScene();
+    FInPaint = false;
+    NotifyPaint();
+}
+
 } // namespace ferro

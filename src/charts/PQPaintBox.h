@@ -111,6 +111,12 @@ protected:
     // The off-screen bitmap, created on first use to match the canvas.
     TCanvasBitmap& MainBitmap(const TCanvas& Like);
     void NotifyPaint();
+    // The start of a paint the charts share: false while a paint is under way or the canvas cannot
+    // paint now; otherwise the page cleared in `Background`, a thin solid black pen, and the font
+    // kept for EndPaint (the charts change it by differences).
+    bool BeginPaint(TCanvas& Canvas, TAlphaColor Background);
+    // Puts the font back, ends the scene and tells the listeners.
+    void EndPaint(TCanvas& Canvas);
 
     TPaintNotify FPaintNotify;
     TMouseNotify FMouseNotify;
@@ -122,6 +128,7 @@ protected:
     TRectF FCapRect;
     std::vector<TLabDisp> FLabDispLst;
     bool FInPaint = false;
+    TFontState FPaintFont;
     tmStamp_t FTSStart{};
     double FTxtW = 0;
     double FTxtH = 0;

@@ -185,21 +185,11 @@ void TPQPaintBoxHarm::MouseUp(TMouseButton, TShiftState, double X, double Y) {
 }
 
 void TPQPaintBoxHarm::Paint(TCanvas& Canvas) {
-    if (FInPaint || !Canvas.BeginScene()) return;
-    FInPaint = true;
-    // The font is changed by differences; put it back so that the next pass starts the same.
-    const TFontState savedFont = Canvas.Font;
-    Canvas.Clear(0xFFFFFFFF);
-    Canvas.Stroke.Thickness = 0.3;
-    Canvas.Stroke.Dash = TStrokeDash::Solid;
-    Canvas.Stroke.Color = 0xFF000000;
+    if (!BeginPaint(Canvas, 0xFFFFFFFF)) return;
     PaintCaption(Canvas);
     PaintInner(Canvas);
     TextFromLst(Canvas);
-    Canvas.Font = savedFont;
-    Canvas.EndScene();
-    FInPaint = false;
-    NotifyPaint();
+    EndPaint(Canvas);
 }
 
 TRectF TPQPaintBoxHarm::CalcPlotRect() const {

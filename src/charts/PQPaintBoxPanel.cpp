@@ -124,16 +124,8 @@ std::string TPQPaintBoxPanel::ColumnText(TPanDispCols Col) const {
 }
 
 void TPQPaintBoxPanel::Paint(TCanvas& Canvas) {
-    if (FInPaint || !Canvas.BeginScene()) return;
-    FInPaint = true;
-    // The font is changed by differences; put it back so that the next pass starts the same.
-    const TFontState savedFont = Canvas.Font;
-
+    if (!BeginPaint(Canvas, 0xFFF5F5F5)) return;
     Canvas.Font.Size += 2;
-    Canvas.Stroke.Thickness = 0.3;
-    Canvas.Stroke.Dash = TStrokeDash::Solid;
-    Canvas.Stroke.Color = 0xFF000000;
-    Canvas.Clear(0xFFF5F5F5);
     PaintCaption(Canvas);
     Canvas.DrawRect(FGraphRect, 1);
 
@@ -151,10 +143,7 @@ void TPQPaintBoxPanel::Paint(TCanvas& Canvas) {
         ++n;
     }
 
-    Canvas.Font = savedFont;
-    Canvas.EndScene();
-    FInPaint = false;
-    NotifyPaint();
+    EndPaint(Canvas);
 }
 
 } // namespace ferro

@@ -196,13 +196,7 @@ void TPQPaintBoxVecDiag::PaintTable(TCanvas& Canvas, double Left, double Width) 
 }
 
 void TPQPaintBoxVecDiag::Paint(TCanvas& Canvas) {
-    if (FInPaint || !Canvas.BeginScene()) return;
-    FInPaint = true;
-    const TFontState savedFont = Canvas.Font;
-    Canvas.Clear(0xFFFFFFFF);
-    Canvas.Stroke.Thickness = 0.3;
-    Canvas.Stroke.Dash = TStrokeDash::Solid;
-    Canvas.Stroke.Color = 0xFF000000;
+    if (!BeginPaint(Canvas, 0xFFFFFFFF)) return;
     PaintCaption(Canvas);
     RescaleVec();
 
@@ -231,10 +225,7 @@ void TPQPaintBoxVecDiag::Paint(TCanvas& Canvas) {
     }
     if (tableLeft > g.Left) PaintTable(Canvas, tableLeft, tableW);
 
-    Canvas.Font = savedFont;
-    Canvas.EndScene();
-    FInPaint = false;
-    NotifyPaint();
+    EndPaint(Canvas);
 }
 
 } // namespace ferro
