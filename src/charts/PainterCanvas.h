@@ -13,6 +13,8 @@ class QPaintDevice;
 
 namespace ferro {
 
+struct TLaidOutText;
+
 class TPainterCanvas : public TCanvas {
 public:
     // Opens its own painter on the device in BeginScene and closes it in EndScene.
@@ -54,6 +56,8 @@ private:
     // building a QFont and its metrics costs more than measuring a label with them.
     const QFontMetricsF& Metrics();
     const QFont& CurrentFont();
+    // The measured size and the layout of a text in the current font, from the thread's cache.
+    TLaidOutText& LaidOut(const QString& Text);
     void ApplyPen();
     void ApplyNoPen();
 
@@ -71,6 +75,7 @@ private:
     int FFontDpi = 0;
     bool FFontValid = false;
     QFont FFont;
+    QString FFontCacheKey; // the current font's prefix of a text's key in the cache
     std::unique_ptr<QFontMetricsF> FMetrics;
 };
 
