@@ -309,6 +309,15 @@ void TPainterCanvas::MultiplyMatrix(const TMatrix& M) {
     SetMatrix(M * FMatrix);
 }
 
+bool TPainterCanvas::CachesLayers() const {
+    const QPaintDevice* dev = Device();
+    if (!dev || !FPainter->isActive() || dev->devicePixelRatioF() != 1.0) return false;
+    const int type = dev->devType();
+    if (type != QInternal::Image && type != QInternal::Widget && type != QInternal::Pixmap) return false;
+    // A bitmap copied through a scale or a turn would come out blurred.
+    return FBaseTransform.type() <= QTransform::TxTranslate;
+}
+
 std::unique_ptr<TCanvasBitmap> TPainterCanvas::CreateBitmap() const {
     return std::make_unique<TImageBitmap>();
 }
@@ -318,7 +327,11 @@ void TPainterCanvas::DrawBitmap(TCanvasBitmap& Bitmap, const TRectF& Src, const 
     auto* img = dynamic_cast<TImageBitmap*>(&Bitmap);
     if (!img) return; // a bitmap of another toolkit cannot be copied here
     FPainter->setOpacity(Opacity);
+    // Same format, no blending: a straight copy of the lines, several times faster.
+    const bool copy = img->Opaque() && Opacity >= 1;
+    if (copy) FPainter->setCompositionMode(QPainter::CompositionMode_Source);
     FPainter->drawImage(ToQRect(Dst), img->Image(), ToQRect(Src));
+    if (copy) FPainter->setCompositionMode(QPainter::CompositionMode_SourceOver);
 }
 
 } // namespace ferro

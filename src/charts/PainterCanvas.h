@@ -44,6 +44,7 @@ public:
     void SetMatrix(const TMatrix& M) override;
     void MultiplyMatrix(const TMatrix& M) override;
     TMatrix Matrix() const override { return FMatrix; }
+    bool CachesLayers() const override;
     std::unique_ptr<TCanvasBitmap> CreateBitmap() const override;
     void DrawBitmap(TCanvasBitmap& Bitmap, const TRectF& Src, const TRectF& Dst, double Opacity) override;
 
