@@ -1,6 +1,7 @@
 #include "MainWindow.h"
 
 #include "InstrumentDialog.h"
+#include "forms/FormVisu.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
 
@@ -104,7 +105,9 @@ TFolders TMainWindow::StandardFolders() {
 }
 
 TViewRegistry ShippedViews() {
-    return TViewRegistry();
+    TViewRegistry r;
+    r.Add({dkvisu, "Live-Ansicht", TIconKind::Live, [](QWidget* Parent) { return new TFormVisu(Parent); }});
+    return r;
 }
 
 TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent,
