@@ -95,7 +95,9 @@ void Instrument::log(const std::string& line) {
 void Instrument::pressKey(const std::string& key) {
     if (key == "right" || key == "down") displayPage_ = (displayPage_ + 1) % 4;
     if (key == "left" || key == "up") displayPage_ = (displayPage_ + 3) % 4;
-    if (key == "enter") displayPage_ = 0;
+    // A new entry starts with its main values.
+    if (key != "enter") displayDetails_ = false;
+    if (key == "enter") displayDetails_ = !displayDetails_;
 }
 
 int Instrument::calOpen(double frequency) {

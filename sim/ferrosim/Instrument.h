@@ -44,8 +44,9 @@ public:
     // One line into the device log (logd.log in the tree) and to stderr.
     void log(const std::string& line);
 
-    // Screen page shown on the display, moved by the keys.
+    // Menu entry shown on the display, moved by the cursor keys; enter shows its details or hides them.
     int displayPage() const { return displayPage_; }
+    bool displayDetails() const { return displayDetails_; }
     void pressKey(const std::string& key);
 
     // Calibration state machine: the answers are codes of CalibrationWord().
@@ -75,6 +76,7 @@ private:
     int64_t deviceAnchorMs_ = 0;
     double scale_ = 1.0;
     int displayPage_ = 0;
+    bool displayDetails_ = false;
     bool calOpen_ = false;
     int calSteps_ = 0;
     // What the calibration steps answer with instead of "No Error" (the profile's fault word; 0: none).

@@ -54,6 +54,7 @@ public:
 
     // Values of one channel (0..3): 51 harmonics, 50 interharmonics from slot 0, 35 bands from slot 1.
     void SetHrmVal(int Channel, const THrm& V);
+    const THrm4& HrmVal() const { return FHrmVal; }
     void SetIHrmVal(int Channel, const TIHrm& V);
     void SetFrqBVal(int Channel, const TFrqBand& V);
     void SetHrmVal95p(int Channel, const THrm& V);

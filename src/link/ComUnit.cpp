@@ -76,6 +76,8 @@ void TComUnit::SetIPAndPort(const std::string& IP, int Port, int) {
 }
 
 void TComUnit::StreamErrorsSearch() {
+    // Once per silent transfer: the restart below is the answer to it, not to every tick after.
+    ClearStreamAndBuffer();
     Postpone(this, [this] { SendCommand("CCC_STREAM_STOP", CmdStream, 0, CExtStop, FStreamRec.ObjHdl); });
     Postpone(
         this, [this] { SendCommand("CCC_STREAM_START", CmdStream, 0, 1, FStreamRec.ObjID); }, 2000);

@@ -51,7 +51,9 @@ void TComUnit::StreamCommand(MemStream& Stream) {
         } else if (id >= 0x02FFFFFF && id <= 0x07FFFFFF) {
             Stream.readU32();
         } else if (id == 0x08FFFFFF) {
-            size_t gap = FIdentity.Rev.Gen == 0 ? 20 : (FIdentity.Rev.Gen == 1 || FIdentity.Rev.Gen == 2) ? 40 : 0;
+            size_t gap = FIdentity.Rev.Gen == 0                               ? 20
+                         : (FIdentity.Rev.Gen == 1 || FIdentity.Rev.Gen == 2) ? 40
+                                                                              : 0;
             Stream.setPosition(Stream.position() + gap);
             FBytes.SmplCnt = Stream.readU32();
             FBytes.smplrte = Stream.readU32();
@@ -68,7 +70,9 @@ void TComUnit::StreamCommand(MemStream& Stream) {
             uint32_t frac = Stream.readU32();
             uint8_t ver = Stream.readU8();
             uint8_t cnt = Stream.readU8();
-            SendCommand("CCC_STREAM_GET_NXT", CmdStream, 0, 2, FStreamRec.BinaryHdl);
+            // A block that was under way when the stream stopped asks for no further one.
+            if (FStreamRec.BinaryHdl > 1)
+                SendCommand("CCC_STREAM_GET_NXT", CmdStream, 0, 2, FStreamRec.BinaryHdl);
             size_t avail = end > Stream.position() ? end - Stream.position() : 0;
             size_t n = cnt < avail ? cnt : avail;
             std::vector<uint8_t> status(n);
