@@ -8,6 +8,9 @@
 #include "foundation/Clock.h"
 
 #include <QAction>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -15,6 +18,8 @@
 #include <QToolButton>
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 using namespace ferro;
 using namespace ferro::guitest;
@@ -52,6 +57,23 @@ struct LiveRig {
     void back() { view.actMenuBack->trigger(); }
 };
 
+// The fixture instrument without its scheduled dips and swells: the panel is compared with the
+// steady supply.
+std::string SteadyRoot(const QTemporaryDir& dir) {
+    const std::string root = dir.filePath("instrument").toStdString();
+    std::filesystem::copy(FERRO_SOURCE_DIR "/fixtures/instrument", root,
+                          std::filesystem::copy_options::recursive);
+    QFile f(QString::fromStdString(root + "/profile.json"));
+    if (!f.open(QIODevice::ReadOnly)) return root;
+    QJsonObject profile = QJsonDocument::fromJson(f.readAll()).object();
+    f.close();
+    QJsonObject supply = profile.value("supply").toObject();
+    supply["events"] = QJsonArray();
+    profile["supply"] = supply;
+    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate)) f.write(QJsonDocument(profile).toJson());
+    return root;
+}
+
 double Number(const QString& text) {
     return text.section(' ', 0, 0).toDouble();
 }
@@ -67,7 +89,8 @@ int HighlightedEntry(const QPixmap& screen) {
 } // namespace
 
 TEST(LiveE2E, EachViewAsksForItsObjectAndShowsTheSupply) {
-    SimProcess sim;
+    QTemporaryDir root;
+    SimProcess sim({}, SteadyRoot(root));
     ASSERT_TRUE(sim.ok()) << sim.output();
     LiveRig rig(sim);
     ASSERT_TRUE(WaitFor([&] { return rig.view.Established(); }, 20000));
