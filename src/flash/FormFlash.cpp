@@ -145,6 +145,9 @@ void TFormFlash::ConnEst(TSender Sender, bool Success) {
         return;
     }
     if (FFlashDone) return;
+    // The setup backup and the unpacked archive land in the temporary folder.
+    std::error_code ec;
+    if (!FComUnit->FTmpDir.empty()) fs::create_directories(FComUnit->FTmpDir, ec);
     // The update command's end comes through the job, never through the link's Lua hook.
     FComUnit->FFlashDone = nullptr;
     FJob = std::make_unique<TFlashJob>(*Session());

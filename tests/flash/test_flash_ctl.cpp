@@ -32,7 +32,7 @@ TEST(FlashImage, TheInstrumentTakesAMadeImageAndRefusesADamagedOne) {
 }
 
 TEST(CtlFlash, UpdatesWithBackupAndTellsAHangingRebootAndACutUpload) {
-    SimProcess ok({"--reboot-ms", "300"}), hang({"--faults", "reboot-hang"}),
+    SimProcess ok({"--reboot-ms", "300", "--ftp-port", "0"}), hang({"--faults", "reboot-hang"}),
         cut({"--faults", "cutup:200000"});
     ASSERT_TRUE(ok.ok() && hang.ok() && cut.ok());
     QTemporaryDir dir;
@@ -42,12 +42,15 @@ TEST(CtlFlash, UpdatesWithBackupAndTellsAHangingRebootAndACutUpload) {
     EXPECT_EQ(asked.code, 1) << "without --yes and without a terminal nothing is updated";
     EXPECT_NE(asked.err.find("Abgebrochen."), std::string::npos);
 
-    CtlResult r = RunCtl({"flash", zip, "--backup", backups, "--yes", "--port", std::to_string(ok.port())});
+    // The files go up by FTP here.
+    CtlResult r = RunCtl({"flash", zip, "--backup", backups, "--yes", "--port", std::to_string(ok.port()),
+                          "--ftp", "--ftp-port", std::to_string(ok.ftpPort())});
     EXPECT_EQ(r.code, 0) << r.out << r.err;
     EXPECT_NE(r.out.find("Ferro Recorder Firmware 2.3.1 (Build 12)"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("OK – Firmware 2.3.1.12"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("1 von 1 Geräten aktualisiert."), std::string::npos);
     EXPECT_FALSE(fs::is_empty(backups));
+    EXPECT_TRUE(fs::exists(ok.root() + "/flashdrive0/data/ccci/scratchpad/ferro-fw-2.3.1-12.sha256"));
 
     const std::string hangAt = "127.0.0.1:" + std::to_string(hang.port());
     const std::string cutAt = "tcp://127.0.0.1:" + std::to_string(cut.port());

@@ -76,12 +76,13 @@ TEST(FlashView, UpdateOverTcpSavesTheBackupShowsTheChangeLogAndTheNewFirmware) {
     ASSERT_TRUE(rig.view);
     ASSERT_TRUE(rig.answer("Parametersicherung vor dem Firmwareupdate", QMessageBox::Yes));
     QFileDialog* save = rig.saveDialog();
-    ASSERT_NE(save, nullptr);
+    ASSERT_NE(save, nullptr) << rig.w.LogText().toStdString();
     EXPECT_TRUE(save->selectedFiles().value(0).endsWith("Para_FR-042_5120042.xml"))
         << save->selectedFiles().value(0).toStdString();
-    const QString backup = files.filePath("sicherung.xml");
-    save->selectFile(backup);
-    save->accept();
+    // The suggested name, in a folder of the user's choice.
+    const QString backup = files.filePath("Para_FR-042_5120042.xml");
+    save->setDirectory(files.path());
+    QMetaObject::invokeMethod(save, "accept");
     TFrmChangelog* log = rig.changelog();
     ASSERT_NE(log, nullptr);
     EXPECT_TRUE(log->mmoChangelog->toPlainText().contains("Ferro Recorder Firmware 2.3.1 (Build 12)"));
@@ -91,7 +92,8 @@ TEST(FlashView, UpdateOverTcpSavesTheBackupShowsTheChangeLogAndTheNewFirmware) {
     log->btnok->click();
     ASSERT_NE(WaitForBox("Update abgeschlossen!", CLongMs), nullptr) << sim.log();
     EXPECT_EQ(rig.label("lblFirmware"), "2.3.1.12");
-    EXPECT_NE(FileText(backup.toStdString()).find("pqAppl"), std::string::npos);
+    EXPECT_NE(FileText(backup.toStdString()).find("pqAppl"), std::string::npos)
+        << rig.view->mmoLog->toPlainText().toStdString();
     EXPECT_TRUE(fs::exists(Scratchpad(sim) + "ferro-fw-2.3.1-12.tgz"));
     EXPECT_TRUE(fs::exists(Scratchpad(sim) + "ferro-fw-2.3.1-12.sha256"));
     EXPECT_FALSE(fs::exists(Scratchpad(sim) + "changelog.txt"));
