@@ -18,11 +18,17 @@ namespace ferroctl {
 
 namespace {
 
-// "HOST:PORT", "tcp://HOST:PORT" or "ssh://[USER[:PASSWORD]@]HOST[:PORT]"; the rest as the global options.
+// "HOST:PORT", "tcp://HOST:PORT", "ssh://[USER[:PASSWORD]@]HOST[:PORT]" or a serial device path;
+// the rest as the global options.
 bool ParseInstrument(const std::string& text, const ferro::TConnectionRec& base, ferro::TConnectionRec& rec,
                      std::string& error) {
     rec = base;
     rec.Name = text;
+    if (!text.empty() && text[0] == '/') {
+        rec.Transport = ferro::TTransport::Serial;
+        rec.SerialDevice = text;
+        return true;
+    }
     std::string rest = text;
     if (rest.rfind("ssh://", 0) == 0) {
         rec.Transport = ferro::TTransport::Ssh;

@@ -2,6 +2,8 @@
 
 #include "flash/FlashTexts.h"
 #include "foundation/Format.h"
+#include "foundation/MainThread.h"
+#include "link/FtpClient.h"
 
 #include <QTimer>
 
@@ -21,7 +23,10 @@ TFlashJob::TFlashJob(TDeviceSession& Session, QObject* Parent) : QObject(Parent)
     FOldRev = Session.Link().Identity().Rev.Rev;
 }
 
-TFlashJob::~TFlashJob() = default;
+TFlashJob::~TFlashJob() {
+    // The upload ends within the FTP client's own time limits; its result is then dropped.
+    if (FFtpWorker.joinable()) FFtpWorker.join();
+}
 
 void TFlashJob::Log(const std::string& Text, bool ToUser) const {
     if (FLog) FLog(Text, ToUser);
@@ -71,11 +76,31 @@ bool TFlashJob::Unpack(const std::string& Zip, std::string& Error) {
 void TFlashJob::SendFiles(TFlashStep Done) {
     TComUnit& link = FSession.Link();
     if (link.FFTP) {
-        for (const std::string& f : FSL)
+        // By FTP on a worker of our own: a firmware image takes a while, and the window goes on
+        // meanwhile. Progress and the end come back to the main thread.
+        std::vector<std::string> files;
+        files.swap(FSL);
+        for (const std::string& f : files)
             Log(Fmt("SendTo=%s", f.c_str()));
-        const bool ok = link.SendFTPFiles(FSL, CScratchpadFtp);
-        FSL.clear();
-        Done(ok, ok ? std::string() : _SUploadFailed);
+        if (FFtpWorker.joinable()) FFtpWorker.join();
+        TComUnit* l = &link;
+        const std::string host = FSession.Connection().Address;
+        const int port = link.FFtpPort;
+        FFtpWorker = std::thread([this, l, host, port, files, Done = std::move(Done)] {
+            TFtpClient ftp;
+            ftp.Host = host;
+            ftp.Port = port;
+            ftp.OnWork = [l](TWorkStatus St, TWorkMode M, uint64_t N) {
+                Postpone(l, [l, St, M, N] { l->TransferWork(St, M, N); });
+            };
+            const bool ok = ftp.Probe() && ftp.Put(files, CScratchpadFtp);
+            const std::string why = ok ? std::string() : ftp.LastError();
+            ftp.Disconnect();
+            Postpone(this, [this, ok, why, Done] {
+                if (!ok) Log("FTP upload failed: " + why);
+                Done(ok, ok ? std::string() : _SUploadFailed);
+            });
+        });
         return;
     }
     SendNext(std::move(Done));
@@ -126,7 +151,7 @@ void TFlashJob::AwaitReboot(std::function<void(bool Ok, const std::string& Text,
     FRebootDone = std::move(Done);
     FRebooting = true;
     FRebootClock.start();
-    Log("Waiting for the instrument to reboot", true);
+    Log("Das Gerät startet neu; warte auf seine Rückmeldung …", true);
     QTimer::singleShot(FRetryMs, this, [this] { Probe(); });
 }
 
@@ -155,7 +180,7 @@ void TFlashJob::ProbeEnded(bool Established) {
     const bool isNew = Established && (want ? rev == want : rev != FOldRev);
     const int timeoutS = FRebootTimeoutMs / 1000;
     if (isNew) {
-        Log("Instrument back with firmware " + RevText(rev), true);
+        Log("Das Gerät ist wieder erreichbar, Firmware " + RevText(rev), true);
         auto done = std::move(FRebootDone);
         done(true, RevText(rev), rev);
         return;

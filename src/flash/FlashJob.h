@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace ferro {
 
@@ -82,6 +83,7 @@ private:
     QElapsedTimer FRebootClock;
     bool FRebooting = false;
     std::function<void(bool, const std::string&, uint32_t)> FRebootDone;
+    std::thread FFtpWorker; // an FTP upload under way
     // The silent run.
     TFlashResult FResult;
     std::function<void(const TFlashResult&)> FSilentDone;

@@ -127,7 +127,9 @@ void TFormFlash::ShowMessage(const std::string& Text) {
 }
 
 void TFormFlash::LogPrepare(TSender Sender, const std::string& Text, bool ToUser) {
-    if (ToUser && mmoLog) mmoLog->appendPlainText(QString::fromStdString(Text).trimmed());
+    // While the instrument reboots the link's complaints about the lost line are expected: log only.
+    const bool rebootNoise = FAwaitReboot && Sender != this;
+    if (ToUser && mmoLog && !rebootNoise) mmoLog->appendPlainText(QString::fromStdString(Text).trimmed());
     TFormBasic::LogPrepare(Sender, Text, ToUser);
 }
 

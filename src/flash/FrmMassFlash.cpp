@@ -55,6 +55,7 @@ TFrmMassFlash::TFrmMassFlash(std::vector<TConnectionRec> Instruments, TFolders F
     lstTargets->verticalHeader()->setVisible(false);
     lstTargets->setSelectionMode(QAbstractItemView::NoSelection);
     lstTargets->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    lstTargets->setWordWrap(false);
     lstTargets->horizontalHeader()->setSectionResizeMode(ColResult, QHeaderView::Stretch);
     for (int r = 0; r < int(FInstruments.size()); ++r) {
         const TConnectionRec& e = FInstruments[size_t(r)];
@@ -177,6 +178,7 @@ void TFrmMassFlash::ShowLine(int Index) {
     item->setToolTip(item->text());
     lstTargets->item(r, ColBackup)->setText(QFileInfo(QString::fromStdString(l.Backup)).fileName());
     lstTargets->item(r, ColBackup)->setToolTip(QString::fromStdString(l.Backup));
+    lstTargets->resizeColumnToContents(ColBackup);
 }
 
 void TFrmMassFlash::closeEvent(QCloseEvent* Event) {
