@@ -1,6 +1,8 @@
 #include "MainWindow.h"
 
 #include "InstrumentDialog.h"
+#include "flash/FormFlash.h"
+#include "flash/FrmMassFlash.h"
 #include "forms/FormVisu.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
@@ -105,9 +107,17 @@ TFolders TMainWindow::StandardFolders() {
 }
 
 TViewRegistry ShippedViews() {
-    TViewRegistry r;
-    r.Add({dkvisu, "Live-Ansicht", TIconKind::Live, [](QWidget* Parent) { return new TFormVisu(Parent); }});
-    return r;
+    TViewRegistry views;
+    views.Add(
+        {dkvisu, "Live-Ansicht", TIconKind::Live, [](QWidget* Parent) { return new TFormVisu(Parent); }});
+    views.Add({dkflash, "Firmware-Update", TIconKind::Firmware, [](QWidget* Parent) -> TFormBasic* {
+                   const std::string archive = TFormFlash::ChooseArchive(Parent);
+                   if (archive.empty()) return nullptr;
+                   auto* view = new TFormFlash(Parent);
+                   view->FFN = archive;
+                   return view;
+               }});
+    return views;
 }
 
 TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent,
@@ -308,6 +318,15 @@ void TMainWindow::UpdateActions() {
 void TMainWindow::UpdateKindButtons() {
     const bool any = SelectedInstrument() >= 0;
     for (auto& [kind, button] : FKindButtons) {
+        if (kind == dkmassflash) {
+            // The mass update works on the whole list, not on the selected instrument.
+            const bool list = FStore.Count() > 0;
+            button->setEnabled(list);
+            if (QAction* act = FKindActions[kind]) act->setEnabled(list);
+            button->setToolTip(list ? "Firmware-Update mehrerer Geräte der Liste"
+                                    : "Bitte zuerst Geräte in die Liste aufnehmen");
+            continue;
+        }
         const TViewRow* row = FViews.Find(kind);
         button->setEnabled(row && any);
         if (QAction* act = FKindActions[kind]) act->setEnabled(row && any);
@@ -430,6 +449,10 @@ void TMainWindow::ShowNote(const QString& Text) {
 }
 
 TFormBasic* TMainWindow::OpenDirect(TDirectKind Kind) {
+    if (Kind == dkmassflash) {
+        OpenMassFlash();
+        return nullptr;
+    }
     const TViewRow* row = FViews.Find(Kind);
     if (!row) {
         ShowNote(KindText(Kind) + ": diese Ansicht ist noch nicht verfügbar");
@@ -441,6 +464,19 @@ TFormBasic* TMainWindow::OpenDirect(TDirectKind Kind) {
     }
     const QString name = QString("View_%1").arg(DirectKindName(Kind));
     return OpenView(row->Create(tabViews), row->Title, name.toUtf8().constData());
+}
+
+TFrmMassFlash* TMainWindow::OpenMassFlash() {
+    if (FMassFlash) {
+        FMassFlash->raise();
+        FMassFlash->activateWindow();
+        return FMassFlash;
+    }
+    FMassFlash = new TFrmMassFlash(FStore.Items(), FFolders, this);
+    FMassFlash->setAttribute(Qt::WA_DeleteOnClose);
+    FMassFlash->FLog = [this](const QString& Line) { AppendLog("Massen-Update: " + Line); };
+    FMassFlash->show();
+    return FMassFlash;
 }
 
 TConnectionView* TMainWindow::OpenConnectionView() {

@@ -7,6 +7,7 @@
 #include "ViewRegistry.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <memory>
 
@@ -21,6 +22,8 @@ class QTableWidget;
 class QToolButton;
 
 namespace ferro {
+
+class TFrmMassFlash;
 
 class TMainWindow : public QMainWindow {
     Q_OBJECT
@@ -43,6 +46,8 @@ public:
     void RemoveInstrument();
     // Opens the connection view on the selected instrument; nullptr when none is selected.
     TConnectionView* OpenConnectionView();
+    // The mass update over the instruments of the list (one window; raised when it is open).
+    TFrmMassFlash* OpenMassFlash();
     // Opens the registered view of `Kind` on the selected instrument; nullptr when there is none.
     TFormBasic* OpenDirect(TDirectKind Kind);
     // Adds a row to the table of views; its button becomes usable.
@@ -88,6 +93,7 @@ private:
     QAction* actEdit = nullptr;
     QAction* actRemove = nullptr;
     std::map<TDirectKind, QAction*> FKindActions;
+    QPointer<TFrmMassFlash> FMassFlash;
 };
 
 } // namespace ferro

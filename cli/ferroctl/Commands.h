@@ -13,6 +13,10 @@ namespace ferroctl {
 // Opens a session as the options say, with the terminal answering questions. Null on failure
 // (the German message is printed).
 std::unique_ptr<ferro::TDeviceSession> OpenSession(const CliOptions& opt, bool makeFolders);
+// Questions on the terminal (--yes accepts a new host key), messages to stderr.
+ferro::TDisplayConnMessage TerminalPresenter(bool yes);
+// A yes/no question on stderr, the answer from stdin ("j" or "y" is yes).
+bool AskTerminal(const std::string& question);
 // " <reason>" of the session's last failure, or "".
 std::string LastReason(const ferro::TDeviceSession& session);
 
@@ -35,5 +39,7 @@ int RunParamSet(const CliOptions& opt);
 // The language file for names: --lang, else the German one in the ini folder.
 ferro::TXMLLangu LoadLang(const CliOptions& opt);
 int RunExport(const CliOptions& opt);
+// Firmware update of one or many instruments; 0 only when every one came back with the new firmware.
+int RunFlash(const CliOptions& opt);
 
 } // namespace ferroctl

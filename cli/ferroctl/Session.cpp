@@ -19,19 +19,11 @@ bool askTerminal(const std::string& question) {
 }
 } // namespace
 
-std::unique_ptr<ferro::TDeviceSession> OpenSession(const CliOptions& opt, bool makeFolders) {
-    ferro::TConnectionRec rec = opt.link;
-    if (!makeFolders) rec.Folders.Data.clear();
-    auto session = std::make_unique<ferro::TDeviceSession>(rec);
-    const bool verbose = opt.verbose;
-    session->Link().FOnLogCallBack = [verbose](ferro::TSender, const std::string& s, bool) {
-        if (verbose) std::fprintf(stderr, "Ferro: %s\n", s.c_str());
-    };
-    const bool yes = opt.yes;
+ferro::TDisplayConnMessage TerminalPresenter(bool yes) {
     // A window-less program has no dialogs: errors are printed once, by whoever ends on them, and
     // questions are asked on the terminal.
-    session->FPresent = [yes](const std::string& text, ferro::TMsgDlgType type,
-                              ferro::TThreadedMessageCallBack cb, ferro::TMsgDlgButtons, ferro::TMsgDlgBtn) {
+    return [yes](const std::string& text, ferro::TMsgDlgType type, ferro::TThreadedMessageCallBack cb,
+                 ferro::TMsgDlgButtons, ferro::TMsgDlgBtn) {
         int answer = ferro::mrOk;
         if (type == ferro::mtConfirmation) {
             const bool changedKey = text.find(ferro::CHostKeyGeaendertMark) != std::string::npos;
@@ -53,6 +45,21 @@ std::unique_ptr<ferro::TDeviceSession> OpenSession(const CliOptions& opt, bool m
         }
         if (cb) cb(nullptr, answer);
     };
+}
+
+bool AskTerminal(const std::string& question) {
+    return askTerminal(question);
+}
+
+std::unique_ptr<ferro::TDeviceSession> OpenSession(const CliOptions& opt, bool makeFolders) {
+    ferro::TConnectionRec rec = opt.link;
+    if (!makeFolders) rec.Folders.Data.clear();
+    auto session = std::make_unique<ferro::TDeviceSession>(rec);
+    const bool verbose = opt.verbose;
+    session->Link().FOnLogCallBack = [verbose](ferro::TSender, const std::string& s, bool) {
+        if (verbose) std::fprintf(stderr, "Ferro: %s\n", s.c_str());
+    };
+    session->FPresent = TerminalPresenter(opt.yes);
     if (!session->OpenAndWait(rec.ConnectTimeoutMs + 20000)) {
         std::fprintf(stderr, "%s\n", session->LastError().Text.c_str());
         return nullptr;

@@ -36,6 +36,7 @@ int main(int argc, char** argv) {
         {"export", ferroctl::RunExport},
         {"params", ferroctl::RunParams},
         {"param-set", ferroctl::RunParamSet},
+        {"flash", ferroctl::RunFlash},
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {

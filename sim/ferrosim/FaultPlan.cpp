@@ -71,6 +71,13 @@ bool FaultPlan::parse(const std::string& list, std::string& error) {
             ok = garbage_ = true;
         } else if (kind == "badsize" && f.size() == 1) {
             ok = badSize_ = true;
+        } else if (kind == "cutup" && f.size() == 2) {
+            ok = number(f[1], 1LL << 40, a);
+            cutUpload_ = a;
+        } else if (kind == "flipup" && f.size() == 1) {
+            ok = flipUpload_ = true;
+        } else if (kind == "reboot-hang" && f.size() == 1) {
+            ok = rebootHang_ = true;
         } else if (kind == "limit" && f.size() == 2) {
             ok = number(f[1], 1000, a);
             limit_ = int(a);

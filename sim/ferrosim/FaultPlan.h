@@ -8,6 +8,9 @@
 //   garbage                   send garbage bytes right after the session reply
 //   badsize                   send a head announcing an absurd Size right after the session reply
 //   limit:N                   allow N simultaneous connections instead of the profile's limit
+//   cutup:BYTES               close the connection once BYTES of a scratchpad upload have arrived
+//   flipup                    every scratchpad upload is stored with one byte changed
+//   reboot-hang               a reboot (after a firmware update) never ends: the port stays closed
 
 #include <cstdint>
 #include <string>
@@ -34,6 +37,9 @@ public:
     bool garbage() const { return garbage_; }
     bool badSize() const { return badSize_; }
     int connectionLimit() const { return limit_; }
+    int64_t cutUploadBytes() const { return cutUpload_; }
+    bool rebootHangs() const { return rebootHang_; }
+    bool flipUpload() const { return flipUpload_; }
 
 private:
     struct Match {
@@ -47,6 +53,9 @@ private:
     bool garbage_ = false;
     bool badSize_ = false;
     int limit_ = -1;
+    int64_t cutUpload_ = -1;
+    bool rebootHang_ = false;
+    bool flipUpload_ = false;
 };
 
 } // namespace ferro::sim

@@ -23,7 +23,8 @@ const char* const kCalWords[] = {"No Error",
                                  "Device or resource busy",
                                  "No such device",
                                  "Invalid argument",
-                                 "Timer expired"};
+                                 "Timer expired",
+                                 "Checksum mismatch"};
 constexpr int kCalWordCount = int(sizeof(kCalWords) / sizeof(kCalWords[0]));
 constexpr int kCalTodo = 1, kCalBusy = 9, kCalNoDevice = 10, kCalInvalid = 11;
 } // namespace
@@ -141,6 +142,14 @@ std::string Instrument::triggerRecording() {
 void Instrument::requestRestart() {
     log("restart");
     if (onRestart) onRestart();
+}
+
+void Instrument::requestReboot() {
+    log("reboot");
+    if (onReboot)
+        onReboot();
+    else
+        requestRestart();
 }
 
 } // namespace ferro::sim

@@ -65,6 +65,9 @@ public:
     // Asks every session to drop its connection (soft reset, firmware update).
     void requestRestart();
     std::function<void()> onRestart;
+    // Drops every connection and refuses new ones for a while (after a firmware update).
+    void requestReboot();
+    std::function<void()> onReboot;
 
 private:
     Profile profile_;

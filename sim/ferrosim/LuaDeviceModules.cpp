@@ -1,6 +1,7 @@
 // gpio, pq, uti, ips, user, log and cfg: the instrument's own Lua functions, played against the
 // simulated instrument.
 #include "ferrosim/Compression.h"
+#include "ferrosim/FirmwareImage.h"
 #include "ferrosim/Instrument.h"
 #include "ferrosim/LuaModules.h"
 
@@ -199,33 +200,31 @@ int utiFlushLog(lua_State* L) {
     return zero(L);
 }
 
-// A firmware image is a tar.gz; a "revision=..." line in its VERSION entry names the new firmware word,
-// without one the word goes up by one. A file that does not unpack is refused as an invalid argument.
+// The image is checked before anything changes: a refused one leaves the running firmware, the
+// reason goes to the error output and the code is returned. An accepted one reboots the instrument
+// once the command's end frame is out.
 int utiFwUpdate(lua_State* L) {
     constexpr int kInvalidArgument = 11;
     Instrument& in = inst(L);
     std::string host = LuaHostPath(L, LuaArg(L, 1));
     std::vector<uint8_t> image;
-    std::vector<ArchiveEntry> entries;
-    if (!InstrumentTree::readFile(host, image, 512u << 20) ||
-        !Compression::untarGz(image, entries, 1u << 30) || entries.empty()) {
-        in.log("firmware image " + LuaArg(L, 1) + " rejected");
-        lua_pushinteger(L, kInvalidArgument);
+    ImageCheck check;
+    if (!InstrumentTree::readFile(host, image, 512u << 20)) {
+        check.code = kInvalidArgument;
+        check.reason = "cannot read " + LuaArg(L, 1);
+    } else {
+        check = CheckFirmwareImage(image, in.profile().firmware);
+    }
+    if (check.code != 0) {
+        in.log("firmware image " + LuaArg(L, 1) + " rejected: " + check.reason);
+        LuaEmitError(L,
+                     std::string("fwUpdate: ") + CalibrationWord(check.code) + " (" + check.reason + ")\n");
+        lua_pushinteger(L, check.code);
         return 1;
     }
-    uint32_t rev = in.profile().firmware + 1;
-    for (const ArchiveEntry& e : entries) {
-        if (fs::path(e.name).filename() != "VERSION") continue;
-        std::string text(e.data.begin(), e.data.end());
-        size_t at = text.find("revision=");
-        if (at == std::string::npos) continue;
-        size_t stop = text.find_first_of("\r\n", at);
-        std::string word = text.substr(at + 9, stop == std::string::npos ? std::string::npos : stop - at - 9);
-        if (uint32_t parsed = ParseFirmwareWord(word)) rev = parsed;
-    }
-    in.profile().firmware = rev;
-    in.log("firmware updated to " + std::to_string(rev) + ", restarting");
-    in.requestRestart();
+    in.profile().firmware = check.word;
+    in.log("firmware updated to " + std::to_string(check.word) + ", rebooting");
+    in.requestReboot();
     lua_pushinteger(L, 0);
     return 1;
 }

@@ -115,6 +115,11 @@ void LuaEmit(lua_State* L, const std::string& text) {
     ctx.output += text;
 }
 
+void LuaEmitError(lua_State* L, const std::string& text) {
+    LuaEngine::Context& ctx = LuaContext(L);
+    if (ctx.errors.size() + text.size() <= 64u << 10) ctx.errors += text;
+}
+
 std::string LuaHostPath(lua_State* L, const std::string& instrumentPath) {
     LuaEngine::Context& ctx = LuaContext(L);
     auto path = ctx.instrument->tree().resolveInstrumentPath(instrumentPath, ctx.cwd);
@@ -166,6 +171,7 @@ LuaEngine::~LuaEngine() {
 LuaEngine::Result LuaEngine::run(const std::string& chunk) {
     Result r;
     ctx_->output.clear();
+    ctx_->errors.clear();
     ctx_->outputFull = false;
     ctx_->steps = 0;
     lua_settop(L_, 0);
@@ -177,6 +183,8 @@ LuaEngine::Result LuaEngine::run(const std::string& chunk) {
         r.error += "\n";
     }
     lua_settop(L_, 0);
+    r.error = ctx_->errors + r.error;
+    ctx_->errors.clear();
     r.output = std::move(ctx_->output);
     ctx_->output.clear();
     return r;

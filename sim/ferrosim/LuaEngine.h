@@ -30,6 +30,7 @@ public:
         std::string user;
         std::string cwd = "/mnt/flashdrive0/data";
         std::string output;
+        std::string errors; // what a module function reports on the error output without raising
         bool muted = false;
         bool outputFull = false;
         long long steps = 0;

@@ -16,6 +16,8 @@ LuaEngine::Context& LuaContext(lua_State* L);
 std::string LuaHostPath(lua_State* L, const std::string& instrumentPath);
 // Appends to the command's output as print does (honours mute and the output limit).
 void LuaEmit(lua_State* L, const std::string& text);
+// Appends to the command's error output (kind 2 frames) while the command goes on.
+void LuaEmitError(lua_State* L, const std::string& text);
 // String argument `i` (a Lua error when it is none), embedded zeros kept.
 inline std::string LuaArg(lua_State* L, int i) {
     size_t len = 0;

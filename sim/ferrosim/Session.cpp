@@ -72,6 +72,14 @@ void Session::onReadyRead() {
             socket_->abort();
             return;
         }
+        // The upload fault: the line drops in the middle of a scratchpad write, nothing is written.
+        const int64_t cutUp = instrument_.faults().cutUploadBytes();
+        if (cutUp >= 0 && p[0] == CmdScratchPad && MemStream::peekU16(p + 2) == 2 && size > cutUp &&
+            inbuf_.size() - at > cutUp) {
+            log("fault: cutting the connection in the middle of an upload");
+            socket_->abort();
+            return;
+        }
         if (inbuf_.size() - at < qsizetype(size)) break;
         inbox_.emplace_back(p, p + size);
         at += size;

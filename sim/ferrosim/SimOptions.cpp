@@ -6,7 +6,8 @@ namespace ferro::sim {
 
 const char* SimOptions::usage() {
     return "usage: ferrosim --root DIR [--port N] [--ssh-port N] [--ftp-port N] [--serial] [--faults LIST] "
-           "[--profile FILE] [--history-days N] [--time-scale K]";
+           "[--profile FILE] [--history-days N] [--time-scale K] [--reboot-ms N]\n"
+           "       ferrosim --make-update VERSION REVISION OUT.zip [--corrupt]";
 }
 
 bool SimOptions::parse(int argc, char** argv, std::string& error) {
@@ -18,6 +19,19 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
         }
         if (arg == "--serial") {
             serial = true;
+            continue;
+        }
+        if (arg == "--corrupt") {
+            corrupt = true;
+            continue;
+        }
+        if (arg == "--make-update") {
+            if (i + 3 >= argc) {
+                error = std::string("--make-update needs VERSION REVISION OUT.zip\n") + usage();
+                return false;
+            }
+            makeUpdate = {argv[i + 1], argv[i + 2], argv[i + 3]};
+            i += 3;
             continue;
         }
         std::string value;
@@ -65,6 +79,14 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
                 return false;
             }
             timeScale = k;
+        } else if (arg == "--reboot-ms") {
+            char* end = nullptr;
+            long ms = std::strtol(value.c_str(), &end, 10);
+            if (value.empty() || *end || ms < 0 || ms > 600000) {
+                error = "bad reboot time " + value + " (0 to 600000 ms)";
+                return false;
+            }
+            rebootMs = int(ms);
         } else if (arg == "--faults") {
             faults = value;
         } else if (arg == "--profile") {
@@ -74,7 +96,7 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
             return false;
         }
     }
-    if (root.empty()) {
+    if (root.empty() && makeUpdate.empty()) {
         error = std::string("--root is required\n") + usage();
         return false;
     }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ferro::sim {
 
@@ -17,6 +18,10 @@ struct SimOptions {
     int ftpPort = -1;     // -1: no FTP server; 0: a free port
     int historyDays = 7;  // history the recorder writes at the first start of a root
     double timeScale = 1; // the device clock runs this many times as fast as the host's
+    int rebootMs = 3000;  // how long the port stays closed after a firmware update
+    // --make-update VERSION REVISION OUT.zip [--corrupt]: write an update archive and end.
+    std::vector<std::string> makeUpdate;
+    bool corrupt = false;
 
     // False with `error` (usage text included) on a bad command line.
     bool parse(int argc, char** argv, std::string& error);

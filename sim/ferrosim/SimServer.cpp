@@ -13,10 +13,12 @@ SimServer::SimServer(Instrument& instrument, QObject* parent) : QObject(parent),
     connect(&server_, &QTcpServer::newConnection, this, &SimServer::onNewConnection);
     // Lua may restart the instrument in the middle of a command: the end frame still goes out first.
     instrument_.onRestart = [this] { QTimer::singleShot(0, this, [this] { dropAll(); }); };
+    instrument_.onReboot = [this] { QTimer::singleShot(0, this, [this] { reboot(); }); };
 }
 
 SimServer::~SimServer() {
     instrument_.onRestart = nullptr;
+    instrument_.onReboot = nullptr;
     for (auto& s : sessions_)
         disconnect(s.get(), nullptr, this, nullptr);
 }
@@ -41,6 +43,26 @@ int SimServer::activeSessions() const {
 void SimServer::dropAll() {
     for (auto& s : sessions_)
         s->closeAfterFlush();
+}
+
+void SimServer::reboot() {
+    if (rebooting_) return;
+    rebooting_ = true;
+    const quint16 port = server_.serverPort();
+    dropAll();
+    server_.close();
+    if (rebootHang_) {
+        instrument_.log("fault: the reboot hangs, the port stays closed");
+        return;
+    }
+    QTimer::singleShot(rebootMs_, this, [this, port] {
+        rebooting_ = false;
+        std::string error;
+        if (listen(port, error))
+            instrument_.log("rebooted, listening again");
+        else
+            instrument_.log("cannot listen after the reboot: " + error);
+    });
 }
 
 void SimServer::onNewConnection() {

@@ -25,6 +25,15 @@ public:
     int activeSessions() const;
     // Drops every connection after what is queued has gone out (restart of the instrument).
     void dropAll();
+    // A reboot drops every connection and closes the port for `ms` (for ever with `hang`).
+    void setRebootPause(int ms, bool hang) {
+        rebootMs_ = ms;
+        rebootHang_ = hang;
+    }
+    bool rebooting() const { return rebooting_; }
+
+private:
+    void reboot();
 
 private slots:
     void onNewConnection();
@@ -35,6 +44,9 @@ private:
     QTcpServer server_;
     std::vector<std::unique_ptr<Session>> sessions_;
     int nextId_ = 1;
+    int rebootMs_ = 3000;
+    bool rebootHang_ = false;
+    bool rebooting_ = false;
 };
 
 } // namespace ferro::sim

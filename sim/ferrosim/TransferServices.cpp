@@ -196,6 +196,8 @@ Answer TransferServices::scratchpad(const ccc_head_t& head, const std::vector<ui
         auto path = tree.resolve(tree.scratchpadDir(), name);
         if (!path) return Answer::Refuse(CodeBadName, "bad file name");
         Bytes body(frame.begin() + frames::CScratchHeadSize, frame.end());
+        // The damaged-upload fault: the file lands with one byte changed, as after a bad transfer.
+        if (instrument_.faults().flipUpload() && !body.empty()) body[body.size() / 2] ^= 0x5a;
         if (!InstrumentTree::writeFile(*path, body)) return Answer::Refuse(CodeWriteFailed, "write failed");
         instrument_.log("scratchpad: " + name + " written, " + std::to_string(body.size()) + " bytes");
         return Answer::Ack();

@@ -1,5 +1,6 @@
 // ferrosim: the simulated instrument. Serves the binary protocol on 127.0.0.1 until SIGTERM/SIGINT.
 #include "ferrosim/FaultPlan.h"
+#include "ferrosim/FirmwareImage.h"
 #include "ferrosim/FtpServer.h"
 #include "ferrosim/Instrument.h"
 #include "ferrosim/InstrumentTree.h"
@@ -50,6 +51,12 @@ int main(int argc, char** argv) {
         std::printf("%s\n", SimOptions::usage());
         return 0;
     }
+    if (!options.makeUpdate.empty()) {
+        const auto& m = options.makeUpdate;
+        if (!MakeUpdateArchive(m[0], m[1], m[2], options.corrupt, error)) return fail(error);
+        std::printf("update archive %s written\n", m[2].c_str());
+        return 0;
+    }
 
     InstrumentTree tree(options.root);
     if (!tree.prepare(InstrumentTree::fixtureCandidates(QCoreApplication::applicationDirPath().toStdString()),
@@ -65,6 +72,7 @@ int main(int argc, char** argv) {
     Instrument instrument(std::move(profile), std::move(tree), std::move(faults));
     instrument.setTimeScale(options.timeScale);
     SimServer server(instrument);
+    server.setRebootPause(options.rebootMs, instrument.faults().rebootHangs());
     if (!server.listen(options.port, error)) return fail("cannot listen: " + error);
 
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, gSignalFd) != 0) return fail("socketpair failed");

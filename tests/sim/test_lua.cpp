@@ -6,8 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
+#include <memory>
 #include <sstream>
+#include <thread>
 
 using namespace simtest;
 namespace fs = std::filesystem;
@@ -242,7 +245,7 @@ TEST(SimLua, DeviceModulesChangeTheInstrumentAndSoftResetDropsEveryLine) {
 }
 
 TEST(SimLua, FirmwareUpdateRejectsDamageAndRestartsWithTheNewRevision) {
-    Sim sim;
+    Sim sim("", nullptr, {"--reboot-ms", "1000"});
     RawClient c(sim.port());
     c.openPlain();
     const std::string update = "print(uti.err2ascii(uti.fwUpdate(\"~/update.tgz\")))";
@@ -258,9 +261,16 @@ TEST(SimLua, FirmwareUpdateRejectsDamageAndRestartsWithTheNewRevision) {
     EXPECT_EQ(r.out, "No Error\n");
     EXPECT_TRUE(r.ended);
     EXPECT_TRUE(c.closedWithin(3000));
-    RawClient again(sim.port());
-    again.openPlain();
-    EXPECT_EQ(get32(again.request(plain(2, 0, 1)).bytes, 216), 0x02030007u);
+    // The port refuses while the instrument reboots, then takes connections again.
+    EXPECT_FALSE(RawClient(sim.port()).connected());
+    std::unique_ptr<RawClient> again;
+    for (int i = 0; i < 100 && !(again && again->connected()); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        again = std::make_unique<RawClient>(sim.port());
+    }
+    ASSERT_TRUE(again->connected());
+    again->openPlain();
+    EXPECT_EQ(get32(again->request(plain(2, 0, 1)).bytes, 216), 0x02030007u);
 }
 
 TEST(SimLua, CalibrationFaultFromTheProfileIsAnswered) {
