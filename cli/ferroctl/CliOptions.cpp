@@ -77,6 +77,11 @@ void PrintUsage(std::FILE* to) {
                "                        Werte prüfen und setzen wie im Raster (Stufe 2); ein\n"
                "                        korrigierter Wert wird gemeldet und korrigiert geschrieben\n"
                "                        (Exit-Code 3); in DATEI und/oder mit --send an das Gerät\n"
+               "  setup-diff A B        zwei Setup-Dateien vergleichen wie beim Import einer Vorlage:\n"
+               "                        je Unterschied Pfad, Id, Name, Wert in A, Wert in B\n"
+               "                        (Tab-getrennt); Exit-Code 0 gleich, 1 verschieden\n"
+               "  setup-delta A B AUS   die Unterschiede von B gegenüber A als Delta-Setup in AUS\n"
+               "  setup-csv DATEI AUS   das Setup als CSV-Liste (Name;Wert) in AUS\n"
                "  commands              die Kommandotabelle des Protokolls\n",
                to);
 }

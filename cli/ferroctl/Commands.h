@@ -35,5 +35,10 @@ int RunParamSet(const CliOptions& opt);
 // The language file for names: --lang, else the German one in the ini folder.
 ferro::TXMLLangu LoadLang(const CliOptions& opt);
 int RunExport(const CliOptions& opt);
+// Two setup files compared as the parameter form's import does (exit 1 when they differ, as diff
+// does); the delta document of their differences; the CSV listing of one.
+int RunSetupDiff(const CliOptions& opt);
+int RunSetupDelta(const CliOptions& opt);
+int RunSetupCsv(const CliOptions& opt);
 
 } // namespace ferroctl

@@ -36,6 +36,9 @@ int main(int argc, char** argv) {
         {"export", ferroctl::RunExport},
         {"params", ferroctl::RunParams},
         {"param-set", ferroctl::RunParamSet},
+        {"setup-diff", ferroctl::RunSetupDiff},
+        {"setup-delta", ferroctl::RunSetupDelta},
+        {"setup-csv", ferroctl::RunSetupCsv},
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {
