@@ -1,6 +1,7 @@
 #include "MainWindow.h"
 
 #include "InstrumentDialog.h"
+#include "forms/FormPara.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
 
@@ -104,7 +105,10 @@ TFolders TMainWindow::StandardFolders() {
 }
 
 TViewRegistry ShippedViews() {
-    return TViewRegistry();
+    TViewRegistry views;
+    views.Add({dkpara, "Parametrierung", TIconKind::Parameter,
+               [](QWidget* Parent) { return new TFormPara(Parent); }});
+    return views;
 }
 
 TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent,
