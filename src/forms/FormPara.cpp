@@ -548,13 +548,6 @@ void TFormPara::ResetThreadEnd(int Moved) {
 
 // ---------------------------------------------------------------- templates and import
 
-const std::string& TFormPara::TemplateFolder() const {
-    return FTemplateFolderLocal;
-}
-const std::string& TFormPara::OwnTemplateFolder() const {
-    return FOwnTemplateFolderLocal;
-}
-
 void TFormPara::ImportData(const std::string& Folder) {
     if (!Fxf.Loaded() || FBusy) return;
     const std::string file = Choose(Folder, "", "Vorlagen (*.xml *.XML)", false);

@@ -59,8 +59,9 @@ public:
     TSetupDocument& Document() { return Fxf; }
     TFerroGrid* Grid() const { return FGrd; }
     const TModulList& ModulList() const { return FModulList; }
-    const std::string& TemplateFolder() const;
-    const std::string& OwnTemplateFolder() const;
+    // The factory templates (read-only copies of the instrument's) and the user's own.
+    const std::string& TemplateFolder() const { return FTemplateFolderLocal; }
+    const std::string& OwnTemplateFolder() const { return FOwnTemplateFolderLocal; }
 
     // The host's way of reading the setup anew after a sending; unset, the form reads it itself.
     std::function<void(TSender)> ReloadPara;

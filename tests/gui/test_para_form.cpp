@@ -20,6 +20,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 
 using namespace ferro;
@@ -41,10 +42,16 @@ bool ShowTreeItem(TFormPara& Form, uint32_t Id) {
     return false;
 }
 
+// The dialog on show (one closed before may still wait for its deletion).
+template <class T> T* Visible(QWidget& Parent) {
+    for (T* d : Parent.findChildren<T*>())
+        if (d->isVisible()) return d;
+    return nullptr;
+}
+
 template <class T> T* WaitForDialog(QWidget& Parent) {
-    T* d = nullptr;
-    WaitFor([&] { return (d = Parent.findChild<T*>()) && d->isVisible(); }, 5000);
-    return d && d->isVisible() ? d : nullptr;
+    WaitFor([&] { return Visible<T>(Parent) != nullptr; }, 5000);
+    return Visible<T>(Parent);
 }
 
 // The instrument's setup now, as ferroctl reads it: the value of the first node with `Id`.
@@ -172,4 +179,80 @@ TEST(FormPara, EditSendResetAndCompareWithAFactoryTemplate) {
     EXPECT_TRUE(WaitForBox("Gerätetyp FerroQuartz", kWaitMs));
     CloseAllBoxes();
     EXPECT_EQ(f->Document().ChangeList().size(), 4u);
+}
+
+TEST(FormPara, ServiceQuestionIcdFileCsvListingAndSendingAtLevelZero) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.ok()) << sim.output();
+    QTemporaryDir dir;
+    TMainWindow w(SettingsIn(dir), FoldersIn(dir));
+    w.show();
+    w.AddInstruments({Entry("ferrosim", "127.0.0.1", sim.port())});
+    w.SelectInstrument(0);
+    QPointer<TFormPara> f = qobject_cast<TFormPara*>(w.OpenDirect(dkpara));
+    ASSERT_TRUE(f);
+    ASSERT_TRUE(
+        WaitFor([&] { return f->Document().Loaded() && f->TreeViewOpti->topLevelItemCount() > 0; }, kWaitMs));
+    EXPECT_FALSE(f->actICDLoad->isVisible()) << "above level 0 only";
+
+    // The service level asks first; "Nein" stays where it was.
+    f->cbbVisibility->setCurrentIndex(2);
+    QMessageBox* ask = WaitForBox("Servicemodus");
+    ASSERT_TRUE(ask);
+    ask->button(QMessageBox::No)->click();
+    EXPECT_EQ(f->cbbVisibility->currentIndex(), 0);
+    f->cbbVisibility->setCurrentIndex(1);
+
+    // The ICD file: its values into the setup, a copy beside it, the IED name kept in step.
+    const std::string icd = dir.filePath("ferro.icd").toStdString();
+    QFile::copy(FERRO_SOURCE_DIR "/fixtures/instrument/flashdrive0/data/setup/ferro.icd",
+                dir.filePath("ferro.icd"));
+    f->FChooseFile = [&](const std::string&, const std::string&, const std::string&, bool) { return icd; };
+    f->findChild<QToolButton*>("btnICDImport")->click();
+    const size_t changes = f->Document().ChangeList().size();
+    EXPECT_GE(changes, 3u) << "file name, Header version and id differ from the setup";
+    f->findChild<QToolButton*>("btnICDImport")->click();
+    EXPECT_EQ(f->Document().ChangeList().size(), changes) << "the same file twice";
+    const QString copy =
+        QString::fromStdString(std::filesystem::path(f->Document().FileName()).parent_path().string()) +
+        "/ferro.icd";
+    ASSERT_TRUE(QFile::exists(copy));
+    ASSERT_TRUE(ShowTreeItem(*f, 4261413840u));
+    TFerroGrid& grid = *f->Grid();
+    ASSERT_TRUE(TypeValue(grid, RowOf(grid, "4278190467"), "FR043"));
+    QFile c(copy);
+    ASSERT_TRUE(c.open(QIODevice::ReadOnly));
+    const QByteArray renamed = c.readAll();
+    EXPECT_TRUE(renamed.contains("iedName=\"FR043\"") && renamed.contains("<IED name=\"FR043\""));
+
+    // The CSV listing of the chosen modules; a folder that cannot take it is told.
+    std::string opened;
+    f->FOpenFile = [&](const std::string& path) { opened = path; };
+    auto listing = [&] {
+        f->findChild<QToolButton*>("btnCSVExport")->click();
+        auto* select = WaitForDialog<TFrmParaSelect>(*f);
+        ASSERT_TRUE(select);
+        select->btnOk->click();
+    };
+    listing();
+    QFile csv(QString::fromStdString(opened));
+    ASSERT_TRUE(csv.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(
+        QString::fromUtf8(csv.readAll()).contains("\r\nGrundeinstellungen\r\n\r\nNennfrequenz;0\r\n"));
+    const std::string tmp = f->FComUnit->FTmpDir;
+    f->FComUnit->FTmpDir = dir.filePath("fehlt/").toStdString();
+    listing();
+    EXPECT_TRUE(WaitForBox("kann nicht geschrieben werden"));
+    CloseAllBoxes();
+    f->FComUnit->FTmpDir = tmp;
+
+    // Level 0 sends without asking, and the unoffered modules go along.
+    f->cbbVisibility->setCurrentIndex(0);
+    f->btnSend->click();
+    EXPECT_TRUE(WaitForBox("Übertragung abgeschlossen", kWaitMs));
+    EXPECT_EQ(Visible<TFrmParaSelect>(*f), nullptr);
+    CloseAllBoxes();
+    Stored got(sim.port(), dir);
+    EXPECT_EQ(got[4278190467u], "FR043");
+    EXPECT_EQ(got[4278190468u], "ferro.icd");
 }
