@@ -552,7 +552,8 @@ void TFormPara::ImportData(const std::string& Folder) {
     if (!Fxf.Loaded() || FBusy) return;
     const std::string file = Choose(Folder, "", "Vorlagen (*.xml *.XML)", false);
     if (file.empty()) return;
-    FOwnTemplateFolderLocal = FolderOf(file);
+    // The folder is remembered for the own templates; the read-only factory folder is not one.
+    if (FolderOf(file) != FTemplateFolderLocal) FOwnTemplateFolderLocal = FolderOf(file);
     SetBusy(true, "Importieren");
     auto compare = std::make_shared<TSetupCompare>();
     auto error = std::make_shared<std::string>();
