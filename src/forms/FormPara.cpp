@@ -445,7 +445,8 @@ void TFormPara::SetNewVisibility(int Level) {
 }
 
 void TFormPara::AfterVisibilityChange() {
-    if (!TreeViewOpti->currentItem() && TreeViewOpti->topLevelItemCount() > 0 && FVisibility > 0) {
+    // The tree serves level 0 as well, so it opens on its first item there too.
+    if (!TreeViewOpti->currentItem() && TreeViewOpti->topLevelItemCount() > 0) {
         QTreeWidgetItem* first = TreeViewOpti->topLevelItem(0);
         TreeViewOpti->setCurrentItem(first);
         if (!static_cast<TXMLTreeViewItem*>(first)->Leaf) first->setExpanded(true);
