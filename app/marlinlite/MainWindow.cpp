@@ -3,6 +3,7 @@
 #include "InstrumentDialog.h"
 #include "flash/FormFlash.h"
 #include "flash/FrmMassFlash.h"
+#include "forms/FormPara.h"
 #include "forms/FormVisu.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
@@ -117,6 +118,8 @@ TViewRegistry ShippedViews() {
                    view->FFN = archive;
                    return view;
                }});
+    views.Add({dkpara, "Parametrierung", TIconKind::Parameter,
+               [](QWidget* Parent) { return new TFormPara(Parent); }});
     return views;
 }
 

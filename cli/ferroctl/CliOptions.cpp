@@ -85,6 +85,11 @@ void PrintUsage(std::FILE* to) {
                "                        (/dev/ttyUSB0), ohne GERÄT das der\n"
                "                        Optionen; Exit-Code 0 nur, wenn alle mit der neuen Firmware\n"
                "                        zurückkamen\n"
+               "  setup-diff A B        zwei Setup-Dateien vergleichen wie beim Import einer Vorlage:\n"
+               "                        je Unterschied Pfad, Id, Name, Wert in A, Wert in B\n"
+               "                        (Tab-getrennt); Exit-Code 0 gleich, 1 verschieden\n"
+               "  setup-delta A B AUS   die Unterschiede von B gegenüber A als Delta-Setup in AUS\n"
+               "  setup-csv DATEI AUS   das Setup als CSV-Liste (Name;Wert) in AUS\n"
                "  commands              die Kommandotabelle des Protokolls\n",
                to);
 }

@@ -41,5 +41,10 @@ ferro::TXMLLangu LoadLang(const CliOptions& opt);
 int RunExport(const CliOptions& opt);
 // Firmware update of one or many instruments; 0 only when every one came back with the new firmware.
 int RunFlash(const CliOptions& opt);
+// Two setup files compared as the parameter form's import does (exit 1 when they differ, as diff
+// does); the delta document of their differences; the CSV listing of one.
+int RunSetupDiff(const CliOptions& opt);
+int RunSetupDelta(const CliOptions& opt);
+int RunSetupCsv(const CliOptions& opt);
 
 } // namespace ferroctl

@@ -37,6 +37,9 @@ int main(int argc, char** argv) {
         {"params", ferroctl::RunParams},
         {"param-set", ferroctl::RunParamSet},
         {"flash", ferroctl::RunFlash},
+        {"setup-diff", ferroctl::RunSetupDiff},
+        {"setup-delta", ferroctl::RunSetupDelta},
+        {"setup-csv", ferroctl::RunSetupCsv},
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {

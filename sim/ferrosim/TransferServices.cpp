@@ -4,6 +4,7 @@
 #include "ferrosim/DisplayRenderer.h"
 #include "ferrosim/Instrument.h"
 #include "ferrosim/SetupCheck.h"
+#include "ferrosim/SetupMerge.h"
 #include "foundation/MemStream.h"
 
 #include <QXmlStreamReader>
@@ -173,6 +174,13 @@ Answer TransferServices::applySetup(const ccc_head_t& head, Bytes payload) {
         return Answer::Refuse(CodeBadContent, reason);
     }
     const InstrumentTree& tree = instrument_.tree();
+    // The modules the client left out stay as the instrument has them.
+    if (Bytes stored; InstrumentTree::readFile(tree.setupFile(), stored, kMaxFile)) {
+        std::vector<std::string> kept;
+        xml = KeepMissingModules(stored, xml, kept);
+        for (const std::string& id : kept)
+            instrument_.log("setup: module " + id + " not sent, kept");
+    }
     if (!InstrumentTree::writeFile(tree.setupFile(), xml))
         return Answer::Refuse(CodeWriteFailed, "write failed");
     for (const ArchiveEntry& c : companions) {

@@ -285,6 +285,59 @@ void TSetupDocument::ChangeCell(const pugi::xml_node& Node, const std::string& V
     text.set_value(Value.c_str());
 }
 
+void TSetupDocument::TrackValue(const pugi::xml_node& Holder, const std::string& Text) {
+    const pugi::xml_node owner = Holder.parent();
+    const std::string id = owner.attribute("id").value(), parent = owner.parent().attribute("id").value();
+    const std::string old = GetNodeValue(Holder);
+    if (old == Text) return;
+    const std::string key = ChangeKey(id, parent);
+    if (auto it = FChangeList.find(key); it != FChangeList.end()) {
+        if (it->second.OriVal == Text) FChangeList.erase(it);
+    } else {
+        FChangeList[key] = {id, parent, old};
+    }
+    pugi::xml_node text = Holder.first_child();
+    if (text.type() != pugi::node_pcdata && text.type() != pugi::node_cdata)
+        text = pugi::xml_node(Holder).prepend_child(pugi::node_pcdata);
+    text.set_value(Text.c_str());
+}
+
+namespace {
+// The default of one value holder; only a holder and a default that both have text count.
+int SetDefVal(TSetupDocument& Doc, const pugi::xml_node& Value, const pugi::xml_node& Default) {
+    if (!Value || !Default) return 0;
+    const pugi::xml_node v = Value.first_child(), d = Default.first_child();
+    if (v.type() != pugi::node_pcdata || d.type() != pugi::node_pcdata) return 0;
+    if (strcasecmp(v.value(), d.value()) == 0) return 0;
+    Doc.TrackValue(Value, d.value());
+    return 1;
+}
+
+int ResetNode(TSetupDocument& Doc, const pugi::xml_node& Node) {
+    int n = 0;
+    for (pugi::xml_node c : Node.children()) {
+        if (c.type() != pugi::node_element) continue;
+        if (strcasecmp(c.name(), "datapoint") == 0)
+            n += SetDefVal(Doc, c.child("rec"), c.child("default"));
+        else if (strcasecmp(c.name(), "parameter") == 0)
+            n += SetDefVal(Doc, c.child("value"), c.child("default"));
+        else if (strcasecmp(c.name(), "group") == 0)
+            n += ResetNode(Doc, c);
+    }
+    return n;
+}
+} // namespace
+
+int TSetupDocument::ResetToDefaults() {
+    int n = 0;
+    const std::string keep1 = std::to_string(CProtectedModul), keep2 = std::to_string(CProtectedModul2);
+    for (pugi::xml_node m : Sys().children("swmodule")) {
+        const std::string id = m.attribute("id").value();
+        if (id != keep1 && id != keep2) n += ResetNode(*this, m);
+    }
+    return n;
+}
+
 bool TSetupDocument::SaveForSend(const std::string& Target, const TModulList& Moduls, const TXMLLangu* Lang) {
     if (!FLoaded) return false;
     CheckAllMandatoryNodes(*FDoc);

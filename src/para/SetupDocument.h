@@ -52,6 +52,7 @@ public:
     bool SaveToFile(const std::string& FileName) const;
 
     pugi::xml_document& Doc() { return *FDoc; }
+    const pugi::xml_document& Doc() const { return *FDoc; }
     // The element that everything hangs under ("//*[@name='sys']"); empty when there is none.
     pugi::xml_node Sys() const;
     // The first node with `Id` in document order and its parent's id.
@@ -66,6 +67,13 @@ public:
     // The edit path: writes `Value` into the node's value (the rec of a datapoint), and keeps what
     // the instrument has in the change list until the value equals it again.
     void ChangeCell(const pugi::xml_node& Node, const std::string& Value, bool Equal, TGridRowTyp RowTyp);
+    // A value set from outside the grid (import, ICD file, reset): `Holder` is the value element
+    // (value or rec) of its parameter. The change list keeps what the instrument has, and drops the
+    // entry when the new text is that again.
+    void TrackValue(const pugi::xml_node& Holder, const std::string& Text);
+    // Every parameter and datapoint of every module but the two protected ones back to its default;
+    // the count of values that moved.
+    int ResetToDefaults();
     TChangeList& ChangeList() { return FChangeList; }
     const TChangeList& ChangeList() const { return FChangeList; }
 

@@ -139,3 +139,30 @@ TEST(CtlParamSet, SendChangesTheInstrumentsSetupInExactlyThoseValues) {
     ASSERT_EQ(RunCtl({"--port", port, "setup-get", got}).code, 0);
     EXPECT_EQ(Count(readFile(got), "<value>1.2</value>"), 0);
 }
+
+TEST(CtlSetupFiles, DiffDeltaAndCsvOfTwoSetups) {
+    const std::string tmpl = kData + "/ccci/scratchpad/templates/Mittelspannung_20kV.xml";
+    CtlResult same = RunCtl({"--lang", kLang, "setup-diff", kSetup, kSetup});
+    EXPECT_EQ(same.code, 0) << same.err;
+    EXPECT_EQ(same.out, "");
+    CtlResult diff = RunCtl({"--lang", kLang, "setup-diff", kSetup, tmpl});
+    EXPECT_EQ(diff.code, 1) << diff.err;
+    EXPECT_EQ(Lines(diff.out).size(), 4u) << diff.out;
+    EXPECT_NE(
+        diff.out.find("Netz und Wandler/Grundeinstellungen\t218300416\tNennspannung in % der sekundären "
+                      "Nennspannung\t100\t105\n"),
+        std::string::npos)
+        << diff.out;
+
+    QTemporaryDir dir;
+    const std::string delta = dir.filePath("delta.xml").toStdString();
+    ASSERT_EQ(RunCtl({"--lang", kLang, "setup-delta", kSetup, tmpl, delta}).code, 0);
+    CtlResult again = RunCtl({"--lang", kLang, "setup-diff", kSetup, delta});
+    EXPECT_EQ(again.out, diff.out) << "the delta carries exactly the differences";
+    EXPECT_EQ(RunCtl({"setup-delta", kSetup, kSetup, delta}).code, 1) << "nothing differs";
+
+    const std::string csv = dir.filePath("setup.csv").toStdString();
+    ASSERT_EQ(RunCtl({"--lang", kLang, "setup-csv", kSetup, csv}).code, 0);
+    EXPECT_NE(readFile(csv).find("\r\nGrundeinstellungen\r\n\r\nNennfrequenz;0\r\n"), std::string::npos);
+    EXPECT_EQ(RunCtl({"setup-csv", kSetup, dir.filePath("none/x.csv").toStdString()}).code, 2);
+}

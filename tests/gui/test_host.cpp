@@ -183,11 +183,11 @@ TEST(HostWindow, ListsAndKeepsTheInstrumentsNotesWhatIsMissingAndIsPhotographed)
     EXPECT_EQ(w.Store().Count(), 3u);
     w.SelectInstrument(1);
     // A view that is not built yet is a disabled button that says so, never one that does nothing.
-    auto* para = w.findChild<QToolButton*>("btn_dkpara");
-    EXPECT_FALSE(para->isEnabled());
-    EXPECT_TRUE(para->toolTip().contains("noch nicht verfügbar"));
-    EXPECT_EQ(w.OpenDirect(dkpara), nullptr);
-    EXPECT_TRUE(w.LogText().contains("Parametrierung: diese Ansicht ist noch nicht verfügbar"));
+    auto* users = w.findChild<QToolButton*>("btn_dkUserSetup");
+    EXPECT_FALSE(users->isEnabled());
+    EXPECT_TRUE(users->toolTip().contains("noch nicht verfügbar"));
+    EXPECT_EQ(w.OpenDirect(dkUserSetup), nullptr);
+    EXPECT_TRUE(w.LogText().contains("Benutzerverwaltung: diese Ansicht ist noch nicht verfügbar"));
     EXPECT_EQ(w.findChildren<TConnectionView*>().size(), 0);
     w.AppendLog("Gerät hinzugefügt: Messkoffer (USB)");
     w.show();

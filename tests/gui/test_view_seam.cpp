@@ -74,7 +74,7 @@ TEST(ViewSeam, ARegisteredViewOpensHearsEstablishedLostAndClosesThroughTheBase) 
     ASSERT_TRUE(button->isEnabled());
     EXPECT_EQ(button->toolTip(), "Prüfansicht des gewählten Geräts öffnen");
     EXPECT_TRUE(rig.w.findChild<QAction*>("act_dkstatus")->isEnabled());
-    EXPECT_FALSE(rig.w.findChild<QAction*>("act_dkpara")->isEnabled());
+    EXPECT_FALSE(rig.w.findChild<QAction*>("act_dkUserSetup")->isEnabled());
 
     QPointer<TProbeView> v = rig.open();
     ASSERT_NE(v, nullptr);
