@@ -3,6 +3,7 @@
 #include "InstrumentDialog.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
+#include "status/FormStatus.h"
 
 #include <QAction>
 #include <QApplication>
@@ -104,7 +105,10 @@ TFolders TMainWindow::StandardFolders() {
 }
 
 TViewRegistry ShippedViews() {
-    return TViewRegistry();
+    TViewRegistry r;
+    r.Add({dkstatus, "Gerätestatus", TIconKind::Status,
+           [](QWidget* Parent) { return new TfrmStatus(Parent); }});
+    return r;
 }
 
 TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent,

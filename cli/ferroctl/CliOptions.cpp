@@ -77,7 +77,15 @@ void PrintUsage(std::FILE* to) {
                "                        Werte prüfen und setzen wie im Raster (Stufe 2); ein\n"
                "                        korrigierter Wert wird gemeldet und korrigiert geschrieben\n"
                "                        (Exit-Code 3); in DATEI und/oder mit --send an das Gerät\n"
-               "  commands              die Kommandotabelle des Protokolls\n",
+               "  commands              die Kommandotabelle des Protokolls\n"
+               "  status [--json]       der Gerätestatus (Laufwerke, Last, Verbindungen, Zeit, SCADA);\n"
+               "                        mit --json als ein JSON-Objekt, Zahlen als Zahlen\n"
+               "  pcap start [--packets N | --time 1h30s] [--filter all@ADRESSE ...] [--name NAME]\n"
+               "                        eine Paketaufzeichnung auf dem Gerät starten (Vorgabe 1 Stunde)\n"
+               "  pcap ls               die Paketaufzeichnungen des Geräts auflisten\n"
+               "  pcap get NAME [--out DATEI]\n"
+               "                        eine Aufzeichnung laden (über den Scratchpad)\n"
+               "  pcap rm NAME          eine Aufzeichnung auf dem Gerät löschen\n",
                to);
 }
 
@@ -106,7 +114,9 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
         // Options may also follow the command; what is not an option is an argument.
         // The options of one command stay with its arguments.
         const bool commandOption = a == "--count" || a == "--csv" || a == "--comtrade" || a == "--columns" ||
-                                   a == "--setup" || a == "--level" || a == "--send";
+                                   a == "--setup" || a == "--level" || a == "--send" || a == "--json" ||
+                                   a == "--packets" || a == "--time" || a == "--filter" || a == "--name" ||
+                                   a == "--out" || a == "--device";
         if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || commandOption)) {
             out.args.push_back(a);
             continue;

@@ -35,5 +35,8 @@ int RunParamSet(const CliOptions& opt);
 // The language file for names: --lang, else the German one in the ini folder.
 ferro::TXMLLangu LoadLang(const CliOptions& opt);
 int RunExport(const CliOptions& opt);
+// The status report as text or JSON; captures on the instrument.
+int RunStatus(const CliOptions& opt);
+int RunPcap(const CliOptions& opt);
 
 } // namespace ferroctl

@@ -36,6 +36,8 @@ int main(int argc, char** argv) {
         {"export", ferroctl::RunExport},
         {"params", ferroctl::RunParams},
         {"param-set", ferroctl::RunParamSet},
+        {"status", ferroctl::RunStatus},
+        {"pcap", ferroctl::RunPcap},
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {

@@ -13,10 +13,17 @@ SimServer::SimServer(Instrument& instrument, QObject* parent) : QObject(parent),
     connect(&server_, &QTcpServer::newConnection, this, &SimServer::onNewConnection);
     // Lua may restart the instrument in the middle of a command: the end frame still goes out first.
     instrument_.onRestart = [this] { QTimer::singleShot(0, this, [this] { dropAll(); }); };
+    instrument_.links = [this] {
+        std::vector<LinkInfo> l;
+        for (const auto& s : sessions_)
+            if (!s->overLimit()) l.push_back(s->info());
+        return l;
+    };
 }
 
 SimServer::~SimServer() {
     instrument_.onRestart = nullptr;
+    instrument_.links = nullptr;
     for (auto& s : sessions_)
         disconnect(s.get(), nullptr, this, nullptr);
 }
