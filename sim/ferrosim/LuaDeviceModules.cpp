@@ -7,6 +7,8 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+
 #include <filesystem>
 
 #include <sys/statvfs.h>
@@ -114,6 +116,27 @@ void driveTable(lua_State* L, const char* name, uintmax_t total, uintmax_t used)
     lua_setfield(L, -2, name);
 }
 
+// The moment a rule names in a year, in local standard time: the day-th (5 = last) weekday `dow`
+// of the month, at the hour.
+QDateTime ruleMoment(int year, const time_rule_t& r) {
+    const int mon = std::clamp(int(r.mon), 1, 12);
+    QDate d(year, mon, 1);
+    const int want = r.dow == 0 ? 7 : int(r.dow); // Qt counts Monday 1 .. Sunday 7
+    while (d.dayOfWeek() != want)
+        d = d.addDays(1);
+    for (int k = 1; k < std::clamp(int(r.day), 1, 5); ++k)
+        if (d.addDays(7).month() == mon) d = d.addDays(7);
+    return QDateTime(d, QTime(std::min(int(r.hour), 23), 0), Qt::UTC);
+}
+
+// Whether the instrument's clock is in summer time now, by its zone's rules.
+bool summerNow(const time_set_t& ts, uint32_t utc) {
+    if (!(ts.dstmode & 1) || ts.ws.mon == 0 || ts.sw.mon == 0) return false;
+    const QDateTime local = QDateTime::fromSecsSinceEpoch(qint64(utc) + ts.tz.offsetSeconds(), Qt::UTC);
+    const QDateTime from = ruleMoment(local.date().year(), ts.ws), to = ruleMoment(local.date().year(), ts.sw);
+    return from < to ? (local >= from && local < to) : (local >= from || local < to);
+}
+
 // The process's share of one CPU since the last call (the first call: since the start).
 double ownCpuPercent(uint64_t upSeconds) {
     static struct timespec lastCpu {
@@ -194,7 +217,7 @@ int utiStat(lua_State* L) {
     lua_newtable(L); // time.utc
     setField(L, "soc", now);
     lua_newtable(L);
-    setField(L, "dst", lua_Integer(p.timeSet.dstmode & 1));
+    setField(L, "dst", lua_Integer(summerNow(p.timeSet, now) ? 1 : 0));
     lua_setfield(L, -2, "fracsec");
     lua_setfield(L, -2, "utc");
     setField(L, "syncSrc", ntpServers > 0 ? "NTP" : "RTC");

@@ -32,7 +32,8 @@ bool TDrivePaint::PaintPerc(TCanvas& Canvas, double Width, double Height, const 
         Canvas.EndScene();
         return false;
     }
-    Canvas.Stroke.Thickness = 1;
+    // As thick as the step between the rings, so that they close into a solid band on any screen.
+    Canvas.Stroke.Thickness = CRingStep + 0.5;
     Canvas.Stroke.Join = TStrokeJoin::Round;
     const TPointF centre(Width / 2, Height / 2);
     const double inner = Width / 2 - 40;

@@ -52,7 +52,7 @@ TfrmStatus::TfrmStatus(QWidget* Parent) : TFormBasic(Parent) {
     scrlbxMenu = new QScrollArea(lytBase);
     scrlbxMenu->setObjectName("scrlbxMenu");
     scrlbxMenu->setWidgetResizable(true);
-    scrlbxMenu->setFixedWidth(230);
+    scrlbxMenu->setFixedWidth(190);
     auto* menu = new QWidget;
     auto* mv = new QVBoxLayout(menu);
     for (const TMenuEntry& e : CMenu) {

@@ -16,8 +16,8 @@ namespace ferro {
 
 namespace {
 
-constexpr int CRingSize = 220;
-constexpr int CBarWidth = 260, CBarHeight = 18;
+constexpr int CRingSize = 150;
+constexpr int CBarWidth = 320, CBarHeight = 14;
 
 QLabel* Swatch(TAlphaColor c, const QString& text, QWidget* parent) {
     auto* l = new QLabel(QString("<span style='color:#%1'>&#9632;</span> %2")
@@ -80,18 +80,23 @@ QGroupBox* TFrameDrives::MakeDrive(const QString& Title, const QString& Key, TDr
         (*values[i])->setMinimumWidth(90);
         g->addWidget(*values[i], i, 1);
     }
-    g->addWidget(Swatch(TDrivePaint::CUsedColor, "belegt", box), 4, 0);
-    g->addWidget(Swatch(TDrivePaint::CFreeColor, "frei", box), 4, 1);
-    g->addWidget(Swatch(TDrivePaint::CBadColor, "defekt", box), 5, 0);
-    Ui.Bar = new QLabel(box);
-    Ui.Bar->setObjectName("pb" + Key + "Bar");
-    Ui.Bar->setFixedSize(CBarWidth, CBarHeight);
-    g->addWidget(Ui.Bar, 0, 2, 1, 1, Qt::AlignLeft | Qt::AlignTop);
     Ui.Ring = new QLabel(box);
     Ui.Ring->setObjectName("pb" + Key + "Ring");
     Ui.Ring->setFixedSize(CRingSize, CRingSize);
-    g->addWidget(Ui.Ring, 0, 3, 6, 1);
-    g->setColumnStretch(2, 1);
+    g->addWidget(Ui.Ring, 0, 2, 4, 1, Qt::AlignRight);
+    Ui.Bar = new QLabel(box);
+    Ui.Bar->setObjectName("pb" + Key + "Bar");
+    Ui.Bar->setFixedSize(CBarWidth, CBarHeight);
+    g->addWidget(Ui.Bar, 4, 0, 1, 3);
+    auto* legend = new QWidget(box);
+    auto* lh = new QHBoxLayout(legend);
+    lh->setContentsMargins(0, 0, 0, 0);
+    lh->addWidget(Swatch(TDrivePaint::CUsedColor, "belegt", legend));
+    lh->addWidget(Swatch(TDrivePaint::CFreeColor, "frei", legend));
+    lh->addWidget(Swatch(TDrivePaint::CBadColor, "defekt", legend));
+    lh->addStretch();
+    g->addWidget(legend, 5, 0, 1, 3);
+    g->setColumnStretch(1, 1);
     Ui.Bitmap = Bitmap;
     return box;
 }

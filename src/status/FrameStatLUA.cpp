@@ -35,6 +35,9 @@ TFrameLUA::TFrameLUA(QWidget* Parent) : QWidget(Parent) {
     cbbCommands = new QComboBox(this);
     cbbCommands->setObjectName("cbbCommands");
     cbbCommands->setPlaceholderText("Gespeicherte Befehle");
+    // The long stored lines must not widen the window.
+    cbbCommands->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    cbbCommands->setMinimumContentsLength(24);
     for (const char* c : CStoredCommands)
         cbbCommands->addItem(c);
     cbbCommands->setCurrentIndex(-1);

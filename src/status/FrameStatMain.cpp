@@ -47,6 +47,7 @@ TFrameMain::TFrameMain(QWidget* Parent) : QWidget(Parent) {
     device->setObjectName("grpboxDevice");
     auto* f = new QFormLayout(device);
     f->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    f->setRowWrapPolicy(QFormLayout::DontWrapRows);
     edtTime = ValueEdit("edtTime", device);
     edtAnlage = ValueEdit("edtAnlage", device);
     edtFeld = ValueEdit("edtFeld", device);
@@ -71,6 +72,7 @@ TFrameMain::TFrameMain(QWidget* Parent) : QWidget(Parent) {
     memory->setObjectName("grpboxMemory");
     auto* m = new QFormLayout(memory);
     m->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    m->setRowWrapPolicy(QFormLayout::DontWrapRows);
     auto bar = [&](const char* name, const char* label, QProgressBar*& pb, QLabel*& text) {
         auto* row = new QWidget(memory);
         auto* h = new QHBoxLayout(row);

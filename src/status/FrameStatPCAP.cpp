@@ -10,6 +10,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSpinBox>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -22,12 +23,22 @@ constexpr int CAccessoryColumn = 2;
 
 TFramePCAP::TFramePCAP(QWidget* Parent) : QWidget(Parent) {
     setObjectName("FramePCAP");
-    auto* outer = new QHBoxLayout(this);
+    // One column in a scroll box: the page fits the narrow view without widening the window.
+    auto* top = new QVBoxLayout(this);
+    top->setContentsMargins(0, 0, 0, 0);
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    top->addWidget(scroll);
+    auto* inner = new QWidget;
+    scroll->setWidget(inner);
+    auto* outer = new QVBoxLayout(inner);
 
-    auto* start = new QGroupBox("Aufzeichnung starten", this);
+    auto* start = new QGroupBox("Aufzeichnung starten", inner);
     start->setObjectName("grpboxStart");
     auto* f = new QFormLayout(start);
     f->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    f->setRowWrapPolicy(QFormLayout::DontWrapRows);
     edtDevice = new QLineEdit("emac", start);
     edtDevice->setObjectName("edtDevice");
     edtFilename = new QLineEdit(start);
@@ -70,6 +81,7 @@ TFramePCAP::TFramePCAP(QWidget* Parent) : QWidget(Parent) {
     cboxFilter->addItems({"all", "src", "dst", ""});
     edtFilter = new QLineEdit("255.255.255.255", filterRow);
     edtFilter->setObjectName("edtFilter");
+    edtFilter->setMinimumWidth(120);
     btnAddFilter = new QPushButton("Hinzufügen", filterRow);
     btnAddFilter->setObjectName("btnAddFilter");
     fh->addWidget(cboxFilter);
@@ -78,7 +90,7 @@ TFramePCAP::TFramePCAP(QWidget* Parent) : QWidget(Parent) {
     f->addRow("Filter", filterRow);
     lboxFilter = new QListWidget(start);
     lboxFilter->setObjectName("lboxFilter");
-    lboxFilter->setMaximumHeight(90);
+    lboxFilter->setMaximumHeight(64);
     btnRemoveFilter = new QPushButton("Entfernen", start);
     btnRemoveFilter->setObjectName("btnRemoveFilter");
     f->addRow(QString(), lboxFilter);
@@ -90,9 +102,9 @@ TFramePCAP::TFramePCAP(QWidget* Parent) : QWidget(Parent) {
     btnSend = new QPushButton("Aufzeichnung starten", start);
     btnSend->setObjectName("btnSend");
     f->addRow(QString(), btnSend);
-    outer->addWidget(start, 1);
+    outer->addWidget(start);
 
-    auto* files = new QGroupBox("Aufzeichnungen auf dem Gerät", this);
+    auto* files = new QGroupBox("Aufzeichnungen auf dem Gerät", inner);
     files->setObjectName("grpboxFiles");
     auto* v = new QVBoxLayout(files);
     Button1 = new QPushButton("Liste aktualisieren", files);
@@ -107,6 +119,7 @@ TFramePCAP::TFramePCAP(QWidget* Parent) : QWidget(Parent) {
     ListView1->header()->setStretchLastSection(false);
     ListView1->setContextMenuPolicy(Qt::CustomContextMenu);
     v->addWidget(Button1);
+    ListView1->setMinimumHeight(160);
     v->addWidget(ListView1, 1);
     outer->addWidget(files, 1);
 
@@ -160,6 +173,7 @@ void TFramePCAP::GenText() {
     if (edtFilename->text().toStdString() != s.FileName)
         edtFilename->setText(QString::fromStdString(s.FileName));
     edtFinalCommand->setText(QString::fromStdString(line));
+    edtFinalCommand->setCursorPosition(0);
 }
 
 void TFramePCAP::cboxDurationChange() {

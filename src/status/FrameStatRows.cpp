@@ -51,6 +51,7 @@ QGroupBox* TFrameStatRows::AddSection(const QString& Title, const QString& Objec
     form->setContentsMargins(10, 10, 10, 10);
     form->setVerticalSpacing(4);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setRowWrapPolicy(QFormLayout::DontWrapRows);
     // Above the stretch that keeps the sections at the top.
     FContent->insertWidget(FContent->count() - 1, box);
     Keep(box);
@@ -65,7 +66,7 @@ void TFrameStatRows::AddRow(QGroupBox* Section, const std::string& Name, const s
     edit->setStyleSheet("QLineEdit { background: transparent; border: none; }");
     edit->setObjectName("val_" + QString::fromStdString(Name));
     auto* caption = new QLabel(QString::fromStdString(Name), Section);
-    caption->setMinimumWidth(220);
+    caption->setMinimumWidth(150);
     form->addRow(caption, edit);
 }
 

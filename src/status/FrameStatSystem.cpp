@@ -33,7 +33,7 @@ void TFrameSystem::SetSystemData() {
         h->addWidget(bar, 1);
         h->addWidget(text);
         auto* caption = new QLabel(QString::fromStdString(rec.Syspart), load);
-        caption->setMinimumWidth(220);
+        caption->setMinimumWidth(150);
         form->addRow(caption, row);
     }
     AddRows(AddSection("Aktuelle Aufzeichnungsdateien", "grpboxSysFiles"), FLstLog);

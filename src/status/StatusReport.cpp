@@ -147,7 +147,11 @@ TStatusOverview TStatusReport::Overview(const time_tz_t& Tz) const {
     if (auto sec = Unsigned(soc); sec && !dst.empty()) {
         tmStamp_t utc{uint32_t(*sec), o.Summer ? CSummerTimeFlag : 0u}, local;
         TM.UTCtoLocal(utc, Tz, local);
-        o.Time = TM.FerroTS_to_Str(local);
+        // Instrument time and PC time may differ: the text says which zone it is in.
+        const int32_t shift = Tz.offsetSeconds() + (o.Summer ? 3600 : 0);
+        const int32_t mag = shift < 0 ? -shift : shift;
+        o.Time = TM.FerroTS_to_Str(local) +
+                 Fmt(" (UTC%c%02d:%02d)", shift < 0 ? '-' : '+', int(mag / 3600), int(mag / 60 % 60));
     }
     o.Anlage = Value("plant");
     o.Feld = Value("fieldName");

@@ -2,6 +2,7 @@
 
 #include "foundation/Format.h"
 
+#include <filesystem>
 #include <fstream>
 
 namespace ferro {
@@ -60,6 +61,8 @@ std::string StatusDofileLine() {
 }
 
 bool WriteStatusScript(const std::string& Path) {
+    std::error_code ec;
+    std::filesystem::create_directories(std::filesystem::path(Path).parent_path(), ec);
     std::ofstream f(Path, std::ios::binary | std::ios::trunc);
     const std::string text = StatusScript();
     f.write(text.data(), std::streamsize(text.size()));
