@@ -133,7 +133,12 @@ void TfrmStatus::CreateFrames() {
     FFramePCAP->FSendLuaStart = [this](const std::string& Line) {
         if (!FPcap) return;
         LogPrepare(this, "PCAP: " + Line, false);
-        FPcap->Start(Line, [this](bool, const std::string&) { GetPCAPListing(); });
+        FPcap->Start(Line, [this](bool Ok, const std::string& Error) {
+            if (!Ok)
+                DisplayMessage("Die Aufzeichnung wurde nicht gestartet: " + Error, mtWarning, Buttons({mbOK}),
+                               mbOK, nullptr);
+            GetPCAPListing();
+        });
     };
     FFramePCAP->FInteractFiles = [this](TPCAPInteractType Kind, const std::string& Name) {
         PCAPFileInteract(Kind, Name);

@@ -17,7 +17,7 @@ void TPcapRemote::Start(const std::string& Command, TDone Done) {
     std::weak_ptr<bool> alive = FAlive;
     FLink.Lua(Command, [alive, Done](const TReply& r) {
         if (alive.expired() || !Done) return;
-        Done(r.Ok || r.Code == 0, r.Ok ? std::string() : r.Text);
+        Done(r.Ok, r.Ok ? std::string() : Trim(r.Text));
     });
 }
 

@@ -26,7 +26,8 @@ public:
     TPcapRemote(const TPcapRemote&) = delete;
     TPcapRemote& operator=(const TPcapRemote&) = delete;
 
-    // Sends the "ips.pcapStart" line; the instrument's answer is not examined beyond a refusal.
+    // Sends the "ips.pcapStart" line; fails with the instrument's error text (a bad filter, a time it
+    // does not understand).
     void Start(const std::string& Command, TDone Done);
     void List(TListDone Done);
     void Remove(const std::string& Name, TDone Done);

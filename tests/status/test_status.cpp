@@ -85,7 +85,8 @@ TEST(StatusReport, LinesGoToTheirPagesByTheFirstMatchingKeyPart) {
     EXPECT_EQ(o.Firmware, "2.2.1");
     EXPECT_EQ(o.Geraet, "FR 042 Nord") << "the value keeps its inner blanks";
     EXPECT_EQ(o.Laufzeit, "1 Tag, 01:01:01");
-    EXPECT_EQ(o.Time, "23.11.2025 14:13:20 (UTC+02:00)") << "UTC plus one hour of zone and one of summer time";
+    EXPECT_EQ(o.Time, "23.11.2025 14:13:20 (UTC+02:00)")
+        << "UTC plus one hour of zone and one of summer time";
     EXPECT_EQ(o.Serial, "") << "a missing key leaves its control as it was";
 
     const std::string json = r.ToJson();
@@ -280,5 +281,14 @@ TEST(StatusE2E, ACaptureOfTwentyPacketsHoldsTheIdentifyExchangeAndReadsWithTcpdu
     EXPECT_TRUE(out.contains(QString("127.0.0.1.%1 > ").arg(sim.port())));
     EXPECT_EQ(ctl({"pcap", "rm", "id.pcap"}).code, 0);
     EXPECT_EQ(ctl({"pcap", "ls"}).out, "");
+
+    // A source filter that no loopback packet matches leaves the file at its head; a bad one is refused.
+    ASSERT_EQ(
+        ctl({"pcap", "start", "--packets", "5", "--filter", "src@10.9.9.9", "--name", "none.pcap"}).code, 0);
+    ASSERT_EQ(ctl({"identify"}).code, 0);
+    EXPECT_NE(ctl({"pcap", "ls"}).out.find("none.pcap\tfile24 - "), std::string::npos);
+    r = ctl({"pcap", "start", "--filter", "any@nowhere"});
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("Invalid argument: filter any@nowhere"), std::string::npos) << r.err;
 }
 #endif
