@@ -203,7 +203,8 @@ void TfrmStatus::ConnEst(TSender Sender, bool Success) {
 }
 
 void TfrmStatus::refreshView(TSender) {
-    if (!FCollector || FCollector->Busy() || IsQuartz() || !Established()) return;
+    // A capture on its way holds the scratchpad's file kind: the status read waits for it.
+    if (!FCollector || FCollector->Busy() || FDownloading || IsQuartz() || !Established()) return;
     EnableMenu(false);
     StartWork("Verbinden");
     ShowInfo("Der Status wird gelesen …", false);
@@ -336,8 +337,15 @@ void TfrmStatus::PCAPFileInteract(TPCAPInteractType Kind, const std::string& Nam
         FPcap->Remove(Name, [this](bool, const std::string&) { GetPCAPListing(); });
         return;
     }
+    if (FDownloading || (FCollector && FCollector->Busy())) {
+        DisplayMessage("Bitte warten: das Gerät liefert gerade eine andere Datei.", mtInformation,
+                       Buttons({mbOK}), mbOK, nullptr);
+        return;
+    }
+    FDownloading = true;
     StartWork("Herunterladen");
     FPcap->Download(Name, [this](bool Ok, const std::string& File, const std::string& Error) {
+        FDownloading = false;
         EndWork();
         LogPrepare(this, "Before Safe", false);
         if (!Ok) {

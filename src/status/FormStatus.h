@@ -72,6 +72,7 @@ private:
     std::unique_ptr<TPcapRemote> FPcap;
     QWidget* FActiveFrame = nullptr;
     bool FInClick = false;
+    bool FDownloading = false;
     QScrollArea* scrlbxMenu = nullptr;
     QWidget* lytFrame = nullptr;
     QLabel* lblInfo = nullptr;
