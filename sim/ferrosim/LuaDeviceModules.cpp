@@ -133,7 +133,8 @@ QDateTime ruleMoment(int year, const time_rule_t& r) {
 bool summerNow(const time_set_t& ts, uint32_t utc) {
     if (!(ts.dstmode & 1) || ts.ws.mon == 0 || ts.sw.mon == 0) return false;
     const QDateTime local = QDateTime::fromSecsSinceEpoch(qint64(utc) + ts.tz.offsetSeconds(), Qt::UTC);
-    const QDateTime from = ruleMoment(local.date().year(), ts.ws), to = ruleMoment(local.date().year(), ts.sw);
+    const QDateTime from = ruleMoment(local.date().year(), ts.ws),
+                    to = ruleMoment(local.date().year(), ts.sw);
     return from < to ? (local >= from && local < to) : (local >= from || local < to);
 }
 
@@ -228,7 +229,10 @@ int utiStat(lua_State* L) {
 
     hostDrive(L, "flashdrive0", in.tree().root());
     driveTable(L, "ramdrive0", 64ull << 20, treeBytes(in.tree().root() + "/ramdrive0"));
-    driveTable(L, "sd0", 8ull << 30, treeBytes(in.tree().recDir()) + treeBytes(in.tree().evtDir()));
+    if (p.sdCard)
+        driveTable(L, "sd0", 8ull << 30, treeBytes(in.tree().recDir()) + treeBytes(in.tree().evtDir()));
+    else
+        setField(L, "sd0", "N/A");
 
     const std::vector<LinkInfo> links = in.links ? in.links() : std::vector<LinkInfo>();
     lua_newtable(L);

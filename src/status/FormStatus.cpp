@@ -104,7 +104,7 @@ void TfrmStatus::CreateFrames() {
     FFrameNTP = new TFrameNTP;
     FFrameLUA = new TFrameLUA;
     FFramePCAP = new TFramePCAP;
-    // Unparented pages belong to lytFrame while hidden, so that they go with the view.
+    // All pages belong to lytFrame and go with the view; only the one on view is shown.
     for (QWidget* f : std::initializer_list<QWidget*>{FFrameMain, FFrameCCCI, FFrameDrives, FFrameSystem,
                                                       FFrameModbus, FFrameNTP, FFrameLUA, FFramePCAP}) {
         f->setParent(lytFrame);
@@ -126,7 +126,7 @@ void TfrmStatus::CreateFrames() {
         QPointer<TfrmStatus> self(this);
         FComUnit->Lua(Text, [self](const TReply& r) {
             if (!self) return;
-            self->FFrameLUA->WriteToMemo(r.Ok || r.Code == 0 ? r.Text : "Fehler: " + r.Text);
+            self->FFrameLUA->WriteToMemo(r.Ok ? r.Text : "Fehler: " + r.Text);
             self->LUACommandDone();
         });
     };
@@ -140,6 +140,7 @@ void TfrmStatus::CreateFrames() {
             GetPCAPListing();
         });
     };
+    FFramePCAP->FGetPCAPListing = [this] { GetPCAPListing(); };
     FFramePCAP->FInteractFiles = [this](TPCAPInteractType Kind, const std::string& Name) {
         PCAPFileInteract(Kind, Name);
     };

@@ -32,13 +32,18 @@ using ferro::test::SimProcess;
 
 namespace {
 
+std::vector<std::string> WithoutHistory(std::vector<std::string> args) {
+    args.insert(args.end(), {"--history-days", "0"});
+    return args;
+}
+
 struct StatusRig {
-    SimProcess sim{{"--history-days", "0"}};
+    SimProcess sim;
     QTemporaryDir dir;
     TMainWindow w{SettingsIn(dir), FoldersIn(dir)};
     QPointer<TfrmStatus> v;
 
-    StatusRig() {
+    explicit StatusRig(std::vector<std::string> simArgs = {}) : sim(WithoutHistory(simArgs)) {
         w.resize(1280, 800);
         w.show();
         w.AddInstruments({Entry("ferrosim", "127.0.0.1", sim.port())});
@@ -179,4 +184,22 @@ TEST(StatusView, CaptureStartedListedDownloadedAndRemovedThroughThePageAndTheLua
     pcap->miDeletePCAP->trigger();
     ASSERT_TRUE(WaitFor([&] { return pcap->ListView1->topLevelItemCount() == 0; }, 10000));
     EXPECT_FALSE(std::filesystem::exists(rig.sim.root() + "/flashdrive0/data/261123_060000.pcap"));
+}
+
+TEST(StatusView, AnInstrumentWithoutACardHidesTheCardGroupAndShowsItsWord) {
+    QTemporaryDir profileDir;
+    const QString profile = profileDir.filePath("profile.json");
+    QFile f(profile);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(R"({"device": "ohne Karte", "sdCard": false})");
+    f.close();
+    StatusRig rig({"--profile", profile.toStdString()});
+    ASSERT_TRUE(rig.sim.ok()) << rig.sim.output();
+    ASSERT_TRUE(rig.read());
+    EXPECT_EQ(rig.v->FFrameMain->edtGeraet->text(), "ohne Karte");
+    EXPECT_EQ(rig.v->FFrameMain->lblSDKarteText->text(), "N/A");
+    EXPECT_EQ(rig.v->FFrameMain->pbSDKarte->value(), 0);
+    rig.v->ShowPage(2);
+    EXPECT_TRUE(rig.v->FFrameDrives->grpboxSD->isHidden());
+    EXPECT_FALSE(rig.v->FFrameDrives->findChild<QGroupBox*>("grpboxRam")->isHidden());
 }
