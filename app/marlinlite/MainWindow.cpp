@@ -1,6 +1,7 @@
 #include "MainWindow.h"
 
 #include "InstrumentDialog.h"
+#include "forms/FormVisu.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
 #include "status/FormStatus.h"
@@ -106,6 +107,7 @@ TFolders TMainWindow::StandardFolders() {
 
 TViewRegistry ShippedViews() {
     TViewRegistry r;
+    r.Add({dkvisu, "Live-Ansicht", TIconKind::Live, [](QWidget* Parent) { return new TFormVisu(Parent); }});
     r.Add({dkstatus, "Gerätestatus", TIconKind::Status,
            [](QWidget* Parent) { return new TfrmStatus(Parent); }});
     return r;

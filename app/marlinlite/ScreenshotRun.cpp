@@ -72,7 +72,7 @@ int TScreenshotRun::Run(int ConnectMs) {
         const QStringList pages = v ? v->Pages() : QStringList();
         for (int i = 0; v && i < pages.size(); ++i) {
             v->ShowPage(i);
-            Settle(800);
+            Settle(2500); // live pages show their first stream object
             if (v) failed += !Save(*v, Name + "_" + FilePart(pages[i]));
         }
         if (v) FHost.CloseViewAt(FHost.Tabs()->indexOf(v));

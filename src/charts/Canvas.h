@@ -90,6 +90,9 @@ public:
     virtual void MultiplyMatrix(const TMatrix& M) = 0;
     virtual TMatrix Matrix() const = 0;
 
+    // True where a chart may paint its unchanging parts from a bitmap of its own instead of drawing
+    // them (a screen or an image at one device pixel per unit); a recorder or a printer gets calls.
+    virtual bool CachesLayers() const { return false; }
     // A bitmap whose canvas is of the same kind as this one.
     virtual std::unique_ptr<TCanvasBitmap> CreateBitmap() const = 0;
     virtual void DrawBitmap(TCanvasBitmap& Bitmap, const TRectF& Src, const TRectF& Dst, double Opacity) = 0;

@@ -1,6 +1,7 @@
 #include "charts/PQPaintBox.h"
 
 #include "charts/DateText.h"
+#include "charts/FingerprintCanvas.h"
 #include "foundation/Format.h"
 
 namespace ferro {
@@ -26,7 +27,7 @@ std::string TPQPaintBox::GetCaption() const {
     return Fmt("%s [%s]", chartdefs::DispCaption(FFerroDisp).c_str(), StampToText(FTSStart).c_str());
 }
 
-void TPQPaintBox::PaintCaption(TCanvas& Canvas) {
+void TPQPaintBox::PaintCaption(TCanvas& Canvas, bool DrawText) {
     FGraphRect = TRectF(0, 0, FWidth, FHeight);
     FCapRect = FGraphRect;
     Canvas.Font.Size += 2;
@@ -34,8 +35,10 @@ void TPQPaintBox::PaintCaption(TCanvas& Canvas) {
     FGraphRect.Top += h;
     FCapRect.Bottom = FGraphRect.Top;
     FGraphRect.Bottom = FHeight - h;
-    Canvas.Fill.Color = 0xFF0000FF;
-    Canvas.FillText(FCapRect, GetCaption(), false, 1, 0, taCenter, taCenter);
+    if (DrawText) {
+        Canvas.Fill.Color = 0xFF0000FF;
+        Canvas.FillText(FCapRect, GetCaption(), false, 1, 0, taCenter, taCenter);
+    }
     Canvas.Font.Size -= 2;
     FLabDispLst.clear();
     FTxtW = Canvas.TextWidth("H");
@@ -102,8 +105,9 @@ void TPQPaintBox::TextOutInvers(TCanvas& Canvas, const std::string& Text, const 
     Canvas.FillText(r, Text, false, 1, 0, taCenter, taCenter);
 }
 
-void TPQPaintBox::TextFromLst(TCanvas& Canvas) {
-    for (const auto& l : FLabDispLst) {
+void TPQPaintBox::TextFromLst(TCanvas& Canvas, size_t From) {
+    for (size_t i = From; i < FLabDispLst.size(); ++i) {
+        const TLabDisp& l = FLabDispLst[i];
         Canvas.Fill.Color = l.Col;
         Canvas.FillText(l.RR, l.SS, false, 1, 0, taCenter, taCenter);
     }
@@ -114,15 +118,23 @@ TCanvasBitmap& TPQPaintBox::MainBitmap(const TCanvas& Like) {
     return *FBMPMain;
 }
 
+void TPQPaintBox::PaintCaptionText(TCanvas& Canvas) {
+    Canvas.Font.Size += 2;
+    Canvas.Fill.Color = 0xFF0000FF;
+    Canvas.FillText(FCapRect, GetCaption(), false, 1, 0, taCenter, taCenter);
+    Canvas.Font.Size -= 2;
+}
+
 void TPQPaintBox::NotifyPaint() {
     if (FPaintNotify) FPaintNotify(this, uint32_t(FPaintCnt));
 }
 
-bool TPQPaintBox::BeginPaint(TCanvas& Canvas, TAlphaColor Background) {
+bool TPQPaintBox::BeginPaint(TCanvas& Canvas, TAlphaColor Background, bool LayerFollows) {
     if (FInPaint || !Canvas.BeginScene()) return false;
     FInPaint = true;
     FPaintFont = Canvas.Font;
-    Canvas.Clear(Background);
+    FBackground = Background;
+    if (!LayerFollows || !CachesLayerOn(Canvas)) Canvas.Clear(Background);
     Canvas.Stroke.Thickness = 0.3;
     Canvas.Stroke.Dash = TStrokeDash::Solid;
     Canvas.Stroke.Color = 0xFF000000;
@@ -134,6 +146,54 @@ void TPQPaintBox::EndPaint(TCanvas& Canvas) {
     Canvas.EndScene();
     FInPaint = false;
     NotifyPaint();
+}
+
+bool TPQPaintBox::CachesLayerOn(const TCanvas& Canvas) {
+    const TMatrix m = Canvas.Matrix();
+    const bool upright = m.m11 == 1 && m.m12 == 0 && m.m21 == 0 && m.m22 == 1 && m.m31 == 0 && m.m32 == 0;
+    return upright && Canvas.CachesLayers();
+}
+
+void TPQPaintBox::PaintLayer(TCanvas& Canvas, const std::function<void(TCanvas&)>& Static) {
+    if (!CachesLayerOn(Canvas)) {
+        Static(Canvas);
+        return;
+    }
+    TFingerprintCanvas probe(Canvas);
+    probe.Font = Canvas.Font;
+    probe.Stroke = Canvas.Stroke;
+    probe.Fill = Canvas.Fill;
+    const TFontState font = Canvas.Font;
+    const TStrokeState stroke = Canvas.Stroke;
+    const TFillState fill = Canvas.Fill;
+    Static(probe);
+    const int w = int(std::ceil(FWidth)), h = int(std::ceil(FHeight));
+    if (!FLayer) FLayer = Canvas.CreateBitmap();
+    if (!FLayerValid || probe.Fingerprint() != FLayerPrint || FLayer->Width() != w || FLayer->Height() != h) {
+        FLayerValid = false;
+        // Opaque in the page's colour: copied, not blended, onto the page it replaces.
+        FLayer->SetSize(w, h, (FBackground >> 24) == 0xFF);
+        TCanvas& bc = FLayer->Canvas();
+        bc.Font = font;
+        bc.Stroke = stroke;
+        bc.Fill = fill;
+        if (bc.BeginScene()) {
+            bc.Clear(FBackground);
+            Static(bc);
+            bc.EndScene();
+            FLayerPrint = probe.Fingerprint();
+            FLayerValid = true;
+        } else {
+            Canvas.Clear(FBackground);
+            Static(Canvas);
+            return;
+        }
+    }
+    const TRectF all(0, 0, w, h);
+    Canvas.DrawBitmap(*FLayer, all, all, 1);
+    Canvas.Font = probe.Font;
+    Canvas.Stroke = probe.Stroke;
+    Canvas.Fill = probe.Fill;
 }
 
 } // namespace ferro

@@ -76,8 +76,10 @@ public:
     bool InPaint() const { return FInPaint; }
 
     // ---- Layout and text helpers ----
-    // Caption line at the top, graph area below it, one text line kept free at the foot.
-    void PaintCaption(TCanvas& Canvas);
+    // Caption line at the top, graph area below it, one text line kept free at the foot. Without
+    // DrawText only the areas are laid out, and PaintCaptionText draws the caption later.
+    void PaintCaption(TCanvas& Canvas, bool DrawText = true);
+    void PaintCaptionText(TCanvas& Canvas);
     // Centred below P.
     void TextOutC(TCanvas& Canvas, const std::string& Text, const TPointF& P, double Offset,
                   TAlphaColor Colour, bool Deferred);
@@ -94,7 +96,7 @@ public:
     void TextOutInvers(TCanvas& Canvas, const std::string& Text, const TPointF& P, double Offset,
                        TAlphaColor Colour);
     // Draws the queued labels.
-    void TextFromLst(TCanvas& Canvas);
+    void TextFromLst(TCanvas& Canvas, size_t From = 0);
     // True when the rectangle meets none of the queued labels.
     bool ChkInterSect(const TRectF& R) const;
 
@@ -114,13 +116,25 @@ protected:
     // The start of a paint the charts share: false while a paint is under way or the canvas cannot
     // paint now; otherwise the page cleared in `Background`, a thin solid black pen, and the font
     // kept for EndPaint (the charts change it by differences).
-    bool BeginPaint(TCanvas& Canvas, TAlphaColor Background);
+    // With LayerFollows the page is left to PaintLayer where it caches: its bitmap covers it all.
+    bool BeginPaint(TCanvas& Canvas, TAlphaColor Background, bool LayerFollows = false);
     // Puts the font back, ends the scene and tells the listeners.
     void EndPaint(TCanvas& Canvas);
+    // The parts of a chart that change only with its size, scale and texts: drawn straight onto a
+    // canvas that records or prints; onto a screen or an image copied from a bitmap that is drawn
+    // again only when the fingerprint of Static's calls changes. Static may run twice, so it starts
+    // from scratch each time; the canvas leaves it with the pen, fill and font Static left.
+    void PaintLayer(TCanvas& Canvas, const std::function<void(TCanvas&)>& Static);
+    // Whether PaintLayer copies a bitmap onto this canvas.
+    static bool CachesLayerOn(const TCanvas& Canvas);
 
     TPaintNotify FPaintNotify;
     TMouseNotify FMouseNotify;
     std::unique_ptr<TCanvasBitmap> FBMPMain;
+    std::unique_ptr<TCanvasBitmap> FLayer; // PaintLayer's bitmap
+    uint64_t FLayerPrint = 0;
+    TAlphaColor FBackground = 0xFFFFFFFF; // of the paint under way
+    bool FLayerValid = false;
     TAlphaColor FFontCol = 0xFF000000;
     TBrush FBrush{0xFFF5F5DC};
     chartdefs::TFerroDisp FFerroDisp = chartdefs::sdPanel;

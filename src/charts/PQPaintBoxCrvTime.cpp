@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <limits>
 
 namespace ferro {
 
@@ -17,6 +18,9 @@ constexpr TAlphaColor CMarkerCol = 0xFF008080;
 constexpr TAlphaColor CZoomCol = 0xFF0000FF;
 // A drag must go further than this to zoom or to reset the zoom.
 constexpr double CMinDrag = 20;
+// Records mapped to the screen at once before the drawing rule runs over them.
+constexpr size_t CScanChunk = 4096;
+
 // A zoom window needs this many records.
 constexpr int CMinZoomRecs = 5;
 
@@ -403,21 +407,31 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
             run.Lo = 1e300;
             run.Hi = -1e300;
             near = any && std::fabs(run.X - lastX) <= 1.0;
-            FMessLst.ForRuns(col.First, col.Last, Crv,
-                             [&](const uint64_t*, const float*, const float* v, size_t n) {
-                                 for (size_t i = 0; i < n; ++i) {
-                                     if (!std::isfinite(v[i])) continue;
-                                     const double py =
-                                         bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
-                                     const bool drawn = !near || std::fabs(py - lastY) > 2.0;
-                                     run.Ys[run.Cnt < 3 ? run.Cnt : 3] = py;
-                                     lastY = drawn ? py : lastY;
-                                     run.Lo = drawn ? std::min(run.Lo, py) : run.Lo;
-                                     run.Hi = drawn ? std::max(run.Hi, py) : run.Hi;
-                                     run.Cnt += drawn;
-                                     near = near || drawn;
-                                 }
-                             });
+            FMessLst.ForRuns(
+                col.First, col.Last, Crv, [&](const uint64_t*, const float*, const float* v, size_t n) {
+                    for (size_t at = 0; at < n; at += CScanChunk) {
+                        const size_t m = std::min(n - at, CScanChunk);
+                        // The vertical mapping of a chunk at once, free of the loop below's chain;
+                        // what is not finite becomes NaN (x - x is 0 only for a finite x).
+                        for (size_t i = 0; i < m; ++i) {
+                            const float x = v[at + i];
+                            const double y =
+                                bot - (std::min(std::max(double(x), SclMin), hiVal) - SclMin) * k;
+                            FScan[i] = x - x == 0.f ? y : std::numeric_limits<double>::quiet_NaN();
+                        }
+                        for (size_t i = 0; i < m; ++i) {
+                            const double py = FScan[i];
+                            // NaN fails both tests: skipped like a point within reach of the last one.
+                            if (!(py == py) || (near && std::fabs(py - lastY) <= 2.0)) continue;
+                            run.Ys[run.Cnt < 3 ? run.Cnt : 3] = py;
+                            lastY = py;
+                            run.Lo = std::min(run.Lo, py);
+                            run.Hi = std::max(run.Hi, py);
+                            ++run.Cnt;
+                            near = true;
+                        }
+                    }
+                });
         }
         run.Last = lastY;
         if (run.Cnt) run.Flush(FPath);

@@ -107,6 +107,7 @@ private:
         float X;
     };
     std::vector<TColumn> FColumns;
+    std::vector<double> FScan = std::vector<double>(4096); // one chunk of mapped records
 };
 
 } // namespace ferro

@@ -185,10 +185,19 @@ void TPQPaintBoxHarm::MouseUp(TMouseButton, TShiftState, double X, double Y) {
 }
 
 void TPQPaintBoxHarm::Paint(TCanvas& Canvas) {
-    if (!BeginPaint(Canvas, 0xFFFFFFFF)) return;
-    PaintCaption(Canvas);
+    if (!BeginPaint(Canvas, 0xFFFFFFFF, true)) return;
+    // Grid, order texts and limits change with the scale only; the caption carries the values' time.
+    PaintLayer(Canvas, [this](TCanvas& c) {
+        PaintCaption(c, false);
+        FPlotValid = LayoutPlot();
+        if (FPlotValid) PaintStatic(c);
+        // The order texts stand below the plot, where no bar reaches: drawn with the layer.
+        TextFromLst(c);
+    });
+    const size_t layerLabels = FLabDispLst.size();
+    PaintCaptionText(Canvas);
     PaintInner(Canvas);
-    TextFromLst(Canvas);
+    TextFromLst(Canvas, layerLabels);
     EndPaint(Canvas);
 }
 
@@ -319,13 +328,15 @@ bool TPQPaintBoxHarm::LayoutPlot() {
     return true;
 }
 
-void TPQPaintBoxHarm::PaintInner(TCanvas& Canvas) {
-    if (!LayoutPlot()) return;
-    const TRectF& r = FPlotRect;
-
+void TPQPaintBoxHarm::PaintStatic(TCanvas& Canvas) {
     PaintGrid(Canvas, 5, !(FStatistic && IsVoltHarm(FFerroDisp)));
     PaintSlots(Canvas, (IsVoltHarm(FFerroDisp) || IsVoltIHarm(FFerroDisp)) && !FNormalization,
                IsVoltIHarm(FFerroDisp));
+}
+
+void TPQPaintBoxHarm::PaintInner(TCanvas& Canvas) {
+    if (!FPlotValid) return;
+    const TRectF& r = FPlotRect;
 
     for (int i = std::max(FHrmStartIdx, 0); i <= FHrmMaxIdx; ++i) {
         if (!FStatistic) {

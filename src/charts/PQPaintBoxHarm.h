@@ -98,8 +98,11 @@ protected:
     const std::string& DetailUnit(int i) const;
     // Fills a rectangle clipped to the plot; nothing when it is empty.
     void FillBar(TCanvas& Canvas, TRectF R, TAlphaColor Colour);
-    // Draws the chart below the caption; the frame around it is Paint's.
+    // Grid, ticks, order texts and limits: what changes with the layout and the scale only.
+    virtual void PaintStatic(TCanvas& Canvas);
+    // Draws the values below the caption, over what PaintStatic drew; the frame around it is Paint's.
     virtual void PaintInner(TCanvas& Canvas);
+    bool FPlotValid = false; // the last layout left room for a plot
 
     std::string FYUnit = "%";
     tmStamp_t FTSStop{};

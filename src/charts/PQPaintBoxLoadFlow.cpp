@@ -40,11 +40,13 @@ void TPQPaintBoxLoadFlow::HrmRescale() {
     FHrmMaxI = top(FHrmIMag);
 }
 
-void TPQPaintBoxLoadFlow::PaintInner(TCanvas& Canvas) {
-    if (!LayoutPlot()) return;
-
+void TPQPaintBoxLoadFlow::PaintStatic(TCanvas& Canvas) {
     PaintGrid(Canvas, 4, true);
     PaintSlots(Canvas, FFerroDisp == sdHrmULE || FFerroDisp == sdHrmULL, false);
+}
+
+void TPQPaintBoxLoadFlow::PaintInner(TCanvas& Canvas) {
+    if (!FPlotValid) return;
     for (int i = std::max(FHrmStartIdx, 0); i <= FHrmMaxIdx; ++i)
         PaintPlainBars(Canvas, i);
 

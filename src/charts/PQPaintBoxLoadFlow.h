@@ -29,6 +29,7 @@ public:
     const T3LeiterVal& BasicAngle() const { return FBasicAngle; }
 
 protected:
+    void PaintStatic(TCanvas& Canvas) override;
     void PaintInner(TCanvas& Canvas) override;
 
 private:

@@ -196,9 +196,21 @@ void TPQPaintBoxVecDiag::PaintTable(TCanvas& Canvas, double Left, double Width) 
 }
 
 void TPQPaintBoxVecDiag::Paint(TCanvas& Canvas) {
-    if (!BeginPaint(Canvas, 0xFFFFFFFF)) return;
-    PaintCaption(Canvas);
+    if (!BeginPaint(Canvas, 0xFFFFFFFF, true)) return;
     RescaleVec();
+    // Circle, axes and scale change with the size and the scale only.
+    PaintLayer(Canvas, [this](TCanvas& c) { PaintFrame(c); });
+    PaintCaptionText(Canvas);
+    if (FRadius > 0) {
+        PaintVectors(Canvas);
+        TextFromLst(Canvas);
+    }
+    if (FTableLeft > FGraphRect.Left) PaintTable(Canvas, FTableLeft, FTableW);
+    EndPaint(Canvas);
+}
+
+void TPQPaintBoxVecDiag::PaintFrame(TCanvas& Canvas) {
+    PaintCaption(Canvas, false);
 
     // The table takes its width from its widest row (at least 120 pixels). The circle keeps room for
     // the tip labels on both sides; circle and table stand together in the middle.
@@ -218,14 +230,11 @@ void TPQPaintBoxVecDiag::Paint(TCanvas& Canvas) {
         PaintCircle(Canvas);
         const std::string scale = FltToStrShrt(FRefCur, 1, CAmpere) + " / " + FltToStrShrt(FRefVol, 1, CVolt);
         TextOutR(Canvas, scale, TPointF(FCenter.X + FRadius + labelRoom, g.Top), 0, FFontCol, false);
-        PaintVectors(Canvas);
-        TextFromLst(Canvas);
     } else {
         FCenter = g.CenterPoint();
     }
-    if (tableLeft > g.Left) PaintTable(Canvas, tableLeft, tableW);
-
-    EndPaint(Canvas);
+    FTableLeft = tableLeft;
+    FTableW = tableW;
 }
 
 } // namespace ferro

@@ -59,6 +59,8 @@ private:
     TPointF DrawVector(TCanvas& Canvas, const TPointF& P, double Angle, double K, TAlphaColor Colour,
                        double Thickness);
     void PaintCircle(TCanvas& Canvas);
+    // Caption areas, the places of circle and table, the circle and its scale.
+    void PaintFrame(TCanvas& Canvas);
     void PaintVectors(TCanvas& Canvas);
     void PaintTable(TCanvas& Canvas, double Left, double Width);
 
@@ -66,6 +68,8 @@ private:
     TPointF FCenter;
     double FRadius = 0;
     TRectF FTableRect;
+    double FTableLeft = 0; // where PaintFrame put the table
+    double FTableW = 0;
 };
 
 } // namespace ferro

@@ -3,8 +3,10 @@
 #include "charts/ImageBitmap.h"
 
 #include <QFontMetricsF>
+#include <QHash>
 #include <QPaintDevice>
 #include <QPainterPath>
+#include <QStaticText>
 
 namespace ferro {
 
@@ -68,6 +70,21 @@ QTransform ToQTransform(const TMatrix& m) {
 }
 
 } // namespace
+
+// Labels repeat on every paint, and laying out a text costs Qt far more than drawing its glyphs:
+// each text is measured and laid out once per font. Per thread, since a report may paint off the
+// main thread; cleared when full, which only costs one layout per label again.
+struct TLaidOutText {
+    QSizeF Size;
+    QStaticText Static; // empty until the text is drawn once
+};
+
+static QHash<QString, TLaidOutText>& TextCache() {
+    thread_local QHash<QString, TLaidOutText> cache;
+    return cache;
+}
+
+static constexpr int CTextCacheMax = 4096;
 
 TPainterCanvas::TPainterCanvas(QPaintDevice& Device)
     : FDevice(&Device), FOwnPainter(std::make_unique<QPainter>()), FPainter(FOwnPainter.get()) {}
@@ -147,6 +164,7 @@ const QFont& TPainterCanvas::CurrentFont() {
         FFontKey = Font;
         FFontDpi = dpi;
         FFontValid = true;
+        FFontCacheKey = FFont.key() + QLatin1Char('@') + QString::number(dpi) + QLatin1Char('\x1f');
     }
     return FFont;
 }
@@ -156,16 +174,26 @@ const QFontMetricsF& TPainterCanvas::Metrics() {
     return *FMetrics;
 }
 
-double TPainterCanvas::TextWidth(const std::string& Text) {
+TLaidOutText& TPainterCanvas::LaidOut(const QString& Text) {
     const QFontMetricsF& fm = Metrics();
-    return fm.boundingRect(QRectF(0, 0, 1e6, 1e6), Qt::AlignLeft | Qt::AlignTop, ToQText(Text)).width();
+    auto& cache = TextCache();
+    const QString key = FFontCacheKey + Text;
+    auto it = cache.find(key);
+    if (it != cache.end()) return *it;
+    if (cache.size() >= CTextCacheMax) cache.clear();
+    TLaidOutText t;
+    t.Size = Text.isEmpty()
+                 ? QSizeF(0, fm.height())
+                 : fm.boundingRect(QRectF(0, 0, 1e6, 1e6), Qt::AlignLeft | Qt::AlignTop, Text).size();
+    return *cache.insert(key, std::move(t));
+}
+
+double TPainterCanvas::TextWidth(const std::string& Text) {
+    return LaidOut(ToQText(Text)).Size.width();
 }
 
 double TPainterCanvas::TextHeight(const std::string& Text) {
-    const QFontMetricsF& fm = Metrics();
-    const QString t = ToQText(Text);
-    if (t.isEmpty()) return fm.height();
-    return fm.boundingRect(QRectF(0, 0, 1e6, 1e6), Qt::AlignLeft | Qt::AlignTop, t).height();
+    return LaidOut(ToQText(Text)).Size.height();
 }
 
 void TPainterCanvas::FillText(const TRectF& Rect, const std::string& Text, bool WordWrap, double Opacity,
@@ -174,10 +202,31 @@ void TPainterCanvas::FillText(const TRectF& Rect, const std::string& Text, bool 
     FPainter->setOpacity(Opacity);
     FPainter->setPen(ToQColor(Fill.Color));
     FPainter->setFont(CurrentFont());
+    const QString text = ToQText(Text);
+    const QRectF box = ToQRect(Rect);
+    if (!WordWrap && !(Flags & ftRightToLeft) && !text.contains(QLatin1Char('\n'))) {
+        // One line: placed by its measured box, drawn from its cached layout.
+        TLaidOutText& t = LaidOut(text);
+        if (t.Static.text().isEmpty() && !text.isEmpty()) {
+            t.Static.setTextFormat(Qt::PlainText);
+            t.Static.setPerformanceHint(QStaticText::AggressiveCaching);
+            t.Static.setText(text);
+            t.Static.prepare(QTransform(), FFont);
+        }
+        const double x = HAlign == taLeading    ? box.left()
+                         : HAlign == taTrailing ? box.right() - t.Size.width()
+                                                : box.center().x() - t.Size.width() / 2;
+        const double y = VAlign == taLeading    ? box.top()
+                         : VAlign == taTrailing ? box.bottom() - t.Size.height()
+                                                : box.center().y() - t.Size.height() / 2;
+        FPainter->setLayoutDirection(Qt::LeftToRight);
+        FPainter->drawStaticText(QPointF(x, y), t.Static);
+        return;
+    }
     FPainter->setLayoutDirection((Flags & ftRightToLeft) ? Qt::RightToLeft : Qt::LeftToRight);
     int flags = AlignFlags(HAlign, VAlign) | Qt::TextDontClip;
     if (WordWrap) flags |= Qt::TextWordWrap;
-    FPainter->drawText(ToQRect(Rect), flags, ToQText(Text));
+    FPainter->drawText(box, flags, text);
 }
 
 void TPainterCanvas::ApplyPen() {
@@ -260,6 +309,15 @@ void TPainterCanvas::MultiplyMatrix(const TMatrix& M) {
     SetMatrix(M * FMatrix);
 }
 
+bool TPainterCanvas::CachesLayers() const {
+    const QPaintDevice* dev = Device();
+    if (!dev || !FPainter->isActive() || dev->devicePixelRatioF() != 1.0) return false;
+    const int type = dev->devType();
+    if (type != QInternal::Image && type != QInternal::Widget && type != QInternal::Pixmap) return false;
+    // A bitmap copied through a scale or a turn would come out blurred.
+    return FBaseTransform.type() <= QTransform::TxTranslate;
+}
+
 std::unique_ptr<TCanvasBitmap> TPainterCanvas::CreateBitmap() const {
     return std::make_unique<TImageBitmap>();
 }
@@ -269,7 +327,11 @@ void TPainterCanvas::DrawBitmap(TCanvasBitmap& Bitmap, const TRectF& Src, const 
     auto* img = dynamic_cast<TImageBitmap*>(&Bitmap);
     if (!img) return; // a bitmap of another toolkit cannot be copied here
     FPainter->setOpacity(Opacity);
+    // Same format, no blending: a straight copy of the lines, several times faster.
+    const bool copy = img->Opaque() && Opacity >= 1;
+    if (copy) FPainter->setCompositionMode(QPainter::CompositionMode_Source);
     FPainter->drawImage(ToQRect(Dst), img->Image(), ToQRect(Src));
+    if (copy) FPainter->setCompositionMode(QPainter::CompositionMode_SourceOver);
 }
 
 } // namespace ferro

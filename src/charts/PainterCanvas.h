@@ -13,6 +13,8 @@ class QPaintDevice;
 
 namespace ferro {
 
+struct TLaidOutText;
+
 class TPainterCanvas : public TCanvas {
 public:
     // Opens its own painter on the device in BeginScene and closes it in EndScene.
@@ -42,6 +44,7 @@ public:
     void SetMatrix(const TMatrix& M) override;
     void MultiplyMatrix(const TMatrix& M) override;
     TMatrix Matrix() const override { return FMatrix; }
+    bool CachesLayers() const override;
     std::unique_ptr<TCanvasBitmap> CreateBitmap() const override;
     void DrawBitmap(TCanvasBitmap& Bitmap, const TRectF& Src, const TRectF& Dst, double Opacity) override;
 
@@ -54,6 +57,8 @@ private:
     // building a QFont and its metrics costs more than measuring a label with them.
     const QFontMetricsF& Metrics();
     const QFont& CurrentFont();
+    // The measured size and the layout of a text in the current font, from the thread's cache.
+    TLaidOutText& LaidOut(const QString& Text);
     void ApplyPen();
     void ApplyNoPen();
 
@@ -71,6 +76,7 @@ private:
     int FFontDpi = 0;
     bool FFontValid = false;
     QFont FFont;
+    QString FFontCacheKey; // the current font's prefix of a text's key in the cache
     std::unique_ptr<QFontMetricsF> FMetrics;
 };
 

@@ -8,7 +8,7 @@ namespace ferro {
 
 class TRecordingBitmap : public TCanvasBitmap {
 public:
-    void SetSize(int Width, int Height) override {
+    void SetSize(int Width, int Height, bool /*Opaque*/ = false) override {
         FWidth = Width;
         FHeight = Height;
     }

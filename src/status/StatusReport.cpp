@@ -1,5 +1,6 @@
 #include "status/StatusReport.h"
 
+#include "charts/NumFormat.h"
 #include "foundation/Format.h"
 #include "foundation/records/PQTimeProgs.h"
 
@@ -231,14 +232,6 @@ std::string TStatusReport::ToJson() const {
 
 std::string MegaBytes(uint64_t Bytes) {
     return std::to_string(uint64_t(std::llround(double(Bytes) / 1024.0 / 1024.0)));
-}
-
-std::string MilliSecToDuration(uint64_t Ms) {
-    const uint64_t s = Ms / 1000, days = s / 86400;
-    const std::string clock =
-        Fmt("%02u:%02u:%02u", unsigned(s / 3600 % 24), unsigned(s / 60 % 60), unsigned(s % 60));
-    if (days == 0) return clock;
-    return Fmt("%llu %s, ", static_cast<unsigned long long>(days), days == 1 ? "Tag" : "Tage") + clock;
 }
 
 std::optional<double> StatusNumber(const std::string& Text) {

@@ -80,8 +80,6 @@ private:
 
 // Bytes to whole megabytes (two divisions by 1024, rounded), as the drive texts show them.
 std::string MegaBytes(uint64_t Bytes);
-// A span of milliseconds as "N Tage hh:mm:ss" (days only when there are some).
-std::string MilliSecToDuration(uint64_t Ms);
 // A number with "." as the decimal separator; nullopt for anything else (a comma, trailing text).
 std::optional<double> StatusNumber(const std::string& Text);
 // The radio clock's quality number as a word.

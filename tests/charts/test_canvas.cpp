@@ -1,5 +1,7 @@
 // The QPainter canvas puts the canvas operations onto images and PDF pages.
 #include "charts/ImageBitmap.h"
+#include "charts/PQPaintBoxHarm.h"
+#include "charts/PQPaintBoxVecDiag.h"
 #include "charts/PainterCanvas.h"
 
 #include <QBuffer>
@@ -156,4 +158,44 @@ TEST(PainterCanvas, RefusesWithoutASurfaceAndDrawsOnAPdfPage) {
     }
     EXPECT_TRUE(buf.data().startsWith("%PDF"));
     EXPECT_GT(buf.data().size(), 1000);
+}
+
+// Grid, texts and circle come from a bitmap that is drawn again only when they change: after new
+// values and a new scale the picture is the one a chart painting everything afresh gives.
+TEST(PainterCanvas, ChartsFromTheirCachedLayerPaintWhatAFreshChartPaints) {
+    auto paint = [](TPQPaintBox& b) {
+        QImage img(600, 300, QImage::Format_ARGB32_Premultiplied);
+        img.fill(Qt::black);
+        TPainterCanvas c(img);
+        c.Font.Size = 12;
+        b.SetSize(600, 300);
+        b.Paint(c);
+        return img;
+    };
+    auto harm = [](TPQPaintBoxHarm& b, float scale) {
+        b.SetFerroDisp(chartdefs::sdHrmIL);
+        THrm v{};
+        for (size_t i = 0; i < v.size(); ++i)
+            v[i] = scale / float(i + 1);
+        b.SetHrmVal(0, v);
+        b.HrmRescale();
+    };
+    TPQPaintBoxHarm cached, fresh;
+    harm(cached, 10);
+    const QImage before = paint(cached);
+    harm(cached, 400); // another scale: other grid labels
+    harm(fresh, 400);
+    const QImage after = paint(cached);
+    EXPECT_NE(before, after);
+    EXPECT_EQ(after, paint(fresh));
+    EXPECT_EQ(Px(after, 0, 299), 0xFFFFFFFFu); // the layer covers the page it replaces
+
+    TPQPaintBoxVecDiag vcached, vfresh;
+    vcached.SetMagAngle(vpU1E, {230, 0});
+    paint(vcached);
+    for (auto* v : {&vcached, &vfresh}) {
+        v->SetMagAngle(vpU1E, {20000, 0}); // medium voltage: the scale moves
+        v->SetMagAngle(vpI1, {50, -30});
+    }
+    EXPECT_EQ(paint(vcached), paint(vfresh));
 }

@@ -30,6 +30,12 @@ bool HasText(const TRecordingCanvas& c, const std::string& t) {
     return std::find(texts.begin(), texts.end(), t) != texts.end();
 }
 
+bool HasTextStarting(const TRecordingCanvas& c, const std::string& head) {
+    for (const auto& t : c.Texts())
+        if (t.rfind(head, 0) == 0) return true;
+    return false;
+}
+
 struct Harm : ::testing::Test {
     TRecordingCanvas c;
     void paint(TPQPaintBox& b, double w = 1200, double h = 500) {
@@ -104,7 +110,7 @@ TEST_F(Harm, BadValuesAndSizesLeaveEveryBarInsideThePlot) {
         for (auto col : CHrmBarColors)
             for (const auto& r : FilledIn(c, col))
                 EXPECT_TRUE(r.Left >= p.Left && r.Right <= p.Right && r.Top >= p.Top && r.Bottom <= p.Bottom);
-        EXPECT_EQ(c.Texts().front().rfind("Harmonische I", 0), 0u); // the caption at any size
+        EXPECT_TRUE(HasTextStarting(c, "Harmonische I")); // the caption at any size
     }
 }
 
@@ -238,7 +244,7 @@ TEST_F(Harm, LoadFlowDrawsBarsOnFourIntervalsWithMagnitudesInTheBox) {
     EXPECT_FLOAT_EQ(b.HrmMaxI(), 10);
     b.SetHrmActIdx(5);
     paint(b);
-    EXPECT_EQ(c.Texts().front().rfind("Lastfluss [", 0), 0u);
+    EXPECT_TRUE(HasTextStarting(c, "Lastfluss ["));
     int grid = 0;
     for (const auto& l : c.Of(TCanvasOp::DrawLine))
         grid += l.P1.X == 54 && l.P2.X == 1194 && l.P1.Y == l.P2.Y;

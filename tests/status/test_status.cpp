@@ -82,7 +82,7 @@ TEST(StatusReport, LinesGoToTheirPagesByTheFirstMatchingKeyPart) {
     const TStatusOverview o = r.Overview(cet);
     EXPECT_EQ(o.Firmware, "2.2.1");
     EXPECT_EQ(o.Geraet, "FR 042 Nord") << "the value keeps its inner blanks";
-    EXPECT_EQ(o.Laufzeit, "1 Tag, 01:01:01");
+    EXPECT_EQ(o.Laufzeit, "1d 01:01:01.000");
     EXPECT_EQ(o.Time, "23.11.2025 14:13:20 (UTC+02:00)")
         << "UTC plus one hour of zone and one of summer time";
     EXPECT_EQ(o.Serial, "") << "a missing key leaves its control as it was";
