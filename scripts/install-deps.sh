@@ -9,7 +9,7 @@ PACKAGES=(
   qt6-base-dev qt6-base-dev-tools qt6-serialport-dev qt6-svg-dev qt6-tools-dev qt6-tools-dev-tools
   libssh-dev libcurl4-openssl-dev libpugixml-dev libarchive-dev zlib1g-dev liblua5.4-dev
   libkissfft-dev libgtest-dev libgmock-dev libbenchmark-dev
-  python3-pyftpdlib socat poppler-utils fonts-dejavu-core xvfb xauth libxcb-cursor0
+  python3-pyftpdlib socat tcpdump poppler-utils fonts-dejavu-core xvfb xauth libxcb-cursor0
   "$@"
 )
 

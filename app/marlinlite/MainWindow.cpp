@@ -7,6 +7,7 @@
 #include "forms/FormVisu.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
+#include "status/FormStatus.h"
 
 #include <QAction>
 #include <QApplication>
@@ -120,6 +121,8 @@ TViewRegistry ShippedViews() {
                }});
     views.Add({dkpara, "Parametrierung", TIconKind::Parameter,
                [](QWidget* Parent) { return new TFormPara(Parent); }});
+    views.Add({dkstatus, "Gerätestatus", TIconKind::Status,
+               [](QWidget* Parent) { return new TfrmStatus(Parent); }});
     return views;
 }
 

@@ -91,6 +91,15 @@ void PrintUsage(std::FILE* to) {
                "  setup-delta A B AUS   die Unterschiede von B gegenüber A als Delta-Setup in AUS\n"
                "  setup-csv DATEI AUS   das Setup als CSV-Liste (Name;Wert) in AUS\n"
                "  commands              die Kommandotabelle des Protokolls\n",
+               "  commands              die Kommandotabelle des Protokolls\n"
+               "  status [--json]       der Gerätestatus (Laufwerke, Last, Verbindungen, Zeit, SCADA);\n"
+               "                        mit --json als ein JSON-Objekt, Zahlen als Zahlen\n"
+               "  pcap start [--packets N | --time 1h30s] [--filter all@ADRESSE ...] [--name NAME]\n"
+               "                        eine Paketaufzeichnung auf dem Gerät starten (Vorgabe 1 Stunde)\n"
+               "  pcap ls               die Paketaufzeichnungen des Geräts auflisten\n"
+               "  pcap get NAME [--out DATEI]\n"
+               "                        eine Aufzeichnung laden (über den Scratchpad)\n"
+               "  pcap rm NAME          eine Aufzeichnung auf dem Gerät löschen\n",
                to);
 }
 
@@ -121,6 +130,9 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
         const bool commandOption = a == "--count" || a == "--csv" || a == "--comtrade" || a == "--columns" ||
                                    a == "--setup" || a == "--level" || a == "--send" || a == "--backup" ||
                                    a == "--reboot-timeout";
+                                   a == "--setup" || a == "--level" || a == "--send" || a == "--json" ||
+                                   a == "--packets" || a == "--time" || a == "--filter" || a == "--name" ||
+                                   a == "--out" || a == "--device";
         if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || commandOption)) {
             out.args.push_back(a);
             continue;

@@ -46,5 +46,8 @@ int RunFlash(const CliOptions& opt);
 int RunSetupDiff(const CliOptions& opt);
 int RunSetupDelta(const CliOptions& opt);
 int RunSetupCsv(const CliOptions& opt);
+// The status report as text or JSON; captures on the instrument.
+int RunStatus(const CliOptions& opt);
+int RunPcap(const CliOptions& opt);
 
 } // namespace ferroctl

@@ -40,6 +40,8 @@ int main(int argc, char** argv) {
         {"setup-diff", ferroctl::RunSetupDiff},
         {"setup-delta", ferroctl::RunSetupDelta},
         {"setup-csv", ferroctl::RunSetupCsv},
+        {"status", ferroctl::RunStatus},
+        {"pcap", ferroctl::RunPcap},
     };
     auto it = commands.find(opt.command);
     if (it == commands.end()) {

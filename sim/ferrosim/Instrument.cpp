@@ -1,5 +1,7 @@
 #include "ferrosim/Instrument.h"
 
+#include "ferrosim/PacketCapture.h"
+
 #include <QDateTime>
 
 #include <algorithm>
@@ -45,6 +47,14 @@ Instrument::Instrument(Profile profile, InstrumentTree tree, FaultPlan faults)
       calFaultCode_(std::max(0, CalibrationCode(profile_.calibrationFault))) {
     hostAnchorMs_ = deviceAnchorMs_ = QDateTime::currentMSecsSinceEpoch();
     supply_ = std::make_unique<SupplySynth>(profile_.supply, uint64_t(now()) * 1000000000ull);
+    startedMs_ = hostAnchorMs_;
+    capture_ = std::make_unique<PacketCapture>(*this);
+}
+
+Instrument::~Instrument() = default;
+
+uint64_t Instrument::upSeconds() const {
+    return uint64_t(std::max<int64_t>(0, QDateTime::currentMSecsSinceEpoch() - startedMs_) / 1000);
 }
 
 uint8_t Instrument::generation() const {

@@ -11,8 +11,19 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace ferro::sim {
+
+class PacketCapture;
+
+// One open connection as the status report lists it.
+struct LinkInfo {
+    int id = 0;
+    std::string peer; // "address:port" of the client
+    std::string user; // who logged in; empty before the session opened
+    bool open = false;
+};
 
 // Error words of the calibration, indexed by the code that pq.cal* return.
 const char* CalibrationWord(int code);
@@ -21,6 +32,7 @@ int CalibrationCode(const std::string& word);
 class Instrument {
 public:
     Instrument(Profile profile, InstrumentTree tree, FaultPlan faults);
+    ~Instrument();
 
     Profile& profile() { return profile_; }
     const Profile& profile() const { return profile_; }
@@ -62,6 +74,13 @@ public:
         recordTrigger_ = std::move(trigger);
     }
 
+    // The capture that ips.pcapStart runs; every session hands it its socket's bytes.
+    PacketCapture& capture() { return *capture_; }
+    // The open connections, as the server knows them (empty without a server).
+    std::function<std::vector<LinkInfo>()> links;
+    // Seconds since the instrument started.
+    uint64_t upSeconds() const;
+
     // Asks every session to drop its connection (soft reset, firmware update).
     void requestRestart();
     std::function<void()> onRestart;
@@ -85,6 +104,8 @@ private:
     // What the calibration steps answer with instead of "No Error" (the profile's fault word; 0: none).
     int calFaultCode_ = 0;
     std::function<std::string(uint64_t nowNs)> recordTrigger_;
+    int64_t startedMs_ = 0;
+    std::unique_ptr<PacketCapture> capture_;
 };
 
 } // namespace ferro::sim

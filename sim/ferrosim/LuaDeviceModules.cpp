@@ -4,10 +4,20 @@
 #include "ferrosim/FirmwareImage.h"
 #include "ferrosim/Instrument.h"
 #include "ferrosim/LuaModules.h"
+#include "ferrosim/PacketCapture.h"
 
 #include <QDateTime>
 
+#include <algorithm>
+
 #include <filesystem>
+
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <fstream>
 
 namespace fs = std::filesystem;
@@ -107,6 +117,83 @@ void driveTable(lua_State* L, const char* name, uintmax_t total, uintmax_t used)
     lua_setfield(L, -2, name);
 }
 
+// The moment a rule names in a year, in local standard time: the day-th (5 = last) weekday `dow`
+// of the month, at the hour.
+QDateTime ruleMoment(int year, const time_rule_t& r) {
+    const int mon = std::clamp(int(r.mon), 1, 12);
+    QDate d(year, mon, 1);
+    const int want = r.dow == 0 ? 7 : int(r.dow); // Qt counts Monday 1 .. Sunday 7
+    while (d.dayOfWeek() != want)
+        d = d.addDays(1);
+    for (int k = 1; k < std::clamp(int(r.day), 1, 5); ++k)
+        if (d.addDays(7).month() == mon) d = d.addDays(7);
+    return QDateTime(d, QTime(std::min(int(r.hour), 23), 0), Qt::UTC);
+}
+
+// Whether the instrument's clock is in summer time now, by its zone's rules.
+bool summerNow(const time_set_t& ts, uint32_t utc) {
+    if (!(ts.dstmode & 1) || ts.ws.mon == 0 || ts.sw.mon == 0) return false;
+    const QDateTime local = QDateTime::fromSecsSinceEpoch(qint64(utc) + ts.tz.offsetSeconds(), Qt::UTC);
+    const QDateTime from = ruleMoment(local.date().year(), ts.ws),
+                    to = ruleMoment(local.date().year(), ts.sw);
+    return from < to ? (local >= from && local < to) : (local >= from || local < to);
+}
+
+// The process's share of one CPU since the last call (the first call: since the start).
+double ownCpuPercent(uint64_t upSeconds) {
+    static struct timespec lastCpu {
+    }, lastWall{};
+    static bool first = true;
+    struct timespec cpu {
+    }, wall{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu);
+    clock_gettime(CLOCK_MONOTONIC, &wall);
+    auto secs = [](const timespec& t) { return double(t.tv_sec) + double(t.tv_nsec) / 1e9; };
+    double used = secs(cpu), span = 0;
+    if (first)
+        span = double(std::max<uint64_t>(1, upSeconds));
+    else {
+        used -= secs(lastCpu);
+        span = secs(wall) - secs(lastWall);
+    }
+    first = false;
+    lastCpu = cpu;
+    lastWall = wall;
+    if (span <= 0.001) return 0.0;
+    return std::min(100.0, std::max(0.0, used / span * 100.0));
+}
+
+std::string oneDecimal(double v) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.1f", v);
+    return buf;
+}
+
+// The host's load average over a minute, as a share of its processors.
+double systemLoadPercent() {
+    double avg[1] = {0};
+    if (getloadavg(avg, 1) < 1) return 0;
+    const long cpus = std::max(1L, sysconf(_SC_NPROCESSORS_ONLN));
+    return std::min(100.0, avg[0] / double(cpus) * 100.0);
+}
+
+// The drive the instrument tree lies on, as df sees it: its free space is what a user may still write.
+void hostDrive(lua_State* L, const char* name, const std::string& folder) {
+    struct statvfs v {};
+    uintmax_t total = 0, free = 0, used = 0;
+    if (statvfs(folder.c_str(), &v) == 0) {
+        total = uintmax_t(v.f_blocks) * v.f_frsize;
+        free = uintmax_t(v.f_bavail) * v.f_frsize;
+        used = total - uintmax_t(v.f_bfree) * v.f_frsize;
+    }
+    lua_newtable(L);
+    setField(L, "total", lua_Integer(total));
+    setField(L, "used", lua_Integer(used));
+    setField(L, "free", lua_Integer(free));
+    setField(L, "bad", 0);
+    lua_setfield(L, -2, name);
+}
+
 int utiStat(lua_State* L) {
     Instrument& in = inst(L);
     const Profile& p = in.profile();
@@ -118,51 +205,71 @@ int utiStat(lua_State* L) {
     setField(L, "plant", p.plant);
     setField(L, "fieldName", p.bay);
     setField(L, "deviceName", p.device);
-    setField(L, "upTime", lua_Integer(QDateTime::currentSecsSinceEpoch() % 864000));
+    setField(L, "upTime", lua_Integer(in.upSeconds()));
     lua_newtable(L);
     setField(L, "major", (p.firmware >> 24) & 0xFF);
     setField(L, "minor", (p.firmware >> 16) & 0xFF);
     setField(L, "patch", (p.firmware >> 8) & 0xFF);
     lua_setfield(L, -2, "version");
+
+    int ntpServers = 0;
+    for (int i = 0; i < 4; ++i)
+        if (!p.timeSet.ntpip[i].empty()) ++ntpServers;
     lua_newtable(L); // time
     lua_newtable(L); // time.utc
     setField(L, "soc", now);
     lua_newtable(L);
-    setField(L, "dst", lua_Integer(p.timeSet.dstmode & 1));
+    setField(L, "dst", lua_Integer(summerNow(p.timeSet, now) ? 1 : 0));
     lua_setfield(L, -2, "fracsec");
     lua_setfield(L, -2, "utc");
-    setField(L, "syncSrc", "NTP");
-    setField(L, "lastsync", lua_Integer(now) - 17);
-    setField(L, "quality", 1200000);
-    setField(L, "signal", 1);
+    setField(L, "syncSrc", ntpServers > 0 ? "NTP" : "RTC");
+    setField(L, "lastsync", lua_Integer(now) - lua_Integer(now % std::max<uint32_t>(1, p.timeSet.ntpcycle)));
+    setField(L, "quality", ntpServers > 0 ? 1200000 : 0);
+    setField(L, "signal", ntpServers > 0 ? 1 : 0);
     lua_setfield(L, -2, "time");
-    uintmax_t used = treeBytes(in.tree().root() + "/flashdrive0");
-    driveTable(L, "flashdrive0", 512ull << 20, used);
+
+    hostDrive(L, "flashdrive0", in.tree().root());
     driveTable(L, "ramdrive0", 64ull << 20, treeBytes(in.tree().root() + "/ramdrive0"));
-    driveTable(L, "sd0", 8ull << 30, treeBytes(in.tree().recDir()) + treeBytes(in.tree().evtDir()));
+    if (p.sdCard)
+        driveTable(L, "sd0", 8ull << 30, treeBytes(in.tree().recDir()) + treeBytes(in.tree().evtDir()));
+    else
+        setField(L, "sd0", "N/A");
+
+    const std::vector<LinkInfo> links = in.links ? in.links() : std::vector<LinkInfo>();
     lua_newtable(L);
-    setField(L, "cpu", "12.5");
-    setField(L, "mem", "41.0");
-    setField(L, "io", "3.2");
+    setField(L, "ferrosim", oneDecimal(ownCpuPercent(in.upSeconds())));
+    setField(L, "system", oneDecimal(systemLoadPercent()));
+    setField(L, "ccci", oneDecimal(std::min<double>(100.0, 2.5 * double(links.size()))));
     lua_setfield(L, -2, "sysLoad");
+
     lua_newtable(L);
-    setField(L, "state", "running");
     setField(L, "files", countFiles(in.tree().recDir(), ""));
+    setField(L, "events", countFiles(in.tree().evtDir(), ""));
+    setField(L, "state", "running");
     lua_setfield(L, -2, "recording");
+
     lua_newtable(L);
+    setField(L, "state", "listening");
+    setField(L, "port", 502);
     setField(L, "connections", 0);
     setField(L, "requests", 0);
     lua_setfield(L, -2, "modbus");
     lua_newtable(L);
-    lua_newtable(L);
-    setField(L, "state", "listening");
-    setField(L, "port", 2404);
-    lua_setfield(L, -2, "Client1");
+    for (int c = 1; c <= 2; ++c) {
+        lua_newtable(L);
+        setField(L, "state", c == 1 ? "listening" : "disabled");
+        setField(L, "port", 2404);
+        setField(L, "commonAddress", c);
+        lua_setfield(L, -2, ("Client" + std::to_string(c)).c_str());
+    }
     lua_setfield(L, -2, "iec104");
+
     lua_newtable(L);
     setField(L, "eth0", "127.0.0.1");
     setField(L, "mask", "255.0.0.0");
+    setField(L, "gateway", "127.0.0.1");
     lua_setfield(L, -2, "ip");
+
     lua_newtable(L);
     for (int i = 0; i < 4; ++i) {
         lua_newtable(L);
@@ -173,10 +280,17 @@ int utiStat(lua_State* L) {
         lua_setfield(L, -2, std::to_string(i + 1).c_str());
     }
     lua_setfield(L, -2, "NTP");
+
+    // One worker per open connection, this one included.
     lua_newtable(L);
-    lua_newtable(L);
-    setField(L, "state", "idle");
-    lua_setfield(L, -2, "1");
+    setField(L, "sessions", lua_Integer(links.size()));
+    for (const LinkInfo& l : links) {
+        lua_newtable(L);
+        setField(L, "peer", l.peer);
+        setField(L, "user", l.user.empty() ? std::string("-") : l.user);
+        setField(L, "state", l.open ? "session" : "connected");
+        lua_setfield(L, -2, std::to_string(l.id).c_str());
+    }
     lua_setfield(L, -2, "ccciWorker");
     return 1;
 }
@@ -298,41 +412,29 @@ int utiGzip(lua_State* L) {
     return zero(L);
 }
 
-void putLE(std::vector<uint8_t>& b, uint32_t v, int bytes) {
-    for (int i = 0; i < bytes; ++i)
-        b.push_back(uint8_t(v >> (8 * i)));
-}
-
-// ips.pcapStart(device, file, seconds[, filter]): writes a real capture file, a few UDP packets.
+// ips.pcapStart(device, file, duration, filters...): a number is a packet count, a text such as
+// "1h30s" a time; the capture runs on after the command has ended.
 int ipsPcapStart(lua_State* L) {
-    std::string device = LuaArg(L, 1);
-    std::string host = LuaHostPath(L, LuaArg(L, 2));
-    int seconds = int(luaL_optinteger(L, 3, 1));
-    std::vector<uint8_t> b;
-    putLE(b, 0xa1b2c3d4, 4);
-    putLE(b, 2, 2);
-    putLE(b, 4, 2);
-    putLE(b, 0, 4);
-    putLE(b, 0, 4);
-    putLE(b, 65535, 4);
-    putLE(b, 1, 4); // Ethernet
-    uint32_t t0 = inst(L).now();
-    int packets = std::max(1, std::min(seconds, 20));
-    for (int i = 0; i < packets; ++i) {
-        std::vector<uint8_t> frame = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xaa,
-                                      0xbb, 0x08, 0x00, 0x45, 0x00, 0x00, 0x24, 0x00, 0x00, 0x40, 0x00,
-                                      0x40, 0x11, 0x00, 0x00, 127,  0,    0,    1,    127,  0,    0,
-                                      1,    0x00, 0x7b, 0x00, 0x7b, 0x00, 0x10, 0x00, 0x00};
-        for (int k = 0; k < 8; ++k)
-            frame.push_back(uint8_t(i + k));
-        putLE(b, t0 + uint32_t(i), 4);
-        putLE(b, 0, 4);
-        putLE(b, uint32_t(frame.size()), 4);
-        putLE(b, uint32_t(frame.size()), 4);
-        b.insert(b.end(), frame.begin(), frame.end());
+    const std::string device = LuaArg(L, 1);
+    const std::string host = LuaHostPath(L, LuaArg(L, 2));
+    uint64_t packets = 0, seconds = 0;
+    if (lua_type(L, 3) == LUA_TNUMBER) {
+        const lua_Integer n = lua_tointeger(L, 3);
+        if (n < 1) return luaL_error(L, "Invalid argument: packet count");
+        packets = uint64_t(n);
+    } else {
+        const std::string text = luaL_optstring(L, 3, "");
+        // An empty time is no limit of its own; the capture's hard limits still end it.
+        if (!text.empty() && !ParseCaptureDuration(text, seconds))
+            return luaL_error(L, "Invalid argument: duration %s", text.c_str());
     }
-    if (!InstrumentTree::writeFile(host, b)) return luaL_error(L, "cannot write capture");
-    inst(L).log("capture on " + device + " written");
+    std::vector<std::string> filters;
+    for (int i = 4; i <= lua_gettop(L); ++i)
+        filters.push_back(LuaArg(L, i));
+    std::string error;
+    if (!inst(L).capture().start(host, packets, seconds, filters, error))
+        return luaL_error(L, "%s", error.c_str());
+    inst(L).log("capture on " + device + " started");
     return zero(L);
 }
 

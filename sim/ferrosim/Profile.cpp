@@ -118,6 +118,7 @@ bool Profile::load(const std::string& path, std::string& error) {
     connectionLimit = o.value("connectionLimit").toInt(connectionLimit);
     ntpRequestMs = o.value("ntpRequestMs").toInt(ntpRequestMs);
     calibrationFault = o.value("calibrationFault").toString().toStdString();
+    sdCard = o.value("sdCard").toBool(sdCard);
     if (!supply.read(o.value("supply").toObject(), error)) {
         error = path + ": " + error;
         return false;

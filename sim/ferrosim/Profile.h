@@ -36,6 +36,8 @@ struct Profile {
     int ntpRequestMs = 1000;
     // A calibration fault word ('Frequency fluctuation' ...) that the calibration steps answer with.
     std::string calibrationFault;
+    // Without a card the status reports "N/A" for it.
+    bool sdCard = true;
     // The supply the instrument measures ("supply" object).
     SupplyConfig supply;
 

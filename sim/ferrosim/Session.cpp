@@ -34,6 +34,19 @@ Session::Session(Instrument& instrument, QTcpSocket* socket, bool overLimit, int
     log(Fmt("connected from %s%s", socket_->peerAddress().toString().toStdString().c_str(),
             overLimit_ ? " (over the connection limit)" : ""));
     if (overLimit_) QTimer::singleShot(kOverLimitGraceMs, this, [this] { closeAfterFlush(); });
+    flow_.clientIp = socket_->peerAddress().toIPv4Address();
+    flow_.clientPort = socket_->peerPort();
+    flow_.serverIp = socket_->localAddress().toIPv4Address();
+    flow_.serverPort = socket_->localPort();
+}
+
+LinkInfo Session::info() const {
+    LinkInfo i;
+    i.id = id_;
+    i.peer = socket_->peerAddress().toString().toStdString() + ":" + std::to_string(socket_->peerPort());
+    i.user = user_;
+    i.open = open_;
+    return i;
 }
 
 Session::~Session() = default;
@@ -60,7 +73,10 @@ void Session::onDisconnected() {
 }
 
 void Session::onReadyRead() {
-    inbuf_.append(socket_->readAll());
+    const QByteArray chunk = socket_->readAll();
+    instrument_.capture().record(flow_, true, reinterpret_cast<const uint8_t*>(chunk.constData()),
+                                 size_t(chunk.size()));
+    inbuf_.append(chunk);
     // Frames are cut by the announced Size alone; bytes only accumulate as they arrive, so a
     // lying Size never makes us allocate anything. The cut frames leave the buffer in one go.
     qsizetype at = 0;
@@ -124,8 +140,9 @@ ccc_head_t Session::replyHead(const ccc_head_t& req) const {
 }
 
 void Session::write(const uint8_t* data, size_t len) {
-    if (socket_->state() == QAbstractSocket::ConnectedState)
-        socket_->write(reinterpret_cast<const char*>(data), qint64(len));
+    if (socket_->state() != QAbstractSocket::ConnectedState) return;
+    instrument_.capture().record(flow_, false, data, len);
+    socket_->write(reinterpret_cast<const char*>(data), qint64(len));
 }
 
 void Session::reply(const ccc_head_t& req, const void* payload, size_t len) {
@@ -174,7 +191,9 @@ void Session::sendFileFrames() {
     if (!out_->done()) {
         if (socket_->bytesToWrite() > 0) return;
         // The cut fault counts bytes exactly, which only the buffered road does.
-        const DirectResult r = cutLeft_ < 0 ? sendDirect(*out_) : DirectResult::Full;
+        // So does a capture, which must see every byte that leaves.
+        const DirectResult r =
+            cutLeft_ < 0 && !instrument_.capture().active() ? sendDirect(*out_) : DirectResult::Full;
         if (r == DirectResult::Failed) return;
         if (r == DirectResult::Full) {
             sendBuffered(*out_);

@@ -4,6 +4,8 @@
 
 #include "ferrosim/Answer.h"
 #include "ferrosim/FilePayload.h"
+#include "ferrosim/Instrument.h"
+#include "ferrosim/PacketCapture.h"
 #include "ferrosim/StreamService.h"
 #include "ferrosim/TransferServices.h"
 #include "link/CccHead.h"
@@ -31,6 +33,7 @@ public:
     ~Session() override;
 
     bool overLimit() const { return overLimit_; }
+    LinkInfo info() const;
     // Sends what is queued, then closes.
     void closeAfterFlush();
 
@@ -96,6 +99,7 @@ private:
     StreamService streams_;
     std::unique_ptr<LuaEngine> lua_;
     std::unique_ptr<NtpTunnel> ntp_;
+    PacketCapture::Flow flow_; // the connection as a capture writes it
 };
 
 } // namespace ferro::sim

@@ -14,11 +14,18 @@ SimServer::SimServer(Instrument& instrument, QObject* parent) : QObject(parent),
     // Lua may restart the instrument in the middle of a command: the end frame still goes out first.
     instrument_.onRestart = [this] { QTimer::singleShot(0, this, [this] { dropAll(); }); };
     instrument_.onReboot = [this] { QTimer::singleShot(0, this, [this] { reboot(); }); };
+    instrument_.links = [this] {
+        std::vector<LinkInfo> l;
+        for (const auto& s : sessions_)
+            if (!s->overLimit()) l.push_back(s->info());
+        return l;
+    };
 }
 
 SimServer::~SimServer() {
     instrument_.onRestart = nullptr;
     instrument_.onReboot = nullptr;
+    instrument_.links = nullptr;
     for (auto& s : sessions_)
         disconnect(s.get(), nullptr, this, nullptr);
 }
