@@ -90,7 +90,6 @@ void PrintUsage(std::FILE* to) {
                "                        (Tab-getrennt); Exit-Code 0 gleich, 1 verschieden\n"
                "  setup-delta A B AUS   die Unterschiede von B gegenüber A als Delta-Setup in AUS\n"
                "  setup-csv DATEI AUS   das Setup als CSV-Liste (Name;Wert) in AUS\n"
-               "  commands              die Kommandotabelle des Protokolls\n",
                "  commands              die Kommandotabelle des Protokolls\n"
                "  status [--json]       der Gerätestatus (Laufwerke, Last, Verbindungen, Zeit, SCADA);\n"
                "                        mit --json als ein JSON-Objekt, Zahlen als Zahlen\n"
