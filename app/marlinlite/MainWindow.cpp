@@ -1,6 +1,7 @@
 #include "MainWindow.h"
 
 #include "InstrumentDialog.h"
+#include "forms/FormOnline.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
 
@@ -104,7 +105,9 @@ TFolders TMainWindow::StandardFolders() {
 }
 
 TViewRegistry ShippedViews() {
-    return TViewRegistry();
+    TViewRegistry r;
+    r.Add({dkdata, "Messdaten", TIconKind::Data, [](QWidget* Parent) { return new TFormOnline(Parent); }});
+    return r;
 }
 
 TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent,
@@ -469,6 +472,25 @@ TFormBasic* TMainWindow::OpenView(TFormBasic* View, const QString& Title, const 
 }
 
 void TMainWindow::WireView(TFormBasic* View) {
+    if (auto* layout = dynamic_cast<TFormLayout*>(View); layout && FSettings) {
+        // The stored-data views keep their tree width and event columns between runs.
+        TFrmOnOfflineSettings s;
+        int* fields[] = {&s.LytWth, &s.Ereignis, &s.Zeit, &s.Max, &s.Einheit, &s.Harm, &s.Dauer};
+        const char* keys[] = {"LytWth", "Ereignis", "Zeit", "Max", "Einheit", "Harm", "Dauer"};
+        for (int i = 0; i < 7; ++i)
+            *fields[i] = FSettings->value(QString("OnOffline/") + keys[i], *fields[i]).toInt();
+        layout->SetSettings(s);
+        // The view may outlive this window's members while the window is torn down: it writes
+        // through a settings object of its own.
+        const QString file = FSettings->fileName();
+        const QSettings::Format format = FSettings->format();
+        layout->FWriteSettings = [file, format, keys](const TFrmOnOfflineSettings& w) {
+            QSettings settings(file, format);
+            const int values[] = {w.LytWth, w.Ereignis, w.Zeit, w.Max, w.Einheit, w.Harm, w.Dauer};
+            for (int i = 0; i < 7; ++i)
+                settings.setValue(QString("OnOffline/") + keys[i], values[i]);
+        };
+    }
     View->FOnLogCallBack = [this](TSender, const std::string& Line, bool ToMemo) {
         if (ToMemo) AppendLog(QString::fromStdString(Line));
     };

@@ -32,7 +32,7 @@ private:
     std::map<TDirectKind, TViewRow> FRows;
 };
 
-// The views this program ships (none of the kinds is built yet: the connection view stands apart).
+// The views this program ships (the connection view stands apart).
 TViewRegistry ShippedViews();
 
 } // namespace ferro
