@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 class QAction;
@@ -75,6 +76,8 @@ public:
     // ---- Lists and tables ----
     void RecOverView(const std::vector<std::string>& Lines) override;
     void EvtOverView(const std::vector<std::string>& Lines) override;
+    // Reads the recording on a worker; the groups appear (and a single group is drawn) when it is
+    // read. `RecordingShown` follows either way.
     void RecToTable(const std::string& Path) override;
     void EvtToTable(const std::string& Path) override;
     void AsyncToTable(const std::string& Path) override;
@@ -140,6 +143,8 @@ public:
 signals:
     // A file could not be shown; the German reason is also in the status bar.
     void FileRefused(const QString& Reason);
+    // A recording was read (Ok) or refused, and the view shows it.
+    void RecordingShown(bool Ok);
 
 protected:
     // The tree's roots and folders; descendants add the roots in ConnEst or their scan.
@@ -220,6 +225,13 @@ private:
     TClickRecord FClickRecord;
     bool FChecking = false;
     std::string FLastRefusal;
+    // A recording is read on this thread, so the window keeps turning while a large file loads;
+    // joined before the next read and when the form goes.
+    std::thread FReader;
+    int FReadSeq = 0;
+    void RecToTableRead(const std::string& Path, std::shared_ptr<TRecData> Data, bool Ok,
+                        const std::string& Why);
+    void JoinReader();
 };
 
 } // namespace ferro

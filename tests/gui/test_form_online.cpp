@@ -159,12 +159,16 @@ TEST(FormOnline, TreeBulkDownloadChartMarkersAndEvents) {
     QString refused;
     QObject::connect(&v, &TFormLayout::FileRefused, [&](const QString& t) { refused = t; });
     v.RecordClick(rig.item("sync/10min-0-1763769600.rec"));
+    ASSERT_TRUE(WaitFor([&] { return !refused.isEmpty(); }, 10000));
     EXPECT_TRUE(refused.startsWith("Die Datei 10min-0-1763769600.rec kann nicht angezeigt werden:"))
         << refused.toStdString();
     EXPECT_EQ(v.tvSelect->topLevelItemCount(), 0);
 
     // The recording: several groups wait for a check; a voltage and a current curve stacked.
+    bool shown = false;
+    QObject::connect(&v, &TFormLayout::RecordingShown, [&](bool ok) { shown = ok; });
     v.RecordClick(rig.item(realName));
+    ASSERT_TRUE(WaitFor([&] { return shown; }, 20000));
     EXPECT_TRUE(rig.logged("File " + local + " Exists")) << "complete, no request";
     EXPECT_FALSE(rig.logged("Resuming"));
     ASSERT_GT(v.tvSelect->topLevelItemCount(), 1);
@@ -199,8 +203,8 @@ TEST(FormOnline, TreeBulkDownloadChartMarkersAndEvents) {
     const auto rows = ReadCsv(csv);
     ASSERT_EQ(rows.size(), size_t(chart->GetMessCnt()) + 1);
     const std::string iso = rows[1][0]; // yyyy-mm-ddThh:mm:ss+hh:mm
-    const std::string shown = StampToText(LinearToTS(chart->MessLst().Tsl(0)));
-    EXPECT_EQ(shown,
+    const std::string firstTime = StampToText(LinearToTS(chart->MessLst().Tsl(0)));
+    EXPECT_EQ(firstTime,
               iso.substr(8, 2) + "." + iso.substr(5, 2) + "." + iso.substr(0, 4) + " " + iso.substr(11, 8));
 
     const double w = widget->width(), h = widget->height();
