@@ -60,12 +60,17 @@ TEST(CtlSync, ThreeInstrumentsAtOnceThenNothingThenOnlyWhatIsMissing) {
     SimProcess ssh(with({"--ssh-port", "0"}), RootWithSerial(dir, "b", 7002));
     SimProcess serial(with({"--serial"}), RootWithSerial(dir, "c", 7003));
     ASSERT_TRUE(tcp.ok() && ssh.sshPort() > 0 && !serial.serial().empty()) << serial.output();
+    // The serial bridge answers once the first start's history is written.
+    for (int i = 0; i < 5 && RunCtl({"--serial", serial.serial(), "identify"}, 30000).code != 0; ++i) {
+    }
     const std::string data = dir.filePath("data").toStdString();
     const std::vector<std::string> base = {"--data-dir",
                                            data,
                                            "--ini-dir",
                                            dir.filePath("ini").toStdString(),
                                            "--yes",
+                                           "--timeout",
+                                           "60000",
                                            "sync",
                                            "--class",
                                            "10min,2h",

@@ -73,6 +73,13 @@ struct OnlineRig {
             if (auto* r = find(v->TreeViewOpti->topLevelItem(i))) return r;
         return nullptr;
     }
+    // The last lines of the view's log, for a failure message.
+    std::string tail() const {
+        std::string t;
+        for (size_t i = log.size() > 30 ? log.size() - 30 : 0; i < log.size(); ++i)
+            t += log[i] + "\n";
+        return t;
+    }
     bool logged(const std::string& piece) const {
         return std::any_of(log.begin(), log.end(),
                            [&](const std::string& l) { return l.find(piece) != std::string::npos; });
@@ -283,6 +290,7 @@ TEST(FormOnline, ADownloadCutByTheLineResumesOnTheNextClickByteForByte) {
     sim = std::make_unique<SimProcess>(std::vector<std::string>{"--port", std::to_string(port)}, root);
     ASSERT_TRUE(sim->ok());
     v.RecordClick(rig.item(name));
+    ASSERT_TRUE(WaitFor([&] { return v.Established(); }, 20000));
     ASSERT_TRUE(rig.listed());
     v.RecordClick(rig.item(name));
     ASSERT_TRUE(WaitFor([&] { return fs::exists(local) && fs::file_size(local) >= rig.item(name)->FileSize; },
