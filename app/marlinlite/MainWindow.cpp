@@ -474,7 +474,7 @@ TFormBasic* TMainWindow::OpenView(TFormBasic* View, const QString& Title, const 
 void TMainWindow::WireView(TFormBasic* View) {
     if (auto* layout = dynamic_cast<TFormLayout*>(View); layout && FSettings) {
         // The stored-data views keep their tree width and event columns between runs.
-        TFrmOnOfflineSettings s;
+        TFrmOnOfflineSettings s = layout->Settings();
         int* fields[] = {&s.LytWth, &s.Ereignis, &s.Zeit, &s.Max, &s.Einheit, &s.Harm, &s.Dauer};
         const char* keys[] = {"LytWth", "Ereignis", "Zeit", "Max", "Einheit", "Harm", "Dauer"};
         for (int i = 0; i < 7; ++i)

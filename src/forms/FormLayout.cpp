@@ -80,6 +80,8 @@ TFormLayout::TFormLayout(QWidget* Parent) : TFormBasic(Parent) {
     BuildUi();
     SetSettings(FOnOfflineEinstellungen);
     HideActions();
+    // A long message in the status bar is cut, it never widens the window.
+    if (LabSBar) LabSBar->setSizePolicy(QSizePolicy::Ignored, LabSBar->sizePolicy().verticalPolicy());
 }
 
 TFormLayout::~TFormLayout() {
@@ -116,6 +118,13 @@ void TFormLayout::BuildActions() {
     make(ActCopyImage, "ActCopyImage", "Bild kopieren");
     make(ActCopyData, "ActCopyData", "Daten kopieren");
     actMultiSelect->setCheckable(true);
+    // Short texts for the tool bar; the menus keep the long ones.
+    actDownloadAllRecorder->setIconText("Alle Aufzeichnungen");
+    actDownLoadAllEvent->setIconText("Alle Ereignisse");
+    actDownloadAllRecorder->setIcon(style()->standardIcon(QStyle::SP_ArrowDown));
+    actDownLoadAllEvent->setIcon(style()->standardIcon(QStyle::SP_ArrowDown));
+    actDownloadAllRecorder->setToolTip("Alle Aufzeichnungen des Geräts herunterladen (erst nach der Liste)");
+    actDownLoadAllEvent->setToolTip("Alle Ereignisse des Geräts herunterladen (erst nach der Liste)");
     actRefresh->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
     actReport->setToolTip("Berichte gibt es für 10-Minuten-Aufzeichnungen");
     actReport->setEnabled(false);
@@ -203,6 +212,7 @@ void TFormLayout::BuildUi() {
     TreeViewOpti->setObjectName("TreeViewOpti");
     TreeViewOpti->setHeaderHidden(true);
     TreeViewOpti->setContextMenuPolicy(Qt::CustomContextMenu);
+    TreeViewOpti->setMinimumWidth(120);
     left->addWidget(TreeViewOpti);
 
     auto* right = new QWidget(SplittOpti);
@@ -569,6 +579,15 @@ void TFormLayout::EvtOverView(const std::vector<std::string>& Lines) {
     EndWork();
 }
 
+void TFormLayout::ShowChartPane() {
+    // A pane that was hidden when the splitter first laid out has no height of its own yet.
+    const QList<int> sizes = SplittPaintBox->sizes();
+    if (sizes.size() == 2 && sizes[1] < 100) {
+        const int h = std::max(SplittPaintBox->height(), 500);
+        SplittPaintBox->setSizes({h / 4, h - h / 4});
+    }
+}
+
 void TFormLayout::SwitchGridPB(bool DoPaint) {
     if (DoPaint) {
         GridData->hide();
@@ -576,6 +595,7 @@ void TFormLayout::SwitchGridPB(bool DoPaint) {
         ScrollPaintBox->show();
         tvSelect->show();
         tbcSettings->setCurrentWidget(tbtmTV);
+        ShowChartPane();
     } else {
         GridData->show();
         SplittPaintBox->hide();

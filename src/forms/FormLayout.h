@@ -151,6 +151,7 @@ protected:
     QTreeWidgetItem* AddRoot(const std::string& Text);
     void ClearTreeView(QTreeWidgetItem* Root);
     void SwitchGridPB(bool DoPaint);
+    void ShowChartPane();
     // The local folders of recordings and events (the link's, or a descendant's own).
     virtual std::string RecDir() const;
     virtual std::string EvtDir() const;

@@ -169,8 +169,9 @@ void TFormLayout::CreateDestroyPQPaintBoxCurve() {
         FPQPaintBoxCrvTime = box.get();
         FChartWidget = new PaintBoxWidget(std::move(box));
         FChartWidget->setObjectName("PQPaintBoxCrvTime");
-        FChartWidget->setMinimumSize(640, 350);
+        FChartWidget->setMinimumSize(400, 250);
         ScrollPaintBox->setWidget(FChartWidget);
+        ShowChartPane();
         FPQPaintBoxCrvTime->SetMarkerNotify(
             [this](TPQPaintBox*, int Mark, uint64_t TS, const std::vector<std::string>& SL,
                    const TSingleArray& Vals) { MarkerNotify(Mark, TS, SL, Vals); });
@@ -204,8 +205,9 @@ void TFormLayout::PaintGraph() {
     TGraphAssembly::Paint(
         FRec, tags, *FPQPaintBoxCrvTime, ColArr,
         [this](uint32_t id) {
-            std::string s = FLangXML.IdToShort(id);
-            return s.empty() ? FLangXML.IdToText(id) : s;
+            // The long text: the instrument's short texts are often only the unit.
+            std::string s = FLangXML.IdToText(id);
+            return s.empty() ? FLangXML.IdToShort(id) : s;
         },
         [this](const std::string& l) { LogPrepare(this, l, false); });
     for (size_t i = 0; i < FPaintLst.size(); ++i) {

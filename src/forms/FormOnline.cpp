@@ -1,8 +1,10 @@
 #include "forms/FormOnline.h"
 
+#include "link/Archive.h"
 #include "link/XmlNames.h"
 #include "stored/StoredTexts.h"
 
+#include <QPointer>
 #include <QTreeWidget>
 
 #include <filesystem>
@@ -18,16 +20,7 @@ void TFormOnline::ConnEst(TSender Sender, bool Success) {
     if (!Success || !FComUnit) return;
     // The language file names groups, columns and events; a current one is not sent again, so it
     // is read from the folder where the last connection left it.
-    if (FLangXML.Count() == 0) {
-        const std::string lang = FComUnit->FIniFolder + CLanguXML[FComUnit->FXMLLang];
-        std::error_code ec;
-        for (const std::string& f : {lang, FComUnit->FIniFolder + "lang_de.XML"})
-            if (std::filesystem::exists(f, ec)) {
-                FLangXML.SetLangFile(f);
-                FLangXMLFN.SetLangFile(f);
-                break;
-            }
-    }
+    if (FLangXML.Count() == 0) LoadLanguage();
     // A new session (also after a lost line) starts with fresh roots.
     FInClick = true;
     FTVIRec = FTVIEvt = FSelectedRec = nullptr;
@@ -38,6 +31,30 @@ void TFormOnline::ConnEst(TSender Sender, bool Success) {
     FInClick = false;
     ClickRecOverview();
     ClickEvtOverview();
+}
+
+void TFormOnline::LoadLanguage() {
+    const std::string local = FComUnit->FIniFolder + ChangeFileExt(CLanguXML[FComUnit->FXMLLang], ".XML");
+    std::error_code ec;
+    if (std::filesystem::exists(local, ec)) {
+        FLangXML.SetLangFile(local);
+        FLangXMLFN.SetLangFile(local);
+        return;
+    }
+    // None from an earlier connection: the instrument's own, from its scratchpad.
+    std::filesystem::create_directories(FComUnit->FTmpDir, ec);
+    std::filesystem::create_directories(FComUnit->FIniFolder, ec);
+    QPointer<TFormOnline> self(this);
+    FComUnit->ScratchpadGet(FComUnit->LanguageGzName(), [self, local](const TReply& R) {
+        if (!self) return;
+        std::string why;
+        if (!R.Ok || !UnZipFile(R.File, local, &why)) {
+            self->LogPrepare(self, "Language file: " + (R.Ok ? why : R.Text), false);
+            return;
+        }
+        self->FLangXML.SetLangFile(local);
+        self->FLangXMLFN.SetLangFile(local);
+    });
 }
 
 } // namespace ferro

@@ -13,6 +13,11 @@ public:
 
     // The session stands: the two roots of the tree, then both listings are asked for.
     void ConnEst(TSender Sender, bool Success) override;
+
+private:
+    // The language file names groups, columns and events: the one a connection left in the ini
+    // folder, else the instrument's.
+    void LoadLanguage();
 };
 
 } // namespace ferro

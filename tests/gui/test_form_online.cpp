@@ -117,6 +117,7 @@ TEST(FormOnline, TreeBulkDownloadChartMarkersAndEvents) {
     ASSERT_NE(rig.v, nullptr);
     TFormOnline& v = *rig.v;
     ASSERT_TRUE(rig.listed());
+    ASSERT_TRUE(WaitFor([&] { return v.FLangXML.Count() > 0; }, 10000)) << "the instrument's language file";
 
     // The tree: eight classes, "Async" and the disturbance recorders with their two folders.
     QStringList folders;
