@@ -22,6 +22,7 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSplitter>
+#include <QStackedWidget>
 #include <QStyle>
 #include <QTabWidget>
 #include <QTableView>
@@ -215,12 +216,12 @@ void TFormLayout::BuildUi() {
     TreeViewOpti->setMinimumWidth(120);
     left->addWidget(TreeViewOpti);
 
-    auto* right = new QWidget(SplittOpti);
-    auto* rl = new QVBoxLayout(right);
-    rl->setContentsMargins(0, 0, 0, 0);
+    // The right side shows either the chart with its tabs or a table, never both.
+    FRightStack = new QStackedWidget(SplittOpti);
+    QWidget* right = FRightStack;
     SplittPaintBox = new QSplitter(Qt::Vertical, right);
     SplittPaintBox->setObjectName("SplittPaintBox");
-    rl->addWidget(SplittPaintBox);
+    FRightStack->addWidget(SplittPaintBox);
     tbcSettings = new QTabWidget(SplittPaintBox);
     tbcSettings->setObjectName("tbcSettings");
     BuildSettingsTabs(tbcSettings);
@@ -239,12 +240,9 @@ void TFormLayout::BuildUi() {
     GridData->setSelectionBehavior(QAbstractItemView::SelectRows);
     GridData->setEditTriggers(QAbstractItemView::NoEditTriggers);
     GridData->setAlternatingRowColors(true);
-    rl->addWidget(GridData);
+    FRightStack->addWidget(GridData);
+    FRightStack->setCurrentWidget(GridData);
     SplittOpti->setStretchFactor(1, 1);
-
-    SplittPaintBox->hide();
-    tvSelect->hide();
-    GridData->hide();
 
     PopUpRek = new QMenu(this);
     PopUpRek->setObjectName("PopUpRek");
@@ -590,16 +588,13 @@ void TFormLayout::ShowChartPane() {
 
 void TFormLayout::SwitchGridPB(bool DoPaint) {
     if (DoPaint) {
-        GridData->hide();
-        SplittPaintBox->show();
+        FRightStack->setCurrentWidget(SplittPaintBox);
         ScrollPaintBox->show();
         tvSelect->show();
         tbcSettings->setCurrentWidget(tbtmTV);
         ShowChartPane();
     } else {
-        GridData->show();
-        SplittPaintBox->hide();
-        tvSelect->hide();
+        FRightStack->setCurrentWidget(GridData);
     }
     if (QTreeWidgetItem* cur = TreeViewOpti->currentItem()) TreeViewOpti->scrollToItem(cur);
 }

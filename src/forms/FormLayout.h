@@ -24,6 +24,7 @@ class QMenu;
 class QPushButton;
 class QScrollArea;
 class QSplitter;
+class QStackedWidget;
 class QTabWidget;
 class QTableView;
 class QToolBar;
@@ -220,6 +221,7 @@ private:
     void ShowTable(int Columns, const std::vector<std::pair<std::string, int>>& Headers,
                    std::function<std::string(int, int)> Getter, int Rows);
 
+    QStackedWidget* FRightStack = nullptr;
     PaintBoxWidget* FChartWidget = nullptr;
     TPQPaintBoxCrvTime* FPQPaintBoxCrvTime = nullptr;
     std::unique_ptr<TValueGridModel> FGridModel, FMarkerModel;

@@ -164,7 +164,6 @@ void TFormLayout::CreateDestroyPQPaintBoxCurve() {
         FChartWidget->show();
     } else if (!FChartWidget && !FPaintLst.empty()) {
         ScrollPaintBox->show();
-        GridData->hide();
         auto box = std::make_unique<TPQPaintBoxCrvTime>();
         FPQPaintBoxCrvTime = box.get();
         FChartWidget = new PaintBoxWidget(std::move(box));

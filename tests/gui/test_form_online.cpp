@@ -252,6 +252,33 @@ TEST(FormOnline, TreeBulkDownloadChartMarkersAndEvents) {
     EXPECT_NE(v.EvtGetValue(1, 0), "--");
     EXPECT_EQ(v.EvtGetValue(1, 99999), "");
     SaveScreenshot(rig.w, "online_events.png");
+
+    // A file with the recorder's service entry (type 33): hidden below service mode, shown in it;
+    // the voltage events in volts of the transformer-corrected nominal voltage.
+    std::string serviceFile;
+    TEvtData file;
+    for (const std::string& l : events) {
+        const std::string n = l.substr(0, l.find('='));
+        TEvtData d;
+        if (AnalyseEventData(v.FComUnit->FEvtDir + n, d, nullptr) &&
+            std::any_of(d.EvtLst.begin(), d.EvtLst.end(), [](const TEvtStrc& e) { return e.EvtType > 31; })) {
+            serviceFile = n;
+            file = d;
+        }
+    }
+    ASSERT_FALSE(serviceFile.empty());
+    const auto user = std::count_if(file.EvtLst.begin(), file.EvtLst.end(),
+                                    [](const TEvtStrc& e) { return e.EvtType <= 31; });
+    ASSERT_TRUE(WaitFor([&] { return rig.item(serviceFile) != nullptr; }, 5000));
+    v.EventClick(rig.item(serviceFile));
+    ASSERT_EQ(v.GridData->model()->rowCount(), int(user));
+    EXPECT_EQ(v.EvtGetValue(3, 0), "[V]");
+    EXPECT_EQ(v.EvtGetValue(2, 0),
+              Fmt("%.4f", double(file.EvtLst[0].MaxVal) * file.Context.VoltageFactor() / 100.0 / 100.0));
+    v.FVisibility = 2;
+    v.EventClick(rig.item(serviceFile));
+    EXPECT_EQ(v.GridData->model()->rowCount(), int(file.EvtLst.size()));
+    v.FVisibility = 0;
     v.EvtOnMouseDown(0, Qt::RightButton);
     auto* memo = v.findChild<TFrmMemo*>("FrmEventDetail");
     ASSERT_NE(memo, nullptr);
