@@ -3,6 +3,7 @@
 #include "InstrumentDialog.h"
 #include "flash/FormFlash.h"
 #include "flash/FrmMassFlash.h"
+#include "forms/FormOnline.h"
 #include "forms/FormPara.h"
 #include "forms/FormVisu.h"
 #include "forms/Icons.h"
@@ -123,6 +124,8 @@ TViewRegistry ShippedViews() {
                [](QWidget* Parent) { return new TFormPara(Parent); }});
     views.Add({dkstatus, "Gerätestatus", TIconKind::Status,
                [](QWidget* Parent) { return new TfrmStatus(Parent); }});
+    views.Add(
+        {dkdata, "Messdaten", TIconKind::Data, [](QWidget* Parent) { return new TFormOnline(Parent); }});
     return views;
 }
 
@@ -514,6 +517,25 @@ TFormBasic* TMainWindow::OpenView(TFormBasic* View, const QString& Title, const 
 }
 
 void TMainWindow::WireView(TFormBasic* View) {
+    if (auto* layout = dynamic_cast<TFormLayout*>(View); layout && FSettings) {
+        // The stored-data views keep their tree width and event columns between runs.
+        TFrmOnOfflineSettings s = layout->Settings();
+        int* fields[] = {&s.LytWth, &s.Ereignis, &s.Zeit, &s.Max, &s.Einheit, &s.Harm, &s.Dauer};
+        const char* keys[] = {"LytWth", "Ereignis", "Zeit", "Max", "Einheit", "Harm", "Dauer"};
+        for (int i = 0; i < 7; ++i)
+            *fields[i] = FSettings->value(QString("OnOffline/") + keys[i], *fields[i]).toInt();
+        layout->SetSettings(s);
+        // The view may outlive this window's members while the window is torn down: it writes
+        // through a settings object of its own.
+        const QString file = FSettings->fileName();
+        const QSettings::Format format = FSettings->format();
+        layout->FWriteSettings = [file, format, keys](const TFrmOnOfflineSettings& w) {
+            QSettings settings(file, format);
+            const int values[] = {w.LytWth, w.Ereignis, w.Zeit, w.Max, w.Einheit, w.Harm, w.Dauer};
+            for (int i = 0; i < 7; ++i)
+                settings.setValue(QString("OnOffline/") + keys[i], values[i]);
+        };
+    }
     View->FOnLogCallBack = [this](TSender, const std::string& Line, bool ToMemo) {
         if (ToMemo) AppendLog(QString::fromStdString(Line));
     };

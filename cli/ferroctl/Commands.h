@@ -3,6 +3,7 @@
 
 #include "CliOptions.h"
 
+#include "data/RecordingList.h"
 #include "link/DeviceSession.h"
 #include "para/XMLLangu.h"
 
@@ -29,6 +30,12 @@ int RunSetupPut(const CliOptions& opt);
 // and closes the session; 0 when the instrument confirmed it.
 int SendSetup(ferro::TDeviceSession& session, const std::string& file);
 int RunList(const CliOptions& opt);
+// The instrument's listing of recordings or events; false when it did not come.
+bool FetchListing(ferro::TDeviceSession& session, bool events, std::vector<ferro::TListingEntry>& out);
+// Waits while a file keeps arriving (a minute without progress ends it); true when `done` was set.
+bool WaitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected);
+// Every new or grown file of one or many instruments into --data-dir.
+int RunSync(const CliOptions& opt);
 int RunGet(const CliOptions& opt);
 int RunStream(const CliOptions& opt);
 // Local files; no session.

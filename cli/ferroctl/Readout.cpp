@@ -29,7 +29,9 @@ std::string timeText(uint64_t secs) {
         .toStdString();
 }
 
-bool fetchListing(ferro::TDeviceSession& session, bool events, std::vector<ferro::TListingEntry>& out) {
+} // namespace
+
+bool FetchListing(ferro::TDeviceSession& session, bool events, std::vector<ferro::TListingEntry>& out) {
     ferro::TComUnit& l = session.Link();
     bool done = false;
     auto take = [&](ferro::TSender, ferro::MemStream& s) {
@@ -48,7 +50,7 @@ bool fetchListing(ferro::TDeviceSession& session, bool events, std::vector<ferro
 
 // Waits while the file keeps arriving: gives up after a minute without progress, not after a fixed
 // time, so a large file over a slow line gets through. On a terminal the progress is shown.
-bool waitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected) {
+bool WaitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected) {
     const ferro::TComUnit& link = session.Link();
     auto arrived = [&link]() -> uint64_t { return link.ReadArrived(); };
     const bool show = isatty(STDERR_FILENO);
@@ -64,8 +66,6 @@ bool waitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t 
     return done;
 }
 
-} // namespace
-
 int RunList(const CliOptions& opt) {
     bool events = false;
     if (!kindArg(opt, 1, events)) {
@@ -75,7 +75,7 @@ int RunList(const CliOptions& opt) {
     auto session = OpenSession(opt, false);
     if (!session) return 1;
     std::vector<ferro::TListingEntry> list;
-    if (!fetchListing(*session, events, list)) {
+    if (!FetchListing(*session, events, list)) {
         std::fprintf(stderr, "Die Liste ist nicht angekommen.\n");
         return 1;
     }
@@ -107,7 +107,7 @@ int RunGet(const CliOptions& opt) {
     if (!session) return 1;
     ferro::TComUnit& l = session->Link();
     std::vector<ferro::TListingEntry> list;
-    if (!fetchListing(*session, events, list)) {
+    if (!FetchListing(*session, events, list)) {
         std::fprintf(stderr, "Die Liste ist nicht angekommen.\n");
         return 1;
     }
@@ -138,7 +138,7 @@ int RunGet(const CliOptions& opt) {
         done = true;
     });
     l.ManualTimer(nullptr);
-    if (!waitForDownload(*session, done, entry->Size - have) || !reply.Ok) {
+    if (!WaitForDownload(*session, done, entry->Size - have) || !reply.Ok) {
         const std::string why = done ? " " + reply.Text : LastReason(*session);
         std::fprintf(stderr, "Die Übertragung von %s ist abgebrochen.%s\n", name.c_str(), why.c_str());
         return 1;

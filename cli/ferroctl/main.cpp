@@ -31,6 +31,7 @@ int main(int argc, char** argv) {
         {"setup-put", ferroctl::RunSetupPut},
         {"ls", ferroctl::RunList},
         {"get", ferroctl::RunGet},
+        {"sync", ferroctl::RunSync},
         {"stream", ferroctl::RunStream},
         {"show", ferroctl::RunShow},
         {"export", ferroctl::RunExport},

@@ -1,0 +1,44 @@
+#include "forms/ValueGridModel.h"
+
+namespace ferro {
+
+void TValueGridModel::Reset(QStringList Headers, int Rows, TGetter Getter) {
+    beginResetModel();
+    FHeaders = std::move(Headers);
+    FRows = Rows < 0 ? 0 : Rows;
+    FGetter = std::move(Getter);
+    endResetModel();
+}
+
+void TValueGridModel::SetHeader(int Col, const QString& Text) {
+    if (Col < 0 || Col >= FHeaders.size()) return;
+    FHeaders[Col] = Text;
+    emit headerDataChanged(Qt::Horizontal, Col, Col);
+}
+
+void TValueGridModel::SetRowCount(int Rows) {
+    beginResetModel();
+    FRows = Rows < 0 ? 0 : Rows;
+    endResetModel();
+}
+
+int TValueGridModel::rowCount(const QModelIndex& Parent) const {
+    return Parent.isValid() ? 0 : FRows;
+}
+
+int TValueGridModel::columnCount(const QModelIndex& Parent) const {
+    return Parent.isValid() ? 0 : int(FHeaders.size());
+}
+
+QVariant TValueGridModel::data(const QModelIndex& Index, int Role) const {
+    if (Role != Qt::DisplayRole || !Index.isValid() || !FGetter) return {};
+    return QString::fromStdString(FGetter(Index.column(), Index.row()));
+}
+
+QVariant TValueGridModel::headerData(int Section, Qt::Orientation Orientation, int Role) const {
+    if (Role != Qt::DisplayRole) return {};
+    if (Orientation == Qt::Vertical) return Section + 1;
+    return Section < FHeaders.size() ? QVariant(FHeaders[Section]) : QVariant();
+}
+
+} // namespace ferro
