@@ -1,5 +1,7 @@
 #include "MainWindow.h"
 
+#include "calib/FrmCalib.h"
+
 #include "InstrumentDialog.h"
 #include "forms/Icons.h"
 #include "forms/MessageDialog.h"
@@ -42,7 +44,7 @@ constexpr TKindButton CKindButtons[] = {
     {dkpara, TIconKind::Parameter},     {dkparaRefresh, TIconKind::Refresh}, {dkvisu, TIconKind::Live},
     {dkdata, TIconKind::Data},          {dkoffline, TIconKind::Offline},     {dkflash, TIconKind::Firmware},
     {dkmassflash, TIconKind::Firmware}, {dkstatus, TIconKind::Status},       {dkInitSSH, TIconKind::Key},
-    {dkUserSetup, TIconKind::User},
+    {dkUserSetup, TIconKind::User},     {dkcalib, TIconKind::Calibration},
 };
 
 enum Column { ColName, ColAddress, ColPort, ColTransport, ColIp, ColUser, ColSerial, ColCount };
@@ -88,6 +90,8 @@ QString TMainWindow::KindText(TDirectKind Kind) {
         return "SSH einrichten";
     case dkUserSetup:
         return "Benutzerverwaltung";
+    case dkcalib:
+        return "Kalibrierung";
     }
     return "";
 }
@@ -104,7 +108,10 @@ TFolders TMainWindow::StandardFolders() {
 }
 
 TViewRegistry ShippedViews() {
-    return TViewRegistry();
+    TViewRegistry r;
+    r.Add({dkcalib, "Kalibrierung", TIconKind::Calibration,
+           [](QWidget* Parent) { return new TFrmCalib(Parent); }});
+    return r;
 }
 
 TMainWindow::TMainWindow(std::unique_ptr<QSettings> Settings, TFolders Folders, QWidget* Parent,

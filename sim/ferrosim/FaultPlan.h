@@ -9,6 +9,7 @@
 //   badsize                   send a head announcing an absurd Size right after the session reply
 //   limit:N                   allow N simultaneous connections instead of the profile's limit
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -34,6 +35,10 @@ public:
     bool garbage() const { return garbage_; }
     bool badSize() const { return badSize_; }
     int connectionLimit() const { return limit_; }
+    // A calibration fault ("freq", "fluct", "range", "busy") is on.
+    bool calFault(const std::string& name) const {
+        return std::find(calFaults_.begin(), calFaults_.end(), name) != calFaults_.end();
+    }
 
 private:
     struct Match {
@@ -47,6 +52,7 @@ private:
     bool garbage_ = false;
     bool badSize_ = false;
     int limit_ = -1;
+    std::vector<std::string> calFaults_;
 };
 
 } // namespace ferro::sim
