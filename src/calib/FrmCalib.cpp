@@ -21,6 +21,7 @@
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QPointer>
+#include <QPropertyAnimation>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QStackedWidget>
@@ -223,14 +224,12 @@ QWidget* TFrmCalib::BuildSetup() {
     }
     auto* free = new QGroupBox("Weitere Angaben", page);
     auto* ff = new QGridLayout(free);
-    ff->addWidget(AddEdit(free, "edtFrei1"), 0, 0);
-    ff->addWidget(AddEdit(free, "EdtFrei1Val"), 0, 1);
-    ff->addWidget(AddEdit(free, "EdtFrei2"), 1, 0);
-    ff->addWidget(AddEdit(free, "EdtFrei2Val"), 1, 1);
-    findChild<QLineEdit*>("edtFrei1")->setPlaceholderText("Bezeichnung");
-    findChild<QLineEdit*>("EdtFrei2")->setPlaceholderText("Bezeichnung");
-    findChild<QLineEdit*>("EdtFrei1Val")->setPlaceholderText("Wert");
-    findChild<QLineEdit*>("EdtFrei2Val")->setPlaceholderText("Wert");
+    const char* names[4] = {"edtFrei1", "EdtFrei1Val", "EdtFrei2", "EdtFrei2Val"};
+    for (int i = 0; i < 4; ++i) {
+        QLineEdit* e = AddEdit(free, names[i]);
+        e->setPlaceholderText(i % 2 ? "Wert" : "Bezeichnung");
+        ff->addWidget(e, i / 2, i % 2);
+    }
     grid->addWidget(free, 2, 0, 1, 2);
     grid->setRowStretch(3, 1);
     return page;
@@ -459,6 +458,12 @@ void TFrmCalib::ConnEst(TSender Sender, bool Success) {
             if (self && self->FClose) self->FClose(self.data());
         });
     }
+}
+
+void TFrmCalib::ConnectionLost(const std::string& Reason) {
+    TFormBasic::ConnectionLost(Reason);
+    sbtnStart->setEnabled(false);
+    sbtnStart->setToolTip("Keine Verbindung zum Gerät");
 }
 
 // ---- Buttons ----
@@ -763,8 +768,11 @@ void TFrmCalib::Log(const std::string& Text) {
 bool TFrmCalib::eventFilter(QObject* Watched, QEvent* Event) {
     if (Watched == rctgnlShowAnschluss && imgAnschluss &&
         (Event->type() == QEvent::Enter || Event->type() == QEvent::Leave)) {
-        auto* fade = static_cast<QGraphicsOpacityEffect*>(imgAnschluss->graphicsEffect());
-        fade->setOpacity(Event->type() == QEvent::Enter ? 1.0 : 0.0);
+        auto* effect = static_cast<QGraphicsOpacityEffect*>(imgAnschluss->graphicsEffect());
+        auto* fade = new QPropertyAnimation(effect, "opacity", effect);
+        fade->setDuration(300);
+        fade->setEndValue(Event->type() == QEvent::Enter ? 1.0 : 0.0);
+        fade->start(QAbstractAnimation::DeleteWhenStopped);
     }
     return TFormBasic::eventFilter(Watched, Event);
 }

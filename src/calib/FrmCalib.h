@@ -33,6 +33,7 @@ public:
     QStringList Pages() const override;
     void ShowPage(int Index) override;
     void ConnEst(TSender Sender, bool Success) override;
+    void ConnectionLost(const std::string& Reason) override;
 
     TCalibRun& Run() { return FRun; }
     // The clock the progress animations read; a test moves its own.

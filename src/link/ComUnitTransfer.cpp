@@ -149,7 +149,8 @@ void TComUnit::NTPCommand(MemStream& Stream) {
                      h.ExtCmd, h.FTPNAK),
                  true);
         SendCommandStream(reply, false);
-        // A reply asks for nothing: a command under way keeps waiting for its own answer.
+        // The request is no answer: a command under way keeps waiting for its own.
+        FReplyNotFinal = true;
         FLastCmd = clock().nowMs();
         WriteLog("NTP Answer");
         break;
