@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QPdfWriter>
 
+#include <algorithm>
 #include <atomic>
 
 namespace ferro {
@@ -43,10 +44,16 @@ public:
         Y += 20;
         Normal();
     }
-    void Row(const QString& label, const std::string& value, double x = 0) {
+    // A label and its value; a long value wraps within its column.
+    void Row(const QString& label, const std::string& value, double x = 0, double labelWidth = 150,
+             double columnWidth = 0) {
+        const double width = (columnWidth > 0 ? columnWidth : W - x) - labelWidth;
         P.drawText(QPointF(x, Y + 10), label);
-        P.drawText(QPointF(x + 150, Y + 10), QString::fromStdString(value.empty() ? "–" : value));
-        Y += 15;
+        const QRectF box(x + labelWidth, Y, width, 1000);
+        const QString text = QString::fromStdString(value.empty() ? "–" : value);
+        const QRectF used = P.boundingRect(box, Qt::TextWordWrap, text);
+        P.drawText(box, Qt::TextWordWrap, text);
+        Y += std::max(15.0, used.height() + 3);
     }
     double Y = 0;
     QPainter& P;
@@ -123,11 +130,11 @@ std::string TCalibReport::Write(const TCalibCertificate& Cert, const std::string
         w.Y = top;
         const double x = (k - 1) * width / 2;
         const std::string n = std::to_string(k);
-        w.Row("Model", Field(Cert, ("Model" + n).c_str()), x);
-        w.Row("Seriennummer", Field(Cert, ("Serial" + n).c_str()), x);
-        w.Row("Prüfmittel Nr.", Field(Cert, ("CheckNr" + n).c_str()), x);
-        w.Row("Kalibriert bis", Field(Cert, ("CalTo" + n).c_str()), x);
-        w.Row("Zertifikat Nr.", Field(Cert, ("CertNr" + n).c_str()), x);
+        w.Row("Model", Field(Cert, ("Model" + n).c_str()), x, 100, width / 2);
+        w.Row("Seriennummer", Field(Cert, ("Serial" + n).c_str()), x, 100, width / 2);
+        w.Row("Prüfmittel Nr.", Field(Cert, ("CheckNr" + n).c_str()), x, 100, width / 2);
+        w.Row("Kalibriert bis", Field(Cert, ("CalTo" + n).c_str()), x, 100, width / 2);
+        w.Row("Zertifikat Nr.", Field(Cert, ("CertNr" + n).c_str()), x, 100, width / 2);
     }
     if (!Field(Cert, "Frei1").empty())
         w.Row(QString::fromStdString(Field(Cert, "Frei1")), Field(Cert, "Frei1Val"));
@@ -150,7 +157,7 @@ std::string TCalibReport::Write(const TCalibCertificate& Cert, const std::string
                   v == TChannelVerdict::Ok       ? "in Ordnung"
                   : v == TChannelVerdict::Failed ? "fehlerhaft"
                                                  : "nicht geprüft",
-                  x);
+                  x, 50, width / 2);
         }
     }
     w.Heading("Ergebnis");

@@ -232,6 +232,8 @@ QWidget* TFrmCalib::BuildSetup() {
     }
     grid->addWidget(free, 2, 0, 1, 2);
     grid->setRowStretch(3, 1);
+    grid->setColumnStretch(0, 3);
+    grid->setColumnStretch(1, 2);
     return page;
 }
 
