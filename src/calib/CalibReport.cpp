@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QFontMetricsF>
 #include <QPainter>
 #include <QPdfWriter>
 
@@ -49,7 +50,8 @@ public:
              double columnWidth = 0) {
         const double width = (columnWidth > 0 ? columnWidth : W - x) - labelWidth;
         P.drawText(QPointF(x, Y + 10), label);
-        const QRectF box(x + labelWidth, Y, width, 1000);
+        // The value's first line sits on the label's baseline.
+        const QRectF box(x + labelWidth, Y + 10 - QFontMetricsF(P.font()).ascent(), width, 1000);
         const QString text = QString::fromStdString(value.empty() ? "–" : value);
         const QRectF used = P.boundingRect(box, Qt::TextWordWrap, text);
         P.drawText(box, Qt::TextWordWrap, text);
