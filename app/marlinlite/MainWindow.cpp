@@ -1,5 +1,7 @@
 #include "MainWindow.h"
 
+#include "calib/FrmCalib.h"
+
 #include "InstrumentDialog.h"
 #include "flash/FormFlash.h"
 #include "flash/FrmMassFlash.h"
@@ -48,7 +50,7 @@ constexpr TKindButton CKindButtons[] = {
     {dkpara, TIconKind::Parameter},     {dkparaRefresh, TIconKind::Refresh}, {dkvisu, TIconKind::Live},
     {dkdata, TIconKind::Data},          {dkoffline, TIconKind::Offline},     {dkflash, TIconKind::Firmware},
     {dkmassflash, TIconKind::Firmware}, {dkstatus, TIconKind::Status},       {dkInitSSH, TIconKind::Key},
-    {dkUserSetup, TIconKind::User},
+    {dkUserSetup, TIconKind::User},     {dkcalib, TIconKind::Calibration},
 };
 
 enum Column { ColName, ColAddress, ColPort, ColTransport, ColIp, ColUser, ColSerial, ColCount };
@@ -94,6 +96,8 @@ QString TMainWindow::KindText(TDirectKind Kind) {
         return "SSH einrichten";
     case dkUserSetup:
         return "Benutzerverwaltung";
+    case dkcalib:
+        return "Kalibrierung";
     }
     return "";
 }
@@ -126,6 +130,8 @@ TViewRegistry ShippedViews() {
                [](QWidget* Parent) { return new TfrmStatus(Parent); }});
     views.Add(
         {dkdata, "Messdaten", TIconKind::Data, [](QWidget* Parent) { return new TFormOnline(Parent); }});
+    views.Add({dkcalib, "Kalibrierung", TIconKind::Calibration,
+               [](QWidget* Parent) { return new TFrmCalib(Parent); }});
     return views;
 }
 

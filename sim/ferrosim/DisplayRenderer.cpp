@@ -8,7 +8,6 @@
 #include <QImage>
 #include <QPainter>
 
-
 namespace ferro::sim {
 
 namespace {
@@ -25,7 +24,10 @@ QStringList PageLines(const Measurement& m, int page, bool details) {
     switch (page) {
     case 0:
         for (size_t p = 0; p < 3; ++p)
-            l << (details ? QString("U%1%2  %3 V").arg(p + 1).arg(p == 2 ? 1 : p + 2).arg(Num(m.ch[chU12 + p].rms, 2))
+            l << (details ? QString("U%1%2  %3 V")
+                                .arg(p + 1)
+                                .arg(p == 2 ? 1 : p + 2)
+                                .arg(Num(m.ch[chU12 + p].rms, 2))
                           : QString("U%1  %2 V").arg(p + 1).arg(Num(m.ch[chU1 + p].rms, 2)));
         l << (details ? QString("THD U1  %1 %").arg(Num(m.ch[chU1].thd, 2))
                       : QString("UN  %1 V").arg(Num(m.ch[chUN].rms, 2)));
@@ -45,7 +47,8 @@ QStringList PageLines(const Measurement& m, int page, bool details) {
     default:
         l << QString("f  %1 Hz").arg(Num(m.frequency, 3));
         l << QString("Unsym.  %1 %").arg(Num(m.u.unbalance, 2));
-        if (details) l << QString("fmin %1 Hz").arg(Num(m.fMin, 3)) << QString("fmax %1 Hz").arg(Num(m.fMax, 3));
+        if (details)
+            l << QString("fmin %1 Hz").arg(Num(m.fMin, 3)) << QString("fmax %1 Hz").arg(Num(m.fMax, 3));
         break;
     }
     return l;
@@ -67,7 +70,8 @@ std::vector<uint8_t> DisplayRenderer::png() const {
         const int page = instrument_.displayPage();
         const bool details = instrument_.displayDetails();
         // What the instrument measured over the last ten cycles, as its own screen shows it.
-        const Measurement m = MeasurementEngine(instrument_.supply()).measure(instrument_.nowNs(), 10, instrument_.nowNs());
+        const Measurement m =
+            MeasurementEngine(instrument_.supply()).measure(instrument_.nowNs(), 10, instrument_.nowNs());
         p.drawText(8, 18, QString::fromStdString(prof.device));
         p.drawText(220, 18, QDateTime::fromSecsSinceEpoch(now, Qt::UTC).toString("hh:mm:ss"));
         p.drawLine(0, 26, Width, 26);
@@ -78,7 +82,8 @@ std::vector<uint8_t> DisplayRenderer::png() const {
                 p.fillRect(r, QColor(230, 230, 230));
                 p.setPen(QColor(16, 32, 48));
             }
-            p.drawText(r.adjusted(6, 0, 0, 0), Qt::AlignVCenter | Qt::AlignLeft, QString::fromLatin1(kMenu[i]));
+            p.drawText(r.adjusted(6, 0, 0, 0), Qt::AlignVCenter | Qt::AlignLeft,
+                       QString::fromLatin1(kMenu[i]));
             p.setPen(QColor(230, 230, 230));
         }
         p.drawLine(110, 30, 110, Height - 28);

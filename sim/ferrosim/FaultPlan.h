@@ -12,6 +12,7 @@
 //   flipup                    every scratchpad upload is stored with one byte changed
 //   reboot-hang               a reboot (after a firmware update) never ends: the port stays closed
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -40,6 +41,10 @@ public:
     int64_t cutUploadBytes() const { return cutUpload_; }
     bool rebootHangs() const { return rebootHang_; }
     bool flipUpload() const { return flipUpload_; }
+    // A calibration fault ("freq", "fluct", "range", "busy") is on.
+    bool calFault(const std::string& name) const {
+        return std::find(calFaults_.begin(), calFaults_.end(), name) != calFaults_.end();
+    }
 
 private:
     struct Match {
@@ -56,6 +61,7 @@ private:
     int64_t cutUpload_ = -1;
     bool rebootHang_ = false;
     bool flipUpload_ = false;
+    std::vector<std::string> calFaults_;
 };
 
 } // namespace ferro::sim

@@ -12,50 +12,16 @@
 
 namespace ferro::sim {
 
-namespace {
-const char* const kCalWords[] = {"No Error",
-                                 "Calibration todo",
-                                 "Frequency tolerance violation",
-                                 "Frequency fluctuation",
-                                 "Magnitude out of range",
-                                 "Distortion",
-                                 "Calibration tolerance violation",
-                                 "Calibration quantity fluctuation",
-                                 "Permission denied",
-                                 "Device or resource busy",
-                                 "No such device",
-                                 "Invalid argument",
-                                 "Timer expired",
-                                 "Checksum mismatch"};
-constexpr int kCalWordCount = int(sizeof(kCalWords) / sizeof(kCalWords[0]));
-constexpr int kCalTodo = 1, kCalBusy = 9, kCalNoDevice = 10, kCalInvalid = 11;
-} // namespace
-
-const char* CalibrationWord(int code) {
-    if (code < 0) code = -code;
-    return code < kCalWordCount ? kCalWords[code] : "Unknown error";
-}
-
-int CalibrationCode(const std::string& word) {
-    for (int i = 0; i < kCalWordCount; ++i)
-        if (word == kCalWords[i]) return i;
-    return -1;
-}
-
 Instrument::Instrument(Profile profile, InstrumentTree tree, FaultPlan faults)
     : profile_(std::move(profile)), tree_(std::move(tree)), faults_(std::move(faults)),
-      calFaultCode_(std::max(0, CalibrationCode(profile_.calibrationFault))) {
-    hostAnchorMs_ = deviceAnchorMs_ = QDateTime::currentMSecsSinceEpoch();
+      calibration_(profile_.serial, faults_, std::max(0, CalibrationCode(profile_.calibrationFault)),
+                   tree_.root() + "/flashdrive0/cal/calibration.txt") {
+    hostAnchorMs_ = deviceAnchorMs_ = bootMs_ = QDateTime::currentMSecsSinceEpoch();
     supply_ = std::make_unique<SupplySynth>(profile_.supply, uint64_t(now()) * 1000000000ull);
-    startedMs_ = hostAnchorMs_;
     capture_ = std::make_unique<PacketCapture>(*this);
 }
 
 Instrument::~Instrument() = default;
-
-uint64_t Instrument::upSeconds() const {
-    return uint64_t(std::max<int64_t>(0, QDateTime::currentMSecsSinceEpoch() - startedMs_) / 1000);
-}
 
 uint8_t Instrument::generation() const {
     TFerroFW fw;
@@ -88,6 +54,17 @@ void Instrument::setNow(uint32_t utcSeconds) {
     deviceAnchorMs_ = int64_t(utcSeconds) * 1000;
 }
 
+int64_t Instrument::upTimeSeconds() const {
+    return (QDateTime::currentMSecsSinceEpoch() - bootMs_) / 1000;
+}
+
+void Instrument::takeNtpOffset(int64_t offsetMs) {
+    deviceAnchorMs_ = int64_t(nowNs() / 1000000ull) + offsetMs;
+    hostAnchorMs_ = QDateTime::currentMSecsSinceEpoch();
+    ntpOffsetMs_ = offsetMs;
+    ++ntpReplies_;
+}
+
 void Instrument::setTimeScale(double k) {
     deviceAnchorMs_ = int64_t(nowNs() / 1000000ull);
     hostAnchorMs_ = QDateTime::currentMSecsSinceEpoch();
@@ -111,34 +88,6 @@ void Instrument::pressKey(const std::string& key) {
     if (key == "enter") displayDetails_ = !displayDetails_;
 }
 
-int Instrument::calOpen(double frequency) {
-    if (calOpen_) return kCalBusy;
-    if (frequency != 50.0 && frequency != 60.0) return kCalInvalid;
-    calOpen_ = true;
-    calSteps_ = 0;
-    return 0;
-}
-
-int Instrument::calStep(char quantity, double reference) {
-    if (!calOpen_) return kCalTodo;
-    if ((quantity != 'U' && quantity != 'I') || reference < 0) return kCalInvalid;
-    ++calSteps_;
-    return calFaultCode_;
-}
-
-int Instrument::calState(int channel, int kind) {
-    if (channel < 1 || channel > 8 || kind < 0 || kind > 1) return kCalNoDevice;
-    if (calSteps_ < 4) return kCalTodo;
-    return calFaultCode_;
-}
-
-int Instrument::calClose(int store) {
-    if (!calOpen_ && store) return kCalTodo;
-    calOpen_ = false;
-    calSteps_ = 0;
-    return 0;
-}
-
 std::string Instrument::triggerRecording() {
     if (!recordTrigger_) {
         log("recording trigger ignored: no recorder");
@@ -151,6 +100,8 @@ std::string Instrument::triggerRecording() {
 
 void Instrument::requestRestart() {
     log("restart");
+    calibration_.reset();
+    bootMs_ = QDateTime::currentMSecsSinceEpoch();
     if (onRestart) onRestart();
 }
 

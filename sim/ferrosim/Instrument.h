@@ -2,6 +2,7 @@
 // The simulated instrument as all sessions share it: profile, disk, clock, log, calibration and the
 // few values that Lua commands change.
 
+#include "ferrosim/Calibration.h"
 #include "ferrosim/FaultPlan.h"
 #include "ferrosim/InstrumentTree.h"
 #include "ferrosim/Profile.h"
@@ -25,10 +26,6 @@ struct LinkInfo {
     bool open = false;
 };
 
-// Error words of the calibration, indexed by the code that pq.cal* return.
-const char* CalibrationWord(int code);
-int CalibrationCode(const std::string& word);
-
 class Instrument {
 public:
     Instrument(Profile profile, InstrumentTree tree, FaultPlan faults);
@@ -50,6 +47,10 @@ public:
     // The same in nanoseconds.
     uint64_t nowNs() const;
     void setNow(uint32_t utcSeconds);
+    // Moves the clock by an offset that the NTP tunnel measured, and keeps it for uti.stat().
+    void takeNtpOffset(int64_t offsetMs);
+    int64_t ntpOffsetMs() const { return ntpOffsetMs_; }
+    int ntpReplies() const { return ntpReplies_; }
     // The device clock runs `k` times as fast as the host's from now on (recordings grow faster).
     void setTimeScale(double k);
 
@@ -61,11 +62,9 @@ public:
     bool displayDetails() const { return displayDetails_; }
     void pressKey(const std::string& key);
 
-    // Calibration state machine: the answers are codes of CalibrationWord().
-    int calOpen(double frequency);
-    int calStep(char quantity, double reference);
-    int calState(int channel, int kind);
-    int calClose(int store);
+    Calibration& calibration() { return calibration_; }
+    // Seconds since the start or the last restart.
+    int64_t upTimeSeconds() const;
 
     // Starts a manual recording: a small file below rec/rec.
     // Writes a disturbance recording now through the recorder; "" when there is none.
@@ -78,8 +77,6 @@ public:
     PacketCapture& capture() { return *capture_; }
     // The open connections, as the server knows them (empty without a server).
     std::function<std::vector<LinkInfo>()> links;
-    // Seconds since the instrument started.
-    uint64_t upSeconds() const;
 
     // Asks every session to drop its connection (soft reset, firmware update).
     void requestRestart();
@@ -99,12 +96,11 @@ private:
     double scale_ = 1.0;
     int displayPage_ = 0;
     bool displayDetails_ = false;
-    bool calOpen_ = false;
-    int calSteps_ = 0;
-    // What the calibration steps answer with instead of "No Error" (the profile's fault word; 0: none).
-    int calFaultCode_ = 0;
+    int64_t ntpOffsetMs_ = 0;
+    int ntpReplies_ = 0;
+    Calibration calibration_;
+    int64_t bootMs_ = 0;
     std::function<std::string(uint64_t nowNs)> recordTrigger_;
-    int64_t startedMs_ = 0;
     std::unique_ptr<PacketCapture> capture_;
 };
 

@@ -52,20 +52,24 @@ int pqTriggerRec(lua_State* L) {
     return 1;
 }
 int pqCalOpen(lua_State* L) {
-    return calAnswer(L, inst(L).calOpen(luaL_checknumber(L, 1)));
+    return calAnswer(L, inst(L).calibration().open(luaL_checknumber(L, 1)));
 }
 int pqCalU(lua_State* L) {
-    return calAnswer(L, inst(L).calStep('U', luaL_checknumber(L, 1)));
+    return calAnswer(L, inst(L).calibration().step('U', luaL_checknumber(L, 1)));
 }
 int pqCalI(lua_State* L) {
-    return calAnswer(L, inst(L).calStep('I', luaL_checknumber(L, 1)));
+    return calAnswer(L, inst(L).calibration().step('I', luaL_checknumber(L, 1)));
 }
 int pqCalState(lua_State* L) {
     int ch = int(luaL_checkinteger(L, 1)), kind = int(luaL_optinteger(L, 2, 0));
-    return calAnswer(L, inst(L).calState(ch, kind), "Calibration ok");
+    return calAnswer(L, inst(L).calibration().state(ch, kind), "Calibration ok");
 }
 int pqCalClose(lua_State* L) {
-    return calAnswer(L, inst(L).calClose(int(luaL_optinteger(L, 1, 0))));
+    Instrument& in = inst(L);
+    const QString when = QDateTime::fromSecsSinceEpoch(in.now(), Qt::UTC).toString(Qt::ISODate);
+    int code = in.calibration().close(int(luaL_optinteger(L, 1, 0)), when.toStdString());
+    if (code == 0 && luaL_optinteger(L, 1, 0)) in.log("calibration stored");
+    return calAnswer(L, code);
 }
 
 int countFiles(const std::string& dir, const std::string& contains) {
@@ -205,7 +209,7 @@ int utiStat(lua_State* L) {
     setField(L, "plant", p.plant);
     setField(L, "fieldName", p.bay);
     setField(L, "deviceName", p.device);
-    setField(L, "upTime", lua_Integer(in.upSeconds()));
+    setField(L, "upTime", lua_Integer(in.upTimeSeconds()));
     lua_newtable(L);
     setField(L, "major", (p.firmware >> 24) & 0xFF);
     setField(L, "minor", (p.firmware >> 16) & 0xFF);
@@ -226,7 +230,14 @@ int utiStat(lua_State* L) {
     setField(L, "lastsync", lua_Integer(now) - lua_Integer(now % std::max<uint32_t>(1, p.timeSet.ntpcycle)));
     setField(L, "quality", ntpServers > 0 ? 1200000 : 0);
     setField(L, "signal", ntpServers > 0 ? 1 : 0);
+    lua_newtable(L); // what the NTP tunnel measured last
+    setField(L, "offsetMs", lua_Integer(in.ntpOffsetMs()));
+    setField(L, "replies", lua_Integer(in.ntpReplies()));
+    lua_setfield(L, -2, "tunnel");
     lua_setfield(L, -2, "time");
+    lua_newtable(L);
+    setField(L, "date", in.calibration().storedDate());
+    lua_setfield(L, -2, "calibration");
 
     hostDrive(L, "flashdrive0", in.tree().root());
     driveTable(L, "ramdrive0", 64ull << 20, treeBytes(in.tree().root() + "/ramdrive0"));
@@ -237,7 +248,7 @@ int utiStat(lua_State* L) {
 
     const std::vector<LinkInfo> links = in.links ? in.links() : std::vector<LinkInfo>();
     lua_newtable(L);
-    setField(L, "ferrosim", oneDecimal(ownCpuPercent(in.upSeconds())));
+    setField(L, "ferrosim", oneDecimal(ownCpuPercent(uint64_t(in.upTimeSeconds()))));
     setField(L, "system", oneDecimal(systemLoadPercent()));
     setField(L, "ccci", oneDecimal(std::min<double>(100.0, 2.5 * double(links.size()))));
     lua_setfield(L, -2, "sysLoad");

@@ -1,7 +1,5 @@
 #include "ferrosim/NtpTunnel.h"
 
-#include <QDateTime>
-
 namespace ferro::sim {
 
 namespace {
@@ -16,14 +14,18 @@ void putBE32(uint8_t* p, uint32_t v) {
 uint32_t getBE32(const uint8_t* p) {
     return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | uint32_t(p[3]);
 }
-int64_t ntpToUnixMs(const uint8_t* p) {
-    uint64_t sec = getBE32(p), frac = getBE32(p + 4);
-    return int64_t(sec - kNtpToUnix) * 1000 + int64_t((frac * 1000) >> 32);
+// NTP seconds wrap every 136 years; the era is the one nearest to the device's own time.
+int64_t ntpToUnixMs(const uint8_t* p, int64_t nearMs) {
+    int64_t sec = int64_t(getBE32(p)) - int64_t(kNtpToUnix), frac = getBE32(p + 4);
+    const int64_t era = int64_t(1) << 32;
+    int64_t d = nearMs / 1000 - sec + era / 2;
+    sec += (d >= 0 ? d / era : -((-d + era - 1) / era)) * era;
+    return sec * 1000 + ((frac * 1000) >> 32);
 }
 } // namespace
 
-NtpTunnel::NtpTunnel(int periodMs, SendRequest send)
-    : timer_(std::make_unique<QTimer>()), send_(std::move(send)) {
+NtpTunnel::NtpTunnel(int periodMs, SendRequest send, DeviceClock clock)
+    : timer_(std::make_unique<QTimer>()), send_(std::move(send)), clock_(std::move(clock)) {
     timer_->setInterval(periodMs > 50 ? periodMs : 50);
     QObject::connect(timer_.get(), &QTimer::timeout, [this] { send_(requestPacket()); });
 }
@@ -40,17 +42,21 @@ void NtpTunnel::close() {
 std::vector<uint8_t> NtpTunnel::requestPacket() {
     std::vector<uint8_t> p(48, 0);
     p[0] = 0x23; // leap 0, version 4, mode 3 (client)
-    int64_t ms = QDateTime::currentMSecsSinceEpoch();
+    int64_t ms = lastSentMs_ = clock_();
     putBE32(p.data() + 40, uint32_t(uint64_t(ms / 1000) + kNtpToUnix));
     putBE32(p.data() + 44, uint32_t((uint64_t(ms % 1000) << 32) / 1000));
     return p;
 }
 
 bool NtpTunnel::acceptReply(const uint8_t* packet48) {
-    const uint8_t* stamp = packet48 + 40;
-    if (getBE32(stamp) == 0) stamp = packet48 + 32;
-    if (getBE32(stamp) == 0) return false;
-    lastOffsetMs_ = ntpToUnixMs(stamp) - QDateTime::currentMSecsSinceEpoch();
+    const int64_t arrived = clock_();
+    const uint8_t* transmit = packet48 + 40;
+    if (getBE32(transmit) == 0) transmit = packet48 + 32;
+    if (getBE32(transmit) == 0 || (packet48[0] & 7) != 4) return false;
+    const uint8_t* receive = getBE32(packet48 + 32) ? packet48 + 32 : transmit;
+    const int64_t t1 = getBE32(packet48 + 24) ? ntpToUnixMs(packet48 + 24, arrived) : lastSentMs_;
+    const int64_t t2 = ntpToUnixMs(receive, arrived), t3 = ntpToUnixMs(transmit, arrived);
+    lastOffsetMs_ = ((t2 - t1) + (t3 - arrived)) / 2;
     return lastOffsetMs_ > -kMaxOffsetMs && lastOffsetMs_ < kMaxOffsetMs;
 }
 

@@ -411,22 +411,24 @@ void Session::lua(const ccc_head_t& req, const std::vector<uint8_t>& frame) {
 
 void Session::ntp(const ccc_head_t& req, const std::vector<uint8_t>& frame) {
     if (!ntp_) {
-        ntp_ = std::make_unique<NtpTunnel>(instrument_.profile().ntpRequestMs,
-                                           [this](const std::vector<uint8_t>& pk) {
-                                               ccc_head_t h;
-                                               h.Cmd = CmdNTP;
-                                               h.Priv = 1;
-                                               h.ExtCmd = 2;
-                                               h.Ver = ver_;
-                                               h.FTPNAK = CFlagGZ;
-                                               h.SN = instrument_.profile().serial;
-                                               MemStream f = frames::WithPayload(h, pk.data(), pk.size());
-                                               // Never inside a file frame: it waits for its end.
-                                               if (out_)
-                                                   pendingNtp_ = f.bytes();
-                                               else
-                                                   write(f.data(), f.size());
-                                           });
+        ntp_ = std::make_unique<NtpTunnel>(
+            instrument_.profile().ntpRequestMs,
+            [this](const std::vector<uint8_t>& pk) {
+                ccc_head_t h;
+                h.Cmd = CmdNTP;
+                h.Priv = 1;
+                h.ExtCmd = 2;
+                h.Ver = ver_;
+                h.FTPNAK = CFlagGZ;
+                h.SN = instrument_.profile().serial;
+                MemStream f = frames::WithPayload(h, pk.data(), pk.size());
+                // Never inside a file frame: it waits for its end.
+                if (out_)
+                    pendingNtp_ = f.bytes();
+                else
+                    write(f.data(), f.size());
+            },
+            [this] { return int64_t(instrument_.nowNs() / 1000000ull); });
     }
     switch (req.ExtCmd) {
     case 0:
@@ -442,9 +444,11 @@ void Session::ntp(const ccc_head_t& req, const std::vector<uint8_t>& frame) {
     case 3:
         // The client's answer to our request: no reply of ours follows.
         if (frame.size() < CHeadSize + frames::CNtpPacketSize) return log("ntp reply too short");
-        if (ntp_->acceptReply(frame.data() + CHeadSize))
+        if (ntp_->acceptReply(frame.data() + CHeadSize)) {
+            // The device takes the computer's time: its clock moves by the offset it measured.
+            instrument_.takeNtpOffset(ntp_->lastOffsetMs());
             log(Fmt("ntp reply, offset %lld ms", (long long)ntp_->lastOffsetMs()));
-        else
+        } else
             log(Fmt("ntp reply rejected, offset %lld ms", (long long)ntp_->lastOffsetMs()));
         return;
     default:

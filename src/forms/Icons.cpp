@@ -47,6 +47,8 @@ const char* ThemeName(TIconKind kind) {
         return "drive-removable-media";
     case TIconKind::Network:
         return "network-wired";
+    case TIconKind::Calibration:
+        return "";
     }
     return "";
 }
@@ -212,6 +214,24 @@ void DrawRefresh(QPainter& p, double s) {
     p.drawPolygon(head);
 }
 
+// A dial with its needle on the mark.
+void DrawCalibration(QPainter& p, double s) {
+    const QColor c(0x8B, 0x45, 0x13);
+    p.setPen(QPen(c, s * 0.08, Qt::SolidLine, Qt::RoundCap));
+    p.setBrush(Qt::NoBrush);
+    p.drawArc(QRectF(s * 0.1, s * 0.2, s * 0.8, s * 0.8), 20 * 16, 140 * 16);
+    for (int k = 0; k < 5; ++k) {
+        const double a = (160.0 - k * 35.0) * M_PI / 180.0;
+        p.drawLine(QPointF(s * 0.5 + std::cos(a) * s * 0.3, s * 0.6 - std::sin(a) * s * 0.3),
+                   QPointF(s * 0.5 + std::cos(a) * s * 0.4, s * 0.6 - std::sin(a) * s * 0.4));
+    }
+    p.setPen(QPen(QColor(0xC0, 0, 0), s * 0.08, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(QPointF(s * 0.5, s * 0.62), QPointF(s * 0.5, s * 0.26));
+    p.setPen(Qt::NoPen);
+    p.setBrush(c);
+    p.drawEllipse(QPointF(s * 0.5, s * 0.62), s * 0.07, s * 0.07);
+}
+
 void DrawSerial(QPainter& p, double s) {
     p.setPen(QPen(QColor(0x44, 0x44, 0x44), s * 0.05));
     p.setBrush(QColor(0xB0, 0xB8, 0xC4));
@@ -298,6 +318,9 @@ QPixmap DrawnIcon(TIconKind kind, int size) {
         break;
     case TIconKind::Network:
         DrawNetwork(p, s);
+        break;
+    case TIconKind::Calibration:
+        DrawCalibration(p, s);
         break;
     }
     return pm;

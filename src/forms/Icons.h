@@ -25,7 +25,8 @@ enum class TIconKind {
     User,
     Refresh,
     Serial,
-    Network
+    Network,
+    Calibration
 };
 
 // The theme icon for `kind` or the drawn fallback.

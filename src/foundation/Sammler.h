@@ -35,7 +35,8 @@ enum TDirectKind : uint8_t {
     dkmassflash,
     dkstatus,
     dkInitSSH,
-    dkUserSetup
+    dkUserSetup,
+    dkcalib
 };
 enum TWorkStatus : uint8_t { WorkBegin, WorkWorking, WorkEnd };
 enum TDevType : uint8_t { devtypNone, devtypFerro, devtypFerroDE, devtypQuartz, devtypFerroNimbus };

@@ -4,6 +4,7 @@
 
 #include "foundation/Clock.h"
 #include "foundation/Format.h"
+#include "link/Ntp.h"
 #include "link/XmlNames.h"
 
 #include <cstdio>
@@ -133,6 +134,27 @@ void TComUnit::NTPCommand(MemStream& Stream) {
         FNTPTunnelActive = false;
         WriteLog("NTP TUNNEL Close", true);
         break;
+    case 2: {
+        // The road of a request that the link thread did not answer itself (SSH).
+        WriteLog("NTP Request");
+        uint8_t packet[CNtpPacketSize] = {};
+        if (FHead.Size >= CHeadSize + CNtpPacketSize) {
+            Stream.setPosition(CHeadSize);
+            Stream.read(packet, CNtpPacketSize);
+        }
+        FillNTP(packet);
+        ccc_head_t h = MakeHead(CmdNTP, 1, 3);
+        MemStream reply = frames::NtpReply(h, packet);
+        WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x", "CCC_TUNNEL_NTP_REPLY", h.Cmd, h.Priv,
+                     h.ExtCmd, h.FTPNAK),
+                 true);
+        SendCommandStream(reply, false);
+        // The request is no answer: a command under way keeps waiting for its own.
+        FReplyNotFinal = true;
+        FLastCmd = clock().nowMs();
+        WriteLog("NTP Answer");
+        break;
+    }
     default:
         break;
     }

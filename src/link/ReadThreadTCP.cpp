@@ -168,6 +168,10 @@ void TIdReadThreadTCP::handOver(std::shared_ptr<MemStream> copy) {
 
 void TIdReadThreadTCP::serveNtp(const uint8_t* frame, size_t size) {
     if (size < CHeadSize + CNtpPacketSize || !FIsconnected) return;
+    if (!ServesNtpOnThread()) {
+        handOver(frame, size); // the main thread answers through the command list's link
+        return;
+    }
     ccc_head_t req = ccc_head_t::decode(frame);
     uint8_t packet[CNtpPacketSize];
     std::memcpy(packet, frame + CHeadSize, CNtpPacketSize);

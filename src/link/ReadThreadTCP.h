@@ -29,6 +29,8 @@ public:
     virtual void ReadData();
     virtual void DoHardDisconnect() {}
     virtual void HandleNTPSendAnswer(MemStream& Stream) = 0;
+    // Whether an NTP request is answered right here on the link thread.
+    virtual bool ServesNtpOnThread() const { return true; }
     virtual void Clearbuffer();
     virtual void SetConParams(const std::string& IP, int Port, int BoundPort);
     virtual void DoConnect() = 0;

@@ -20,6 +20,7 @@ public:
     void ReadData() override;
     // Requests over SSH are served on the main thread only.
     void HandleNTPSendAnswer(MemStream&) override {}
+    bool ServesNtpOnThread() const override { return false; }
     void DoConnect() override;
     void DoDisconnect(bool Notify) override;
 

@@ -337,3 +337,31 @@ TEST(ThreadFailure, ShowsConnectionLossAndRequestsClose) {
     EXPECT_EQ(closes, 1);
     EXPECT_TRUE(t.logged("Request Close"));
 }
+
+TEST(NtpTunnel, OpenRequestOnTheMainThreadPathAndClose) {
+    LinkFixture t;
+    t.openSession();
+    t.feed(Frame(9, 1, 0, {}));
+    EXPECT_TRUE(t.link.FNTPTunnelActive);
+    EXPECT_NE(std::find(t.memoLines.begin(), t.memoLines.end(), "NTP Tunnel Open"), t.memoLines.end());
+    // A request that the link thread handed on (SSH) is answered here, with the link's head.
+    std::vector<uint8_t> packet(48, 0);
+    packet[0] = 0x23;
+    auto request = Frame(9, 1, 2, packet);
+    MemStream m(request.data(), request.size());
+    const size_t sent = t.link.Sent.size();
+    t.link.ReadData(m);
+    ASSERT_EQ(t.link.Sent.size(), sent + 1);
+    const auto& reply = t.link.Sent.back().bytes;
+    const ccc_head_t h = t.link.Sent.back().head();
+    EXPECT_EQ(h.Cmd, 9);
+    EXPECT_EQ(h.ExtCmd, 3);
+    EXPECT_EQ(h.Size, 68u);
+    EXPECT_EQ(h.SN, t.link.FSN);
+    const uint32_t secs =
+        uint32_t(reply[60]) << 24 | uint32_t(reply[61]) << 16 | uint32_t(reply[62]) << 8 | reply[63];
+    EXPECT_EQ(secs, uint32_t(t.clock.nowMs() / 1000 + 2208988800LL)) << "the computer's time, era 0";
+    EXPECT_TRUE(t.loggedContaining("Sending CCC_TUNNEL_NTP_REPLY CMD: 9 Priv: 1 ExtCmd: 3"));
+    t.feed(Frame(9, 1, 1, {}));
+    EXPECT_FALSE(t.link.FNTPTunnelActive);
+}

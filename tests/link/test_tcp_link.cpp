@@ -9,7 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <mutex>
 #include <thread>
 
@@ -213,4 +215,38 @@ TEST(TcpLink, ACanceledConnectEndsAtOnceInsteadOfWaitingOutItsTimeOut) {
         EXPECT_FALSE(link.IsConnected());
         EXPECT_EQ(link.ConnectError(), "Verbindungsaufbau abgebrochen") << (ssh ? "ssh" : "tcp");
     }
+}
+
+TEST(TcpLink, AnNtpRequestBehindAnotherFrameIsAnsweredOnTheLinkThreadWithTheComputersTime) {
+    FakeInstrument dev;
+    std::vector<uint8_t> packet(48, 0);
+    packet[0] = 0x23;                                 // version 4, client
+    const uint8_t sent[8] = {1, 2, 3, 4, 5, 6, 7, 8}; // the instrument's transmit stamp
+    std::copy(sent, sent + 8, packet.begin() + 40);
+    dev.ntpBehindIdentity = Frame(9, 1, 2, packet, 4);
+    TTCPComUnit link(false);
+    bool done = false;
+    link.FOnConnDone = [&](TSender, bool ok) { done = ok; };
+    link.SetIPAndPort("127.0.0.1", dev.port(), 0);
+    link.DoConnect();
+    ASSERT_TRUE(WaitFor([&] { return done; }));
+    std::vector<uint8_t> reply;
+    ASSERT_TRUE(WaitFor([&] {
+        for (const auto& f : dev.received())
+            if (f[0] == 9) reply = f;
+        return !reply.empty();
+    }));
+    ASSERT_EQ(reply.size(), 68u);
+    EXPECT_EQ(reply[2], 3);  // ExtCmd
+    EXPECT_EQ(reply[1], 1);  // Priv
+    EXPECT_EQ(reply[6], 4);  // flags
+    EXPECT_EQ(reply[16], 0); // the thread's sequence counter
+    const uint8_t* ntp = reply.data() + 20;
+    EXPECT_EQ(ntp[0], 0x24) << "version 4, server";
+    EXPECT_EQ(ntp[1], 1) << "stratum";
+    EXPECT_TRUE(std::equal(sent, sent + 8, ntp + 24)) << "our stamp comes back as the originate time";
+    const uint64_t secs =
+        uint64_t(ntp[40]) << 24 | uint64_t(ntp[41]) << 16 | uint64_t(ntp[42]) << 8 | ntp[43];
+    const int64_t unix = int64_t(secs) - 2208988800LL;
+    EXPECT_LE(std::llabs(unix - int64_t(std::time(nullptr))), 2);
 }

@@ -282,3 +282,32 @@ TEST(SimLua, CalibrationFaultFromTheProfileIsAnswered) {
     EXPECT_EQ(runLua(c, "pq.calOpen(60.000)").out, "No Error\n");
     EXPECT_EQ(runLua(c, "print(pq.calI(0))").out, "Calibration quantity fluctuation\n7\n");
 }
+
+TEST(SimLua, CalibratorFaultsAnswerWithTheirWordsAndAGoodCalibrationIsStored) {
+    const std::pair<const char*, const char*> faults[] = {{"cal-busy", "Device or resource busy\n"},
+                                                          {"cal-range", "Magnitude out of range\n"},
+                                                          {"cal-fluct", "Calibration quantity fluctuation\n"},
+                                                          {"cal-freq", "Frequency tolerance violation\n"}};
+    for (const auto& [fault, word] : faults) {
+        Sim sim(fault);
+        RawClient c(sim.port());
+        c.openPlain();
+        std::string out = runLua(c, "pq.calOpen(50.000)").out;
+        if (out == "No Error\n") out = runLua(c, "pq.calU(100.000)").out;
+        EXPECT_EQ(out, word) << fault;
+    }
+    Sim sim;
+    RawClient c(sim.port());
+    c.openPlain();
+    for (const char* line : {"pq.calOpen(50.000)", "pq.calU(0)", "pq.calI(0)"})
+        runLua(c, line);
+    EXPECT_EQ(runLua(c, "pq.calU(130.000)").out, "Magnitude out of range\n")
+        << "the reference is far off the signal";
+    EXPECT_EQ(runLua(c, "pq.calU(100.500)").out, "No Error\n");
+    EXPECT_EQ(runLua(c, "pq.calI(5.000)").out, "No Error\n");
+    EXPECT_EQ(runLua(c, "pq.calState(1,0)").out, "Calibration failed\n") << "corrected to a wrong reference";
+    EXPECT_EQ(runLua(c, "pq.calState(5,0)").out, "Calibration ok\n");
+    EXPECT_EQ(runLua(c, "print(uti.stat().calibration.date)").out, "\n");
+    EXPECT_EQ(runLua(c, "pq.calClose(1)").out, "No Error\n");
+    EXPECT_NE(runLua(c, "print(uti.stat().calibration.date)").out.find("T"), std::string::npos);
+}

@@ -60,7 +60,7 @@ TEST(SimNtp, OpenTunnelSendsRequestsAndChecksRepliesUntilClosed) {
     EXPECT_FALSE(c.frame(extra, 600));
     std::string log = str(c.request(plain(5, 0, 0x22)).bytes);
     EXPECT_NE(log.find("ntp reply, offset"), std::string::npos);
-    EXPECT_NE(log.find("ntp reply rejected, offset -3600"), std::string::npos);
+    EXPECT_NE(log.find("ntp reply rejected, offset -3"), std::string::npos);
 }
 
 TEST(SimNtp, RequestsDueDuringAFileWaitForTheEndOfItsFrame) {

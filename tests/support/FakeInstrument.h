@@ -73,6 +73,8 @@ public:
         return received_;
     }
     uint32_t revision = 20000;
+    // An NTP request of the instrument, sent in the same segment right behind the identity.
+    std::vector<uint8_t> ntpBehindIdentity;
 
 private:
     void serve() {
@@ -127,6 +129,8 @@ private:
         if (req[0] == 1 && req[2] != 0xFF) reply = SessionReply(5);
         if (req[0] == 2 && req[2] == 1)
             reply = IdentityAll(777, 2400512, revision, "Umspannwerk", "Feld 3", "PQ1");
+        if (req[0] == 2 && req[2] == 1)
+            reply.insert(reply.end(), ntpBehindIdentity.begin(), ntpBehindIdentity.end());
         if (req[0] == 2 && req[2] == 0) reply = Frame(2, 0, 0, std::vector<uint8_t>(12));
         if (!reply.empty()) ::send(client, reply.data(), reply.size(), MSG_NOSIGNAL);
     }
