@@ -55,6 +55,7 @@ void PrintUsage(std::FILE* to) {
                "                        Name, Größe in Bytes, Beginn, Ende (UTC)\n"
                "  get rec|evt NAME      nach --data-dir/<Seriennummer>/Recorder bzw. Event laden;\n"
                "                        eine angefangene Datei wird fortgesetzt\n"
+               "    [--deadline SEKUNDEN] die Übertragung nach so vielen Sekunden abbrechen\n"
                "  stream KLASSE [--count N] [--csv]\n"
                "                        Live-Blöcke einer Datenklasse als CSV, eine Zeile je Block;\n"
                "                        KLASSE: 10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc\n"
@@ -106,7 +107,7 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
         // Options may also follow the command; what is not an option is an argument.
         // The options of one command stay with its arguments.
         const bool commandOption = a == "--count" || a == "--csv" || a == "--comtrade" || a == "--columns" ||
-                                   a == "--setup" || a == "--level" || a == "--send";
+                                   a == "--setup" || a == "--level" || a == "--send" || a == "--deadline";
         if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || commandOption)) {
             out.args.push_back(a);
             continue;

@@ -71,6 +71,9 @@ bool FaultPlan::parse(const std::string& list, std::string& error) {
             ok = garbage_ = true;
         } else if (kind == "badsize" && f.size() == 1) {
             ok = badSize_ = true;
+        } else if (kind == "strayhead" && f.size() == 2) {
+            ok = number(f[1], 255, a);
+            strayHead_ = int(a);
         } else if (kind == "limit" && f.size() == 2) {
             ok = number(f[1], 1000, a);
             limit_ = int(a);

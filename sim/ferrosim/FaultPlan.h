@@ -7,6 +7,8 @@
 //   cut:BYTES                 close the connection after BYTES payload bytes of a file transfer
 //   garbage                   send garbage bytes right after the session reply
 //   badsize                   send a head announcing an absurd Size right after the session reply
+//   strayhead:CMD             once per connection, after the first reply to a CMD request, send a
+//                             plausible head (1 MiB announced) and nothing of its frame
 //   limit:N                   allow N simultaneous connections instead of the profile's limit
 
 #include <cstdint>
@@ -33,6 +35,8 @@ public:
     int64_t cutBytes() const { return cutBytes_; }
     bool garbage() const { return garbage_; }
     bool badSize() const { return badSize_; }
+    // The command group after whose first reply a stray head follows; -1: none.
+    int strayHeadAfter() const { return strayHead_; }
     int connectionLimit() const { return limit_; }
 
 private:
@@ -46,6 +50,7 @@ private:
     int64_t cutBytes_ = -1;
     bool garbage_ = false;
     bool badSize_ = false;
+    int strayHead_ = -1;
     int limit_ = -1;
 };
 

@@ -6,7 +6,7 @@ namespace ferro::sim {
 
 const char* SimOptions::usage() {
     return "usage: ferrosim --root DIR [--port N] [--ssh-port N] [--ftp-port N] [--serial] [--faults LIST] "
-           "[--profile FILE] [--history-days N] [--time-scale K]";
+           "[--profile FILE] [--history-days N] [--time-scale K] [--exit-with-parent]";
 }
 
 bool SimOptions::parse(int argc, char** argv, std::string& error) {
@@ -18,6 +18,10 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
         }
         if (arg == "--serial") {
             serial = true;
+            continue;
+        }
+        if (arg == "--exit-with-parent") {
+            exitWithParent = true;
             continue;
         }
         std::string value;

@@ -14,9 +14,10 @@ struct SimOptions {
     bool help = false;
     int sshPort = -1; // -1: no SSH service; 0: a free port
     bool serial = false;
-    int ftpPort = -1;     // -1: no FTP server; 0: a free port
-    int historyDays = 7;  // history the recorder writes at the first start of a root
-    double timeScale = 1; // the device clock runs this many times as fast as the host's
+    bool exitWithParent = false; // SIGTERM when the process that started us ends
+    int ftpPort = -1;            // -1: no FTP server; 0: a free port
+    int historyDays = 7;         // history the recorder writes at the first start of a root
+    double timeScale = 1;        // the device clock runs this many times as fast as the host's
 
     // False with `error` (usage text included) on a bad command line.
     bool parse(int argc, char** argv, std::string& error);
