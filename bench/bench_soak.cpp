@@ -109,7 +109,10 @@ int main(int argc, char** argv) {
                                 : i % 2 == 0               ? TTransport::Tcp
                                                            : TTransport::Ssh;
         (line == TTransport::Serial ? serial : line == TTransport::Ssh ? ssh : tcp)++;
-        if (!cycle(sim, line, dir)) ++failed;
+        if (!cycle(sim, line, dir) && ++failed == 1) {
+            std::fprintf(stderr, "first failure in cycle %d\n", i + 1);
+            sim.keepLog();
+        }
         if (i + 1 == warmUp) {
             fdsSelf = openFds(self);
             fdsSim = openFds(sim.pid());
@@ -122,7 +125,9 @@ int main(int argc, char** argv) {
     // The simulator has seen every close by now; its log tells the connections it still holds.
     const std::string log = sim.log();
     const long held = long(count(log, "connected from")) - long(count(log, "] disconnected"));
-    const long fdGrowth = std::max(openFds(self) - fdsSelf, openFds(sim.pid()) - fdsSim);
+    const long fdSelf = openFds(self) - fdsSelf, fdSim = openFds(sim.pid()) - fdsSim;
+    const long fdGrowth = std::max(fdSelf, fdSim);
+    std::printf("descriptors after the warm-up: client %+ld, simulator %+ld\n", fdSelf, fdSim);
     const double rssGrowth =
         std::max((rssKiB(self) - rssSelf) / rssSelf, (rssKiB(sim.pid()) - rssSim) / rssSim) * 100.0;
     std::printf("%d cycles (%d TCP, %d SSH, %d serial) in %.1f s, %d failed, %ld connections held; "
