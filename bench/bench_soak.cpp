@@ -128,8 +128,10 @@ int main(int argc, char** argv) {
     const long fdSelf = openFds(self) - fdsSelf, fdSim = openFds(sim.pid()) - fdsSim;
     const long fdGrowth = std::max(fdSelf, fdSim);
     std::printf("descriptors after the warm-up: client %+ld, simulator %+ld\n", fdSelf, fdSim);
+    const double rssSelfEnd = rssKiB(self), rssSimEnd = rssKiB(sim.pid());
     const double rssGrowth =
-        std::max((rssKiB(self) - rssSelf) / rssSelf, (rssKiB(sim.pid()) - rssSim) / rssSim) * 100.0;
+        std::max((rssSelfEnd - rssSelf) / rssSelf, (rssSimEnd - rssSim) / rssSim) * 100.0;
+    std::printf("resident at the end: client %.0f KiB, simulator %.0f KiB\n", rssSelfEnd, rssSimEnd);
     std::printf("%d cycles (%d TCP, %d SSH, %d serial) in %.1f s, %d failed, %ld connections held; "
                 "after the warm-up of %d cycles: client %.0f KiB, simulator %.0f KiB resident\n",
                 cycles, tcp, ssh, serial, seconds, failed, held, warmUp, rssSelf, rssSim);
