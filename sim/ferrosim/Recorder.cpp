@@ -117,17 +117,18 @@ void Recorder::advance(uint64_t nowNs) {
         eventsDone_ = nowNs - std::min(history, kEventHistory);
         instrument_.log("recorder: " + std::to_string(history_ / kNs) + " s of history");
     } else {
-        // A clock set forward by more than a day (uti.setDateTime) is not filled record by record,
-        // which would hold the event loop for hours: the recordings go on in new files a day before.
+        // A clock set forward (uti.setDateTime) is not filled record by record, which would hold the
+        // event loop for hours: the recordings go on in new files ten minutes before the new time.
+        constexpr uint64_t catchUp = 600 * kNs;
         for (ClassState& s : classes_) {
             const uint64_t iv = IntervalNs(s.cls);
-            if (nowNs > s.next + kDay) {
-                s.next = (nowNs - kDay) / iv * iv + iv;
+            if (nowNs > s.next + catchUp + iv) {
+                s.next = (nowNs - catchUp) / iv * iv + iv;
                 s.path.clear();
             }
         }
-        inputsDone_ = std::max(inputsDone_, nowNs - std::min(nowNs, kDay));
-        eventsDone_ = std::max(eventsDone_, nowNs - std::min(nowNs, kEventHistory));
+        inputsDone_ = std::max(inputsDone_, nowNs - std::min(nowNs, catchUp));
+        eventsDone_ = std::max(eventsDone_, nowNs - std::min(nowNs, catchUp));
     }
     for (ClassState& s : classes_)
         advanceClass(s, nowNs);

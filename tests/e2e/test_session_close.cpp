@@ -35,9 +35,10 @@ const char* lineName(TTransport t) {
 }
 
 struct SessionRun {
-    std::unique_ptr<TDeviceSession> session;
     std::vector<std::string> log;
     int closed = 0, lost = 0;
+    // Last, so it goes first: a link that is torn down still logs into `log`.
+    std::unique_ptr<TDeviceSession> session;
 
     SessionRun(const SimProcess& sim, TTransport line) {
         TConnectionRec rec;
