@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the whole project with clang under AddressSanitizer and UndefinedBehaviorSanitizer into
 # ${ASAN_DIR:-build-asan} and runs the tests there; extra arguments go to ctest (e.g. -L link).
+# Any report of any process (tests and the programs they start) fails the run.
 # TARGETS="test_link test_gui" builds only those (and what they need).
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
@@ -19,9 +20,24 @@ else
   cmake --build "$ASAN_DIR" -j"${JOBS:-2}"
 fi
 export QT_QPA_PLATFORM=offscreen
+# Every process writes its reports to a file of its own here (tests, ferrosim, ferroctl), so a
+# report of a child that the test never looks at is not lost.
+REPORTS="$ASAN_DIR/sanitizer-reports"
+rm -rf "$REPORTS"
+mkdir -p "$REPORTS"
 # Qt and the system libraries keep a few allocations until exit; those are theirs, not ours.
 export LSAN_OPTIONS="suppressions=$ROOT/scripts/lsan.supp:print_suppressions=0"
-export ASAN_OPTIONS="abort_on_error=0:detect_stack_use_after_return=1"
-export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+export ASAN_OPTIONS="abort_on_error=0:detect_stack_use_after_return=1:log_path=$REPORTS/asan"
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1:log_path=$REPORTS/ubsan"
 cd "$ASAN_DIR"
-ctest --output-on-failure -j"${JOBS:-2}" --timeout 600 "$@"
+rc=0
+ctest --output-on-failure -j"${JOBS:-2}" --timeout 600 "$@" || rc=$?
+if compgen -G "$REPORTS/*" >/dev/null; then
+  for f in "$REPORTS"/*; do
+    echo "==== $f"
+    cat "$f"
+  done
+  echo "sanitize: $(ls "$REPORTS" | wc -l) report(s), see above"
+  exit 1
+fi
+exit "$rc"

@@ -55,6 +55,7 @@ void PrintUsage(std::FILE* to) {
                "                        Name, Größe in Bytes, Beginn, Ende (UTC)\n"
                "  get rec|evt NAME      nach --data-dir/<Seriennummer>/Recorder bzw. Event laden;\n"
                "                        eine angefangene Datei wird fortgesetzt\n"
+               "    [--deadline SEKUNDEN] die Übertragung nach so vielen Sekunden abbrechen\n"
                "  sync [--class KLASSE,...] [--events] [GERÄT ...]\n"
                "                        jede neue oder gewachsene Aufzeichnung (mit --events auch die\n"
                "                        Ereignisse) nach --data-dir laden, angefangene fortsetzen;\n"
@@ -137,7 +138,7 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
                                    a == "--setup" || a == "--level" || a == "--send" || a == "--backup" ||
                                    a == "--reboot-timeout" || a == "--json" || a == "--packets" ||
                                    a == "--time" || a == "--filter" || a == "--name" || a == "--out" ||
-                                   a == "--device" || a == "--class" || a == "--events";
+                                   a == "--device" || a == "--class" || a == "--events" || a == "--deadline";
         if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || commandOption)) {
             out.args.push_back(a);
             continue;

@@ -33,7 +33,8 @@ int RunList(const CliOptions& opt);
 // The instrument's listing of recordings or events; false when it did not come.
 bool FetchListing(ferro::TDeviceSession& session, bool events, std::vector<ferro::TListingEntry>& out);
 // Waits while a file keeps arriving (a minute without progress ends it); true when `done` was set.
-bool WaitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected);
+bool WaitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected, int64_t deadlineMs,
+                     uint64_t& seen);
 // Every new or grown file of one or many instruments into --data-dir.
 int RunSync(const CliOptions& opt);
 int RunGet(const CliOptions& opt);

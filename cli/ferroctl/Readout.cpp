@@ -2,11 +2,15 @@
 #include "Commands.h"
 
 #include "data/RecordingList.h"
+#include "foundation/Clock.h"
 #include "foundation/Format.h"
+#include "link/Messages.h"
 
 #include <QDateTime>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <unistd.h>
 
@@ -45,18 +49,24 @@ bool FetchListing(ferro::TDeviceSession& session, bool events, std::vector<ferro
         l.FRecOverview = take;
         l.SendNamed("CCC_READOUT_REC_LS");
     }
-    return session.WaitFor([&] { return done; }, 30000);
+    // A refused listing ends the wait at once, with the instrument's reason.
+    return session.WaitFor([&] { return done; }, 30000, ferro::CmdReadout);
 }
 
 // Waits while the file keeps arriving: gives up after a minute without progress, not after a fixed
-// time, so a large file over a slow line gets through. On a terminal the progress is shown.
-bool WaitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected) {
+// time, so a large file over a slow line gets through; `deadlineMs` (0: none) bounds the whole file,
+// for a line that drips. On a terminal the progress is shown. `seen` tells how far it came.
+bool WaitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected, int64_t deadlineMs,
+                     uint64_t& seen) {
     const ferro::TComUnit& link = session.Link();
     auto arrived = [&link]() -> uint64_t { return link.ReadArrived(); };
     const bool show = isatty(STDERR_FILENO);
-    uint64_t seen = 0;
+    const int64_t end = ferro::clock().nowMs() + deadlineMs;
+    seen = 0;
     while (!done) {
-        if (!session.WaitFor([&] { return done || arrived() != seen; }, 60000)) break;
+        int64_t wait = 60000;
+        if (deadlineMs > 0) wait = std::min<int64_t>(wait, end - ferro::clock().nowMs());
+        if (wait <= 0 || !session.WaitFor([&] { return done || arrived() != seen; }, int(wait))) break;
         seen = arrived();
         if (show && !done)
             std::fprintf(stderr, "\r%llu / %llu Bytes", static_cast<unsigned long long>(seen),
@@ -76,7 +86,7 @@ int RunList(const CliOptions& opt) {
     if (!session) return 1;
     std::vector<ferro::TListingEntry> list;
     if (!FetchListing(*session, events, list)) {
-        std::fprintf(stderr, "Die Liste ist nicht angekommen.\n");
+        std::fprintf(stderr, "Die Liste ist nicht angekommen.%s\n", LastReason(*session).c_str());
         return 1;
     }
     // Event names carry nanoseconds: the start keeps them (trailing zeros dropped, milliseconds at
@@ -97,18 +107,37 @@ int RunList(const CliOptions& opt) {
 }
 
 int RunGet(const CliOptions& opt) {
+    CliOptions plain = opt;
+    long deadlineS = 0;
+    for (size_t i = 0; i < plain.args.size(); ++i) {
+        if (plain.args[i] != "--deadline") continue;
+        char* endp = nullptr;
+        const std::string v = i + 1 < plain.args.size() ? plain.args[i + 1] : std::string();
+        deadlineS = std::strtol(v.c_str(), &endp, 10);
+        if (v.empty() || *endp || deadlineS < 1 || deadlineS > 86400) {
+            std::fprintf(stderr, "--deadline erwartet Sekunden (1 bis 86400)%s%s.\n",
+                         v.empty() ? "" : ", nicht ", v.c_str());
+            return 2;
+        }
+        plain.args.erase(plain.args.begin() + long(i), plain.args.begin() + long(i) + 2);
+        break;
+    }
     bool events = false;
-    if (!kindArg(opt, 2, events)) {
+    if (!kindArg(plain, 2, events)) {
         std::fprintf(stderr, "get erwartet rec oder evt und den Namen der Datei.\n");
         return 2;
     }
-    const std::string name = opt.args[1];
+    const std::string name = plain.args[1];
+    if (ferro::TRecordingList::LocalName(name).empty()) {
+        std::fprintf(stderr, "%s\n", ferro::Fmt(ferro::_SKeinDateiname, name.c_str()).c_str());
+        return 2;
+    }
     auto session = OpenSession(opt, true);
     if (!session) return 1;
     ferro::TComUnit& l = session->Link();
     std::vector<ferro::TListingEntry> list;
     if (!FetchListing(*session, events, list)) {
-        std::fprintf(stderr, "Die Liste ist nicht angekommen.\n");
+        std::fprintf(stderr, "Die Liste ist nicht angekommen.%s\n", LastReason(*session).c_str());
         return 1;
     }
     const ferro::TListingEntry* entry = nullptr;
@@ -120,6 +149,10 @@ int RunGet(const CliOptions& opt) {
     }
     const std::string local = (events ? l.FEvtDir : l.FRecDir) + ferro::TRecordingList::LocalName(name);
     std::error_code ec;
+    if (fs::exists(local, ec) && !fs::is_regular_file(local, ec)) {
+        std::fprintf(stderr, "%s ist keine Datei; %s wird nicht geladen.\n", local.c_str(), name.c_str());
+        return 1;
+    }
     uint64_t have = fs::exists(local, ec) ? fs::file_size(local, ec) : 0;
     if (have >= entry->Size && fs::exists(local, ec)) {
         std::printf("%s\n", local.c_str());
@@ -138,7 +171,24 @@ int RunGet(const CliOptions& opt) {
         done = true;
     });
     l.ManualTimer(nullptr);
-    if (!WaitForDownload(*session, done, entry->Size - have) || !reply.Ok) {
+    uint64_t seen = 0;
+    const bool arrived = WaitForDownload(*session, done, entry->Size - have, deadlineS * 1000, seen);
+    if (!arrived && deadlineS > 0 && session->Established()) {
+        // The frame in flight is dropped with the line; the local file stays as it was.
+        const uint64_t inFlight = seen > ferro::CHeadSize ? seen - ferro::CHeadSize : 0;
+        std::fprintf(stderr,
+                     "Die Übertragung von %s ist nach %ld s abgebrochen (--deadline): %llu von %llu Bytes "
+                     "angekommen, die lokale Datei hat weiter %llu Bytes.\n",
+                     name.c_str(), deadlineS, static_cast<unsigned long long>(have + inFlight),
+                     static_cast<unsigned long long>(entry->Size), static_cast<unsigned long long>(have));
+        // The request is given up: the session's end is not to wait behind its answer. A line that
+        // still drips is not waited for either.
+        l.FailPendingReplies(ferro::_SVerbindungBeendet);
+        l.ClearStreamAndBuffer();
+        session->CloseAndWait(2000);
+        return 1;
+    }
+    if (!arrived || !reply.Ok) {
         const std::string why = done ? " " + reply.Text : LastReason(*session);
         std::fprintf(stderr, "Die Übertragung von %s ist abgebrochen.%s\n", name.c_str(), why.c_str());
         return 1;

@@ -1,6 +1,7 @@
 // Opening a session from the command line, with questions answered on the terminal.
 #include "Commands.h"
 
+#include "foundation/Format.h"
 #include "link/Messages.h"
 
 #include <cstdio>
@@ -61,7 +62,12 @@ std::unique_ptr<ferro::TDeviceSession> OpenSession(const CliOptions& opt, bool m
     };
     session->FPresent = TerminalPresenter(opt.yes);
     if (!session->OpenAndWait(rec.ConnectTimeoutMs + 20000)) {
-        std::fprintf(stderr, "%s\n", session->LastError().Text.c_str());
+        const std::string& text = session->LastError().Text;
+        std::fprintf(stderr, "%s\n", text.c_str());
+        // A message of the instrument's refusal that names no code gets the code and its text.
+        const ferro::TRefusal& r = session->LastRefusal();
+        if (r.Code != 0 && text.find(ferro::Fmt("(Code %u)", r.Code)) == std::string::npos)
+            std::fprintf(stderr, "%s\n", r.Describe().c_str());
         return nullptr;
     }
     return session;

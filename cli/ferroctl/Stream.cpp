@@ -61,7 +61,8 @@ std::string columnName(const ferro::TFieldDef& f, uint32_t i) {
     std::string name = f.Name, unit = f.Unit;
     if (f.StrucTyp == ferro::stPolarkoordinaten && f.Count == 2) {
         const std::string suffix = " polar";
-        if (name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
+        if (name.size() > suffix.size() &&
+            name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
             name.erase(name.size() - suffix.size());
         name += i == 0 ? " Betrag" : " Winkel";
         if (i == 1) unit = ferro::CGrad;
@@ -168,13 +169,14 @@ int RunStream(const CliOptions& opt) {
     l.SendCommand("CCC_STREAM_START", ferro::CmdStream, 0, 1, ferro::CDataObj[obj]);
     l.ManualTimer(nullptr);
     // A block comes about once a second; give each a generous allowance.
-    bool ok = session->WaitFor([&] { return blocks >= count; }, 5000 + count * 3000);
+    // A refused stream ends the wait at once.
+    bool ok = session->WaitFor([&] { return blocks >= count; }, 5000 + count * 3000, ferro::CmdStream);
     l.FUpdateGrid = nullptr;
     // The session's end stops the stream first.
     session->CloseAndWait();
     if (!ok) {
-        std::fprintf(stderr, "Nur %d von %d Blöcken angekommen (%d nicht lesbar).%s\n", blocks, count, skipped,
-                     LastReason(*session).c_str());
+        std::fprintf(stderr, "Nur %d von %d Blöcken angekommen (%d nicht lesbar).%s\n", blocks, count,
+                     skipped, LastReason(*session).c_str());
         return 1;
     }
     return 0;

@@ -147,7 +147,8 @@ int SyncOne(const CliOptions& opt, const SyncArgs& args) {
                 done = true;
             });
             l.ManualTimer(nullptr);
-            const bool arrived = WaitForDownload(*session, done, e.Size - from) && reply.Ok;
+            uint64_t seen = 0;
+            const bool arrived = WaitForDownload(*session, done, e.Size - from, 0, seen) && reply.Ok;
             const uint64_t now = fs::exists(c.Path, ec) ? fs::file_size(c.Path, ec) : 0;
             // A file counts only when it is as long as listed; a shorter one is resumed next time.
             if (arrived && now >= e.Size) {

@@ -81,6 +81,9 @@ bool FaultPlan::parse(const std::string& list, std::string& error) {
         } else if (kind.rfind("cal-", 0) == 0 && f.size() == 1) {
             ok = kind == "cal-freq" || kind == "cal-fluct" || kind == "cal-range" || kind == "cal-busy";
             if (ok) calFaults_.push_back(kind.substr(4));
+        } else if (kind == "strayhead" && f.size() == 2) {
+            ok = number(f[1], 255, a);
+            strayHead_ = int(a);
         } else if (kind == "limit" && f.size() == 2) {
             ok = number(f[1], 1000, a);
             limit_ = int(a);

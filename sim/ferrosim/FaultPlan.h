@@ -7,6 +7,8 @@
 //   cut:BYTES                 close the connection after BYTES payload bytes of a file transfer
 //   garbage                   send garbage bytes right after the session reply
 //   badsize                   send a head announcing an absurd Size right after the session reply
+//   strayhead:CMD             once per connection, after the first reply to a CMD request, send a
+//                             plausible head (1 MiB announced) and nothing of its frame
 //   limit:N                   allow N simultaneous connections instead of the profile's limit
 //   cutup:BYTES               close the connection once BYTES of a scratchpad upload have arrived
 //   flipup                    every scratchpad upload is stored with one byte changed
@@ -37,6 +39,8 @@ public:
     int64_t cutBytes() const { return cutBytes_; }
     bool garbage() const { return garbage_; }
     bool badSize() const { return badSize_; }
+    // The command group after whose first reply a stray head follows; -1: none.
+    int strayHeadAfter() const { return strayHead_; }
     int connectionLimit() const { return limit_; }
     int64_t cutUploadBytes() const { return cutUpload_; }
     bool rebootHangs() const { return rebootHang_; }
@@ -57,6 +61,7 @@ private:
     int64_t cutBytes_ = -1;
     bool garbage_ = false;
     bool badSize_ = false;
+    int strayHead_ = -1;
     int limit_ = -1;
     int64_t cutUpload_ = -1;
     bool rebootHang_ = false;

@@ -116,6 +116,19 @@ void Recorder::advance(uint64_t nowNs) {
         inputsDone_ = nowNs - std::min(history, kDay);
         eventsDone_ = nowNs - std::min(history, kEventHistory);
         instrument_.log("recorder: " + std::to_string(history_ / kNs) + " s of history");
+    } else {
+        // A clock set forward (uti.setDateTime) is not filled record by record, which would hold the
+        // event loop for hours: the recordings go on in new files ten minutes before the new time.
+        constexpr uint64_t catchUp = 600 * kNs;
+        for (ClassState& s : classes_) {
+            const uint64_t iv = IntervalNs(s.cls);
+            if (nowNs > s.next + catchUp + iv) {
+                s.next = (nowNs - catchUp) / iv * iv + iv;
+                s.path.clear();
+            }
+        }
+        inputsDone_ = std::max(inputsDone_, nowNs - std::min(nowNs, catchUp));
+        eventsDone_ = std::max(eventsDone_, nowNs - std::min(nowNs, catchUp));
     }
     for (ClassState& s : classes_)
         advanceClass(s, nowNs);

@@ -129,6 +129,20 @@ void Session::processOne() {
     std::vector<uint8_t> frame = std::move(inbox_.front());
     inbox_.pop_front();
     handle(frame);
+    const ccc_head_t req = ccc_head_t::decode(frame.data());
+    if (!straySent_ && !out_ && instrument_.faults().strayHeadAfter() == int(req.Cmd)) injectStrayHead(req);
+}
+
+void Session::injectStrayHead(const ccc_head_t& req) {
+    straySent_ = true;
+    // Plausible in every field a client checks: a small version, small flags, a size below 1 GiB.
+    ccc_head_t h = replyHead(req);
+    h.ExtCmd = 0;
+    h.Size = 1u << 20;
+    uint8_t head[CHeadSize];
+    h.encode(head);
+    log("fault: sending a stray head announcing 1 MiB");
+    write(head, sizeof(head));
 }
 
 ccc_head_t Session::replyHead(const ccc_head_t& req) const {

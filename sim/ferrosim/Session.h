@@ -76,6 +76,8 @@ private:
     void sendBuffered(Outgoing& o);
     void write(const uint8_t* data, size_t len);
     void injectAfterSessionReply();
+    // The strayhead fault: a head that promises a frame which never comes, once per connection.
+    void injectStrayHead(const ccc_head_t& req);
     ccc_head_t replyHead(const ccc_head_t& req) const;
     void log(const std::string& text) const;
 
@@ -87,6 +89,7 @@ private:
     bool closing_ = false;
     bool waitingDelay_ = false;
     bool closedSignalled_ = false;
+    bool straySent_ = false;
     uint16_t ver_ = 5;
     std::string user_;
     QByteArray inbuf_;

@@ -15,10 +15,11 @@ struct SimOptions {
     bool help = false;
     int sshPort = -1; // -1: no SSH service; 0: a free port
     bool serial = false;
-    int ftpPort = -1;     // -1: no FTP server; 0: a free port
-    int historyDays = 7;  // history the recorder writes at the first start of a root
-    double timeScale = 1; // the device clock runs this many times as fast as the host's
-    int rebootMs = 3000;  // how long the port stays closed after a firmware update
+    bool exitWithParent = false; // SIGTERM when the process that started us ends
+    int ftpPort = -1;            // -1: no FTP server; 0: a free port
+    int historyDays = 7;         // history the recorder writes at the first start of a root
+    double timeScale = 1;        // the device clock runs this many times as fast as the host's
+    int rebootMs = 3000;         // how long the port stays closed after a firmware update
     // --make-update VERSION REVISION OUT.zip [--corrupt]: write an update archive and end.
     std::vector<std::string> makeUpdate;
     bool corrupt = false;

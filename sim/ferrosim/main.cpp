@@ -16,6 +16,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -40,6 +41,7 @@ int fail(const std::string& text) {
 } // namespace
 
 int main(int argc, char** argv) {
+    const pid_t parent = ::getppid();
     // The display image is drawn without a screen.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
@@ -91,6 +93,11 @@ int main(int argc, char** argv) {
     sigaction(SIGTERM, &sa, nullptr);
     sigaction(SIGINT, &sa, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
+    if (options.exitWithParent) {
+        // A test that dies (a crash, a sanitizer's abort) takes its simulator along: the kernel sends
+        // SIGTERM, which ends us in order. A parent gone before the request is seen here.
+        if (::prctl(PR_SET_PDEATHSIG, SIGTERM) != 0 || ::getppid() != parent) return fail("parent gone");
+    }
 
     std::printf("listening on 127.0.0.1:%u\n", unsigned(server.port()));
     std::unique_ptr<SshService> ssh;

@@ -70,7 +70,9 @@ bool EqualsNoCase(const std::string& a, const std::string& b) {
 std::string LocalFileName(const std::string& instrumentName) {
     const size_t cut = instrumentName.find_last_of("/\\:");
     std::string name = cut == std::string::npos ? instrumentName : instrumentName.substr(cut + 1);
-    return name == "." || name == ".." ? std::string() : name;
+    // A NUL would cut the name short on disk, so that two listed names share one file.
+    const bool bad = name == "." || name == ".." || name.find('\0') != std::string::npos;
+    return bad ? std::string() : name;
 }
 
 } // namespace ferro

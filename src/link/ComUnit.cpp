@@ -225,6 +225,12 @@ void TComUnit::WriteSetup(const std::string& File, TReplyProc Done) {
 }
 
 void TComUnit::ReadFile(bool Events, const std::string& Name, uint32_t Pos, TReplyProc Done) {
+    if (LocalFileName(Name).empty()) {
+        // A folder, "..", a NUL: nothing on disk could take it, so nothing is asked for.
+        WriteLog("Readout refused, not a file name: " + Name, true);
+        Fail(this, std::move(Done), Fmt(_SKeinDateiname, Name.c_str()));
+        return;
+    }
     TSendRec r = MakeRec(scFileResume, Events ? "CCC_READOUT_EVT_RD" : "CCC_READOUT_REC_RD", CmdReadout, 0,
                          Events ? 0x11 : 0x01);
     r.txt = Name;
@@ -576,6 +582,9 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
     WriteLog("NAK True");
     Stream.setPosition(CHeadSize);
     uint32_t code = Stream.readU32();
+    const size_t end = FHead.Size <= Stream.size() ? FHead.Size : Stream.size();
+    const std::string text =
+        Stream.position() < end ? Stream.readText(end - Stream.position()) : std::string();
     if (code == 120) {
         if (FDisplayConnMessage)
             FDisplayConnMessage(
@@ -583,6 +592,7 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
                 mbOK);
         else if (FNAKCB)
             FNAKCB(this, code);
+        emit Refused(FHead.Cmd, FHead.ExtCmd, code, QString::fromStdString(text));
         result = true;
         return;
     }
@@ -593,8 +603,6 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
         result = true;
         return;
     }
-    size_t end = FHead.Size <= Stream.size() ? FHead.Size : Stream.size();
-    std::string text = Stream.position() < end ? Stream.readText(end - Stream.position()) : std::string();
     {
         TReply r;
         r.Code = code;
@@ -617,10 +625,15 @@ void TComUnit::HandleRefusal(MemStream& Stream, bool& result) {
             _SZweiVerbindungen, mtError, [this](TSender s, int r) { NAKerrorCB(s, r); }, Buttons({mbOK}),
             mbOK);
     } else {
-        FDisplayConnMessage(std::string(_SError) + " NAK: " + text, mtError, nullptr, Buttons({mbOK}), mbOK);
+        // The title carries the instrument's code, so that the message names both.
+        FDisplayConnMessage(Fmt(_SErrorCode, unsigned(code)) + " NAK: " + text, mtError, nullptr,
+                            Buttons({mbOK}), mbOK);
     }
+    emit Refused(FHead.Cmd, FHead.ExtCmd, code, QString::fromStdString(text));
     Stream.setPosition(end);
     WorkEvent(wmRead, FHead.Size, WorkEnd);
+    // The refusal is the request's answer: the list goes on (and a close is not held up by it).
+    ClearStreamAndBuffer();
     if (FStopWork) FStopWork();
     if (Stream.remaining() >= CHeadSize) {
         Stream.compactFromPosition();
@@ -638,6 +651,22 @@ void TComUnit::NAKerrorCB(TSender, int) {
             if (FRequestClose) FRequestClose(this);
         });
     }
+}
+
+void TComUnit::AnswerTimedOut() {
+    FSilenceHandled = FLastCmd;
+    WriteLog("AnswerTmout");
+    // Only the link thread knows whether a half frame waits; it says so if it dropped one.
+    DropHalfFrame();
+}
+
+void TComUnit::HalfFrameDropped() {
+    WriteLog("Half frame dropped, reading afresh");
+    // Whatever was asked before the silence was swallowed by the garbled frame.
+    FailStaleReplies();
+    FTransferInProgress = false;
+    FWaitForAnswer = false;
+    SendNxtCommand();
 }
 
 void TComUnit::ClearStreamAndBuffer() {
@@ -684,7 +713,14 @@ void TComUnit::OnTimer() {
         WriteLog("NextCmdTmout");
         FailStaleReplies();
         FWaitForAnswer = false;
+        FSilenceHandled = FLastCmd;
+        DropHalfFrame();
         SendNxtCommand();
+        return;
+    }
+    if (C && (FWaitForAnswer || !FPending.empty()) && T && wholeSecondsSince(FLastCmd) > CAnswerWaitSec &&
+        FSilenceHandled != FLastCmd) {
+        AnswerTimedOut();
         return;
     }
     if (C && !FShutDown && FSendLst.empty() && wholeSecondsSince(FLastCmd) > CHeartbeatSec &&

@@ -174,6 +174,11 @@ public:
     virtual void DoDisconnect(bool Value) = 0;
     // Restart of a stream that went silent: stop now, start again 2 s later.
     virtual void StreamErrorsSearch();
+    // After a time-out: a half frame that still waits in the link thread will not complete (a
+    // garbled head swallows the replies behind it); the thread drops it and reads afresh.
+    virtual void DropHalfFrame() {}
+    // The link thread dropped a half frame: the requests whose answers it swallowed end now.
+    void HalfFrameDropped();
 
     // A frame whose payload was spooled to disk as it arrived (a large recording): evaluated like any
     // other, the readout handler moving the spool into place.
@@ -331,6 +336,8 @@ private:
     // Ends the first waiting request that this reply (or refusal) answers.
     void SettleReply(uint8_t Cmd, uint16_t Ext, bool Refusal, TReply Reply);
     void FailStaleReplies();
+    // The answer wait ran out while requests wait; once per silence.
+    void AnswerTimedOut();
     // Empties the command list; requests on it end with `Reason`.
     void clearSendList(const std::string& Reason);
     static void Settle(QObject* Context, TReplyProc Done, TReply Reply);
@@ -353,6 +360,11 @@ private:
     std::unique_ptr<QTimer> FTimer;
     bool FTimerEnabled = false;
     bool FRealTimer = true;
+    int64_t FSilenceHandled = -1; // FLastCmd of the silence already answered by AnswerTimedOut
+
+signals:
+    // The instrument refused a request (every code but the version fall-back), with its own text.
+    void Refused(quint8 Cmd, quint16 ExtCmd, quint32 Code, const QString& Text);
 };
 
 } // namespace ferro

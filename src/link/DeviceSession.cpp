@@ -33,6 +33,10 @@ std::unique_ptr<TComUnit> MakeLink(const TConnectionRec& Rec) {
 }
 } // namespace
 
+std::string TRefusal::Describe() const {
+    return Fmt(_SGeraetLehntAb, unsigned(Code), Text.c_str());
+}
+
 TDeviceSession::TDeviceSession(TConnectionRec Rec, QObject* Parent)
     : TDeviceSession(Rec, MakeLink(Rec), Parent) {}
 
@@ -96,7 +100,8 @@ void TDeviceSession::wire() {
         if (FState != TSessionState::Connecting && FState != TSessionState::Idle) return;
         FGuard->stop();
         if (!Ok) {
-            fail(TSessionErrorKind::NoAnswer, Fmt("Das Gerät %s antwortet nicht.", FRec.Where().c_str()), true);
+            fail(TSessionErrorKind::NoAnswer, Fmt("Das Gerät %s antwortet nicht.", FRec.Where().c_str()),
+                 true);
             return;
         }
         FError = {};
@@ -106,7 +111,8 @@ void TDeviceSession::wire() {
     l.FOnLineLost = [this](const std::string& Reason) { lineLost(Reason); };
     // The instrument or the line asks to end (session refused, USB pulled): the session is over.
     l.FRequestClose = [this](TSender) {
-        Postpone(this, [this] { lineLost(FError.Text.empty() ? std::string(_SVerbindungsabbruch) : FError.Text); });
+        Postpone(this,
+                 [this] { lineLost(FError.Text.empty() ? std::string(_SVerbindungsabbruch) : FError.Text); });
     };
     l.FDisplayConnMessage = [this](const std::string& Text, TMsgDlgType Type, TThreadedMessageCallBack Cb,
                                    TMsgDlgButtons Buttons, TMsgDlgBtn Def) {
@@ -124,6 +130,20 @@ void TDeviceSession::wire() {
             Cb(nullptr, Type == mtConfirmation ? DefaultAnswer : int(mrOk));
     };
     l.FOnTransferWork = [this](TWorkStatus St, TWorkMode M, uint64_t N) { emit Progress(St, M, quint64(N)); };
+    connect(&l, &TComUnit::Refused, this, [this](quint8 Cmd, quint16 Ext, quint32 Code, const QString& Text) {
+        refused(TRefusal{Cmd, Ext, Code, Text.toStdString()});
+    });
+}
+
+void TDeviceSession::refused(const TRefusal& R) {
+    FRefusal = R;
+    ++FRefusals;
+    // A refused opening or identity is the end of the attempt, at once and with the instrument's
+    // reason (the message it gave is the error already). Posted: this runs inside the dispatcher.
+    if (FState == TSessionState::Connecting && (R.Cmd == CmdSession || R.Cmd == CmdIdentify))
+        Postpone(this, [this, R] {
+            if (FState == TSessionState::Connecting) fail(TSessionErrorKind::Refused, R.Describe(), true);
+        });
 }
 
 void TDeviceSession::setState(TSessionState S) {
@@ -172,6 +192,7 @@ void TDeviceSession::Open() {
         return;
     joinWorker();
     FError = {};
+    FRefusal = {};
     FToldThisAttempt = false;
     FLink->ResetForConnect();
     setState(TSessionState::Connecting);
@@ -225,7 +246,8 @@ void TDeviceSession::connectAttemptEnded(bool Ok, const std::string& Error, bool
     FGuard->disconnect();
     connect(FGuard.get(), &QTimer::timeout, this, [this] {
         if (FState == TSessionState::Connecting)
-            fail(TSessionErrorKind::NoAnswer, Fmt("Das Gerät %s antwortet nicht.", FRec.Where().c_str()), true);
+            fail(TSessionErrorKind::NoAnswer, Fmt("Das Gerät %s antwortet nicht.", FRec.Where().c_str()),
+                 true);
     });
     FGuard->start(CSessionStartLimitMs);
 }
@@ -347,9 +369,15 @@ void TDeviceSession::CloseAndWait(int TimeoutMs) {
     RunEventsUntil([this] { return FState == TSessionState::Closed; }, TimeoutMs);
 }
 
-bool TDeviceSession::WaitFor(const std::function<bool()>& Done, int TimeoutMs) {
-    RunEventsUntil([&] { return Done() || FState != TSessionState::Established; }, TimeoutMs);
+bool TDeviceSession::WaitFor(const std::function<bool()>& Done, int TimeoutMs, int RefusedCmd) {
+    const uint64_t before = FRefusals;
+    auto refused = [&] { return RefusedCmd >= 0 && FRefusals != before && FRefusal.Cmd == RefusedCmd; };
+    RunEventsUntil([&] { return Done() || refused() || FState != TSessionState::Established; }, TimeoutMs);
     if (Done()) return true;
+    if (refused()) {
+        FError = {TSessionErrorKind::Refused, FRefusal.Describe()};
+        return false;
+    }
     // The line fell: let the jobs of the fall run, a last answer may be among them.
     QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     return Done();

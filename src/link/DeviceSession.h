@@ -37,6 +37,16 @@ struct TSessionError {
     std::string Text; // German, as the user reads it
 };
 
+// The last refusal of the instrument: which request, its code and its own text.
+struct TRefusal {
+    uint8_t Cmd = 0;
+    uint16_t ExtCmd = 0;
+    uint32_t Code = 0;
+    std::string Text;
+    // "Das Gerät lehnt ab (Code N): text"
+    std::string Describe() const;
+};
+
 class TDeviceSession : public QObject {
     Q_OBJECT
 public:
@@ -65,12 +75,16 @@ public:
     // Close and run events until Closed.
     void CloseAndWait(int TimeoutMs = CloseLimitMs + 1000);
     // Runs events until `Done` holds, the session falls or `TimeoutMs` passes; true if Done held.
-    bool WaitFor(const std::function<bool()>& Done, int TimeoutMs);
+    // With `RefusedCmd` (a command group) a refusal of a request of that group ends the wait as
+    // well; LastError() then tells the instrument's code and text.
+    bool WaitFor(const std::function<bool()>& Done, int TimeoutMs, int RefusedCmd = -1);
 
     TSessionState State() const { return FState; }
     bool Established() const { return FState == TSessionState::Established; }
     bool Connecting() const { return FState == TSessionState::Connecting; }
     const TSessionError& LastError() const { return FError; }
+    // Code 0 when the instrument has refused nothing since the session was opened.
+    const TRefusal& LastRefusal() const { return FRefusal; }
 
     // Shows a message to the user and hands the answer back; unset: messages are only signalled,
     // and questions get DefaultAnswer.
@@ -106,6 +120,7 @@ private:
     void present(const std::string& Text, TMsgDlgType Type, TThreadedMessageCallBack Answer,
                  TMsgDlgButtons Buttons, TMsgDlgBtn Default);
     void joinWorker();
+    void refused(const TRefusal& R);
 
     TConnectionRec FRec;
     std::unique_ptr<TComUnit> FLink;
@@ -113,6 +128,8 @@ private:
     TRSComUnit* FSerial = nullptr;
     TSessionState FState = TSessionState::Idle;
     TSessionError FError;
+    TRefusal FRefusal;
+    uint64_t FRefusals = 0;        // counts refusals, so that a wait sees one that came meanwhile
     bool FToldThisAttempt = false; // one message per failure: the first, most specific one
     std::thread FWorker;
     std::atomic<bool> FWorkerRuns{false};

@@ -162,6 +162,15 @@ void TFrameAssembler::Clear() {
     FHead = ccc_head_t{};
 }
 
+bool TFrameAssembler::DropHalfFrame() {
+    if (Buffered() == 0 && !spool_) return false;
+    if (FrameComplete()) return false;
+    log(Fmt("ComUnit: half frame dropped after the time-out: Size=%u Cmd=%x, %zu bytes", FHead.Size,
+            FHead.Cmd, FrameArrived()));
+    Clear();
+    return true;
+}
+
 void TFrameAssembler::dropGarbage(const char* why) {
     // Without a start marker there is no way to find the next head inside garbage: drop it all.
     log(Fmt("ComUnit: invalid head (%s): Size=%u Cmd=%x, %zu bytes dropped", why, FHead.Size, FHead.Cmd,

@@ -53,6 +53,8 @@ public:
     bool ReadData();
     // Drops everything buffered and any head held.
     void Clear();
+    // Drops a frame that has begun but is not complete (with a log line); false when none waits.
+    bool DropHalfFrame();
     // True when the frame of the head held is all there (in memory or in its spool).
     bool FrameComplete() const;
     // Bytes of the frame under way that have arrived (for progress), head included.

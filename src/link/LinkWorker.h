@@ -39,6 +39,12 @@ public:
     void ClearQueue();
     size_t QueueLength() const;
 
+    // Asks the loop to drop a half frame it holds (from any thread); done at its next turn.
+    void RequestDropHalfFrame() {
+        dropHalfFrame_ = true;
+        Wake();
+    }
+
     std::function<void(const std::string&, bool)> Flog;
     // A turn threw: the loop ends and this is told the reason (on the link thread).
     std::function<void(const std::string& Message)> FOnException;
@@ -63,6 +69,8 @@ protected:
     // Waits on the wake-up descriptor alone; true if it was woken.
     bool WaitWake(int timeoutMs);
 
+    // True once after RequestDropHalfFrame.
+    bool TakeDropRequest() { return dropHalfFrame_.exchange(false); }
     // Takes the first queued frame; false when there is none.
     bool PopQueued(TSendQueueItem& item) { return FSendQueue.Pop(item); }
 
@@ -80,6 +88,7 @@ private:
     std::thread thread_;
     std::atomic<bool> stop_{false};
     std::atomic<bool> running_{false};
+    std::atomic<bool> dropHalfFrame_{false};
     std::mutex doneMutex_;
     std::condition_variable doneCv_;
     int wakeFd_ = -1;

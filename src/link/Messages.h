@@ -49,7 +49,9 @@ constexpr const char* CHostKeyNeuStart = "Dieses Gerät ist nicht bekannt";
 constexpr const char* CHostKeyGeaendertMark = "-Schlüssel dieses Gerätes hat sich geändert";
 // A file from the instrument that does not unpack.
 constexpr const char* _SEntpackenFehler = "Die Datei %s des Gerätes konnte nicht entpackt werden.";
-// The general error title in front of a refusal text.
-constexpr const char* _SError = "Fehler";
+// The general error title in front of a refusal text, with the refusal's code.
+constexpr const char* _SErrorCode = "Fehler (Code %u)";
+// A listed name that cannot be a local file name (empty, a folder, "..", a NUL).
+constexpr const char* _SKeinDateiname = "Der Name \"%s\" ist kein Dateiname; die Datei wird nicht geladen.";
 
 } // namespace ferro

@@ -87,6 +87,10 @@ void TRSComUnit::DoDisconnect(bool) {
     FireShutDownComplete();
 }
 
+void TRSComUnit::DropHalfFrame() {
+    if (FReadThread) FReadThread->RequestDropHalfFrame();
+}
+
 void TRSComUnit::OnError(const std::string& Message) {
     WriteLog("RSUnit Error: " + Message);
     if (FOnLineLost) {

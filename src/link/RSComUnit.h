@@ -28,6 +28,7 @@ public:
     bool IsConnected() const override;
     void DoConnect() override;
     void DoDisconnect(bool Value) override;
+    void DropHalfFrame() override;
     void OnError(const std::string& Message);
     std::string ConnectError() const override { return FConnectError; }
 

@@ -4,7 +4,6 @@
 #include "foundation/MainThread.h"
 #include "link/RSComUnit.h"
 
-
 namespace ferro {
 
 TIdReadThreadRS::TIdReadThreadRS(TRSComUnit* client)
@@ -51,6 +50,10 @@ void TIdReadThreadRS::ThreadRun() {
         FRSClient->ClearBuffer();
         WaitWake(10);
         return;
+    }
+    if (FConnected && TakeDropRequest() && FreadStream.DropHalfFrame()) {
+        TRSComUnit* client = FClient;
+        Postpone(client, [client] { client->HalfFrameDropped(); });
     }
     if (FConnected) {
         wasConnected = true;

@@ -46,6 +46,7 @@ TIdReadThreadTCP::TIdReadThreadTCP(TTCPComUnit* client) : FClient(client) {
         if (FBeginWork) FBeginWork(wmRead, size);
     };
     FreadStream.FEndWork = [this] {
+        readArrived_ = 0; // the next frame counts from nothing
         if (FEndWork) FEndWork(wmRead, 0);
     };
 }
@@ -186,6 +187,13 @@ void TIdReadThreadTCP::serveNtp(const uint8_t* frame, size_t size) {
     h.SeqCnt = FSeqCnt; // never advanced: replies on this path always carry 0
     MemStream reply = frames::NtpReply(h, packet);
     HandleNTPSendAnswer(reply);
+}
+
+void TIdReadThreadTCP::DropHalfFrameIfAsked() {
+    if (!TakeDropRequest() || !FreadStream.DropHalfFrame()) return;
+    readArrived_ = 0;
+    TTCPComUnit* client = FClient;
+    Postpone(client, [client] { client->HalfFrameDropped(); });
 }
 
 void TIdReadThreadTCP::Clearbuffer() {

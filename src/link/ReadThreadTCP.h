@@ -69,6 +69,8 @@ protected:
     int OpenSocket(const std::function<void()>& onConnecting);
     // Tells how much of a large frame has arrived, every MiB or so.
     void ReportReadProgress();
+    // Drops a half frame when the main thread asked for it after a time-out, and tells it.
+    void DropHalfFrameIfAsked();
 
     TTCPComUnit* FClient;
     TFrameAssembler FreadStream;

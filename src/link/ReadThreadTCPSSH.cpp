@@ -106,6 +106,7 @@ void TIdReadThreadTCPSSH::ThreadRun() {
         Clearbuffer();
         return;
     }
+    DropHalfFrameIfAsked();
     FSSHClient->CheckServerAlive();
     ReadData();
     if (QueueLength() == 0) {

@@ -130,6 +130,7 @@ void TIdReadThreadTCPTCP::ThreadRun() {
         Clearbuffer();
         return;
     }
+    DropHalfFrameIfAsked();
     bool woken = false;
     if (MainThreadBusy()) {
         // Reading pauses: the socket stays readable, so wait on the wake-up alone, briefly.

@@ -81,6 +81,11 @@ void TSSHUnit::closeAll() {
         ssh_free(session_);
         session_ = nullptr;
     }
+    if (givenFd_ >= 0) {
+        // Ours again once the session is gone; else every connect would leave a line standing.
+        ::close(givenFd_);
+        givenFd_ = -1;
+    }
 }
 
 void TSSHUnit::SetSocket(int fd) {
@@ -144,8 +149,11 @@ bool TSSHUnit::connectSteps(std::string& why) {
         why = "no SSH session";
         return false;
     }
-    // The session owns a given socket from here on and closes it with itself.
-    if (given >= 0) ssh_options_set(session_, SSH_OPTIONS_FD, &given);
+    // The session uses a given socket from here on; closeAll closes it after the session.
+    if (given >= 0) {
+        ssh_options_set(session_, SSH_OPTIONS_FD, &given);
+        givenFd_ = given;
+    }
     int verbosity = SSH_LOG_NOLOG;
     long timeout = timeoutSec_;
     int processConfig = 0; // a user's ~/.ssh/config must not change the connection

@@ -145,6 +145,8 @@ private:
     int port_ = 22;
     int timeoutSec_ = 5;
     int presetFd_ = -1;
+    // The socket handed to the session: libssh leaves it open when the session is freed.
+    int givenFd_ = -1;
     TSshAuth auth_ = TSshAuth::Password;
     bool authFailed_ = false;
     bool hostKeyRefused_ = false;

@@ -353,6 +353,10 @@ void TTCPComUnit::DoDisconnect(bool Value) {
     if (FReadThread) FReadThread->DoDisconnect(Value);
 }
 
+void TTCPComUnit::DropHalfFrame() {
+    if (FReadThread) FReadThread->RequestDropHalfFrame();
+}
+
 void TTCPComUnit::CloseConnection(bool Value) {
     DoDisconnect(Value);
 }

@@ -37,6 +37,7 @@ public:
     bool AuthFailed() const override { return FAuthError; }
     uint64_t ReadArrived() const override;
     void DoDisconnect(bool Value) override;
+    void DropHalfFrame() override;
 
     TIdReadThreadTCP* ReadThread() const { return FReadThread.get(); }
 

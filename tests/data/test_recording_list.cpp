@@ -53,4 +53,5 @@ TEST(RecordingList, LocalNameNeverCarriesAPath) {
     EXPECT_EQ(TRecordingList::LocalName("../../etc/passwd"), "passwd");
     EXPECT_EQ(TRecordingList::LocalName("C:\\x\\y.dat"), "y.dat");
     EXPECT_EQ(TRecordingList::LocalName("sync/.."), "");
+    EXPECT_EQ(TRecordingList::LocalName(std::string("a.rec\0b", 7)), "") << "a NUL would shorten it on disk";
 }

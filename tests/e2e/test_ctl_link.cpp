@@ -40,7 +40,8 @@ TEST(CtlUsage, HelpPrintsTheGermanUsageWithTheStreamDefaultsAndSucceeds) {
     EXPECT_EQ(wrong.code, 2);
     EXPECT_EQ(wrong.err.rfind("Unbekannte Option: --bogus\n", 0), 0u) << wrong.err;
     EXPECT_NE(wrong.err.find("Aufruf: ferroctl"), std::string::npos);
-    EXPECT_NE(RunCtl({"--timeout", "bald", "identify"}).err.find("Ungültiges Zeitlimit: bald"), std::string::npos);
+    EXPECT_NE(RunCtl({"--timeout", "bald", "identify"}).err.find("Ungültiges Zeitlimit: bald"),
+              std::string::npos);
 }
 
 TEST(CtlLua, PrintsTheOutputOfALine) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <sstream>
 
@@ -105,8 +106,8 @@ TEST(CtlStream, OneSecondValuesAsCsvWithPlausibleVoltages) {
     for (std::string c; std::getline(h, c, ',');)
         head.push_back(c);
     // Every value column names its unit; polar pairs are magnitude and angle.
-    for (const char* name : {"F [Hz]", "U1E Betrag [V]", "U1E Winkel [\u00B0]", "I3 Betrag [A]", "THD U12 [%]",
-                             "P total [W]", "WP+ total [Wh]", "CF U1E", "Temp [\u00B0C]"})
+    for (const char* name : {"F [Hz]", "U1E Betrag [V]", "U1E Winkel [\u00B0]", "I3 Betrag [A]",
+                             "THD U12 [%]", "P total [W]", "WP+ total [Wh]", "CF U1E", "Temp [\u00B0C]"})
         EXPECT_NE(std::find(head.begin(), head.end(), name), head.end()) << name;
     EXPECT_EQ(rows[0].find("polar"), std::string::npos);
     auto col = std::find(head.begin(), head.end(), "U1E [V]");
@@ -140,11 +141,63 @@ TEST(CtlStream, CountZeroGivesTheHeaderAloneAndBadArgumentsSayWhatIsValid) {
 
     r = RunCtl({"--port", port(sim), "stream", "5min"});
     EXPECT_EQ(r.code, 2);
-    EXPECT_NE(r.err.find("Unbekannte Datenklasse: 5min. M\u00F6glich sind 10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc"),
-              std::string::npos)
+    EXPECT_NE(
+        r.err.find(
+            "Unbekannte Datenklasse: 5min. M\u00F6glich sind 10T, 150T, 10min, 2h, 1s, 10s, Ns, Mmin, osc"),
+        std::string::npos)
         << r.err;
     r = RunCtl({"--port", port(sim), "stream", "1s", "--count", "viele"});
     EXPECT_EQ(r.code, 2);
     EXPECT_NE(r.err.find("--count erwartet eine Anzahl"), std::string::npos) << r.err;
     EXPECT_NE(r.err.find("viele"), std::string::npos) << r.err;
+}
+
+namespace {
+// Runs ferroctl and tells how long it took, in seconds.
+CtlResult timedCtl(const std::vector<std::string>& args, double& seconds) {
+    const auto t0 = std::chrono::steady_clock::now();
+    CtlResult r = RunCtl(args);
+    seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    return r;
+}
+} // namespace
+
+// A refusal ends the command at once (it used to wait 15 to 30 s) with the instrument's code and text.
+TEST(CtlRefusal, EveryCommandEndsAtOnceWithTheInstrumentsCodeAndText) {
+    double took = 0;
+    {
+        SimProcess sim({"--faults", "refuse:1:*:13:keine Sitzung"});
+        CtlResult r = timedCtl({"--port", port(sim), "identify"}, took);
+        EXPECT_EQ(r.code, 1);
+        EXPECT_NE(r.err.find("Der Nutzer ferro hat keinen Zugriff auf diese Funktion\n"), std::string::npos)
+            << r.err;
+        EXPECT_NE(r.err.find("Das Gerät lehnt ab (Code 13): keine Sitzung"), std::string::npos) << r.err;
+        EXPECT_LT(took, 8.0);
+    }
+    SimProcess sim({"--faults", "refuse:5:0x10:2:keine Liste,refuse:4:*:200:kein Objekt,drop:5:1"});
+    CtlResult r = timedCtl({"--port", port(sim), "ls", "evt"}, took);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.err, "Die Liste ist nicht angekommen. Das Gerät lehnt ab (Code 2): keine Liste\n");
+    EXPECT_LT(took, 8.0);
+    r = timedCtl({"--port", port(sim), "stream", "10T", "--count", "3"}, took);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("Das Gerät lehnt ab (Code 200): kein Objekt"), std::string::npos) << r.err;
+    EXPECT_LT(took, 8.0);
+
+    // A file that never comes: --deadline ends the wait and tells how far it came.
+    const std::string data = sim.tempDir() + "/data";
+    const auto size = fs::file_size(sim.root() + "/flashdrive0/data/rec/" + kRec);
+    r = timedCtl({"--port", port(sim), "--data-dir", data, "get", "rec", kRec, "--deadline", "1"}, took);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("nach 1 s abgebrochen (--deadline): 0 von " + std::to_string(size) + " Bytes"),
+              std::string::npos)
+        << r.err;
+    EXPECT_LT(took, 12.0);
+    // Names that are no file names are refused before anything is asked.
+    for (const char* name : {"sync/", "sync/.."}) {
+        r = RunCtl({"--port", port(sim), "--data-dir", data, "get", "rec", name});
+        EXPECT_EQ(r.code, 2) << name;
+        EXPECT_NE(r.err.find("ist kein Dateiname"), std::string::npos) << r.err;
+    }
+    EXPECT_FALSE(fs::exists(data + "/5120042/Recorder/10min-0-1763769600.rec"));
 }

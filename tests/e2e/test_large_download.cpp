@@ -1,8 +1,8 @@
 // Recordings large enough to be spooled to disk while they arrive: byte-identical over TCP and SSH,
 // appended to an existing file, and nothing left behind (no local change, no spool) when the line
 // breaks in the middle.
-#include "link/FrameAssembler.h"
 #include "link/DeviceSession.h"
+#include "link/FrameAssembler.h"
 #include "link/RSComUnit.h"
 #include "link/ReadThreadTCP.h"
 #include "link/TCPComUnit.h"

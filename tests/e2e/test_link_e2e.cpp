@@ -1,4 +1,5 @@
 // The link in-process against the simulator: scratchpad captures, XML versions, packed setups.
+#include "foundation/Clock.h"
 #include "link/DeviceSession.h"
 #include "link/XmlNames.h"
 #include "support/SimProcess.h"
@@ -92,4 +93,33 @@ TEST(LinkE2E, NewerXmlFilesArriveOneAfterAnotherAndTheSessionStandsOnce) {
     EXPECT_EQ(connDone, 0) << "no second notice after the last file";
     ASSERT_FALSE(told.empty());
     EXPECT_NE(told.front().find("neue Sprachdateien"), std::string::npos);
+}
+
+TEST(LinkE2E, AStrayHeadSwallowsOneAnswerAfterTheTimeOutTheLinkReadsAfresh) {
+    Rig rig(false, {"--faults", "strayhead:6"});
+    ASSERT_TRUE(rig.open());
+    // From here the answer wait runs on a clock the test moves.
+    ManualClock manual(ferro::clock().nowMs());
+    setClock(&manual);
+    struct Restore {
+        ~Restore() { setClock(nullptr); }
+    } restore;
+    std::string out;
+    ASSERT_TRUE(rig.lua("print(1)", &out));
+    EXPECT_EQ(out.find('1'), 0u) << out;
+    // The stray head that followed holds this answer as part of its frame.
+    TReply swallowed;
+    bool ended = false;
+    rig.link().Lua("print(2)", [&](const TReply& r) {
+        swallowed = r;
+        ended = true;
+    });
+    EXPECT_FALSE(rig.session->WaitFor([&] { return ended; }, 1000));
+    manual.advance(11000);
+    ASSERT_TRUE(rig.session->WaitFor([&] { return ended; }, 5000));
+    EXPECT_FALSE(swallowed.Ok);
+    EXPECT_EQ(swallowed.Text, "Das Gerät hat nicht geantwortet.");
+    ASSERT_TRUE(rig.lua("print(3)", &out)) << "the link reads the following answers again";
+    EXPECT_EQ(out.find('3'), 0u) << out;
+    EXPECT_NE(rig.sim.log().find("stray head"), std::string::npos);
 }

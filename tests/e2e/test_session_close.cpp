@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
+
+#include <filesystem>
 #include <memory>
 
 using namespace ferro;
@@ -32,9 +35,10 @@ const char* lineName(TTransport t) {
 }
 
 struct SessionRun {
-    std::unique_ptr<TDeviceSession> session;
     std::vector<std::string> log;
     int closed = 0, lost = 0;
+    // Last, so it goes first: a link that is torn down still logs into `log`.
+    std::unique_ptr<TDeviceSession> session;
 
     SessionRun(const SimProcess& sim, TTransport line) {
         TConnectionRec rec;
@@ -131,4 +135,32 @@ TEST(SessionClose, FerroctlStreamStopsItsStreamBeforeTheSessionEnds) {
     const size_t stopped = log.find("stream handle");
     EXPECT_NE(stopped, std::string::npos) << log;
     EXPECT_LT(stopped, log.find("session stopped")) << log;
+}
+
+TEST(SessionClose, SessionsOneAfterAnotherLeaveNoDescriptorOnEitherSide) {
+    SimProcess sim({"--ssh-port", "0"});
+    ASSERT_TRUE(sim.ok() && sim.sshPort() > 0);
+    auto descriptors = [](qint64 pid) {
+        long n = 0;
+        for (auto& e : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd"))
+            n += e.exists() ? 1 : 0;
+        return n;
+    };
+    const qint64 self = QCoreApplication::applicationPid();
+    long mine = 0, its = 0;
+    for (int i = 0; i < 4; ++i) {
+        for (TTransport line : {TTransport::Tcp, TTransport::Ssh}) {
+            SessionRun r(sim, line);
+            ASSERT_TRUE(r.session->OpenAndWait(30000)) << r.session->LastError().Text;
+            r.session->CloseAndWait();
+        }
+        ASSERT_TRUE(WaitFor([&] { return openConnections(sim) == 0; }, 8000));
+        if (i == 0) { // the first round sets up what stays (libssh, the host key store)
+            mine = descriptors(self);
+            its = descriptors(sim.pid());
+        }
+    }
+    // A socket handed to libssh used to stay open on both ends, one per SSH session.
+    EXPECT_EQ(descriptors(self), mine);
+    EXPECT_TRUE(WaitFor([&] { return descriptors(sim.pid()) <= its; }, 5000)) << descriptors(sim.pid());
 }

@@ -177,7 +177,7 @@ TEST(Refusal, OtherCodesShowTheDeviceTextAndAskForAFlush) {
     t.feed(Refusal(7, 0, 1, 55, "file missing"));
     t.feed(Refusal(6, 1, 0, 13, "no right"));
     ASSERT_EQ(shown.size(), 2u);
-    EXPECT_EQ(shown[0], "Fehler NAK: file missing");
+    EXPECT_EQ(shown[0], "Fehler (Code 55) NAK: file missing");
     EXPECT_EQ(shown[1], "Der Nutzer viewer hat keinen Zugriff auf diese Funktion");
     EXPECT_EQ(stops, 2);
     EXPECT_EQ(t.link.ClearBufferRequests, 2);

@@ -216,7 +216,7 @@ Sim::Sim(const std::string& faults, const std::function<void(const std::string&)
         fs::copy(FERRO_SOURCE_DIR "/fixtures/instrument", root_, fs::copy_options::recursive);
         prepare(root_);
     }
-    QStringList args{"--root", QString::fromStdString(root_), "--port", "0"};
+    QStringList args{"--root", QString::fromStdString(root_), "--port", "0", "--exit-with-parent"};
     if (!faults.empty()) args << "--faults" << QString::fromStdString(faults);
     for (const std::string& a : extraArgs)
         args << QString::fromStdString(a);

@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <QThread>
+
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 using namespace simtest;
 
@@ -65,6 +68,16 @@ TEST(SimFaults, EveryFaultKindActsOnTheWire) {
              Bytes h;
              ASSERT_TRUE(c.recvExact(h, 20, 2000));
              EXPECT_EQ(get32(h, 12), 0x7FFFFFF0u);
+         }},
+        {"strayhead:2",
+         [](Sim&, RawClient& c) {
+             EXPECT_EQ(c.request(plain(2, 0, 0)).size(), 32u);
+             // A plausible head that announces a frame which never comes, once per connection.
+             Bytes h;
+             ASSERT_TRUE(c.recvExact(h, 20, 2000));
+             EXPECT_EQ(h[0], 2);
+             EXPECT_EQ(get32(h, 12), 1u << 20);
+             EXPECT_EQ(c.request(plain(2, 0, 0)).size(), 32u);
          }},
         {"limit:1",
          [](Sim& sim, RawClient&) {
@@ -167,4 +180,36 @@ TEST(SimSignals, SigtermDuringATransferExitsWithCode0) {
     ASSERT_TRUE(sim.process().waitForFinished(5000));
     EXPECT_EQ(sim.process().exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(sim.process().exitCode(), 0);
+}
+
+TEST(SimSignals, ExitWithParentEndsTheSimulatorWhenItsStarterDies) {
+    QTemporaryDir dir;
+    QProcess shell;
+    // A shell starts the simulator, tells its id and is then killed as a crashed test would be.
+    shell.start("/bin/sh",
+                {"-c", QString("'%1' --root '%2/root' --port 0 --history-days 0 --exit-with-parent "
+                               ">'%2/out' 2>/dev/null & echo $!; wait")
+                           .arg(FERROSIM_BINARY, dir.path())});
+    ASSERT_TRUE(shell.waitForReadyRead(5000));
+    const pid_t pid = pid_t(shell.readLine().trimmed().toInt());
+    ASSERT_GT(pid, 0);
+    auto alive = [pid] {
+        std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+        std::string id, name, state;
+        return bool(stat >> id >> name >> state) && state != "Z";
+    };
+    auto serving = [&dir] {
+        std::ifstream out(dir.path().toStdString() + "/out");
+        return std::string(std::istreambuf_iterator<char>(out), {}).find("listening on") != std::string::npos;
+    };
+    for (int i = 0; i < 200 && alive() && !serving(); ++i)
+        shell.waitForFinished(50);
+    ASSERT_TRUE(serving());
+    shell.kill();
+    shell.waitForFinished(3000);
+    bool ended = false;
+    for (int i = 0; i < 200 && !(ended = !alive()); ++i)
+        QThread::msleep(50);
+    EXPECT_TRUE(ended) << "the simulator outlived its starter";
+    if (!ended) ::kill(pid, SIGKILL);
 }

@@ -5,7 +5,12 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#ifndef FERRO_NO_GTEST
+#include <gtest/gtest.h>
+#endif
+
 #include <chrono>
+#include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,7 +27,8 @@ public:
         const QString out = dir_.filePath("ferrosim.out");
         proc_.setStandardOutputFile(out);
         proc_.setStandardErrorFile(dir_.filePath("ferrosim.err"));
-        QStringList args = {"--root", QString::fromStdString(root_), "--port", "0"};
+        // A test process that dies (a crash, a sanitizer's abort) takes its simulator along.
+        QStringList args = {"--root", QString::fromStdString(root_), "--port", "0", "--exit-with-parent"};
         for (const auto& a : extraArgs)
             args << QString::fromStdString(a);
         // No recording history unless a test asks for one: it would only cost time here.
@@ -42,7 +48,18 @@ public:
             proc_.waitForFinished(20);
         }
     }
-    ~SimProcess() { stop(); }
+    ~SimProcess() {
+        stop();
+#ifndef FERRO_NO_GTEST
+        // What the simulator said (a sanitizer's report among it) outlives a failed test.
+        if (::testing::Test::HasFailure()) keepLog();
+#endif
+    }
+    void keepLog() {
+        dir_.setAutoRemove(false);
+        std::fprintf(stderr, "ferrosim's log kept: %s\n",
+                     dir_.filePath("ferrosim.err").toLocal8Bit().constData());
+    }
     // SIGTERM, then the exit code (-1 when it had to be killed).
     int stop() {
         if (proc_.state() == QProcess::NotRunning) return proc_.exitCode();
@@ -54,14 +71,33 @@ public:
         }
         return proc_.exitStatus() == QProcess::NormalExit ? proc_.exitCode() : -1;
     }
-    bool ok() const { return port_ > 0; }
-    int port() const { return port_; }
-    int sshPort() const { return sshPort_; }
-    int ftpPort() const { return ftpPort_; }
-    const std::string& serial() const { return serial_; }
-    const std::string& root() const { return root_; }
-    const std::string& output() const { return out_; }
-    std::string tempDir() const { return dir_.path().toStdString(); }
+    bool ok() const {
+        return port_ > 0;
+    }
+    qint64 pid() const {
+        return proc_.processId();
+    }
+    int port() const {
+        return port_;
+    }
+    int sshPort() const {
+        return sshPort_;
+    }
+    int ftpPort() const {
+        return ftpPort_;
+    }
+    const std::string& serial() const {
+        return serial_;
+    }
+    const std::string& root() const {
+        return root_;
+    }
+    const std::string& output() const {
+        return out_;
+    }
+    std::string tempDir() const {
+        return dir_.path().toStdString();
+    }
     // What the instrument has logged so far (connections, sessions, refusals).
     std::string log() const {
         QFile f(dir_.filePath("ferrosim.err"));

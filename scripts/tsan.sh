@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Builds the project with clang under ThreadSanitizer into ${TSAN_DIR:-build-tsan} and runs the
+# link and e2e tests there (other labels with -L). Qt is not built with ThreadSanitizer, so its own
+# atomics are invisible and its queued calls look like races: scripts/tsan.supp silences Qt's
+# internals only. Any other report, of any process, fails the run. Run it before resolving an issue
+# that touches threads.
+set -euo pipefail
+ROOT="$(cd "$(dirname "$0")/.." && pwd)"
+TSAN_DIR="${TSAN_DIR:-$ROOT/build-tsan}"
+"$ROOT/scripts/install-deps.sh" clang
+if [ ! -f "$TSAN_DIR/CMakeCache.txt" ]; then
+  cmake -S "$ROOT" -B "$TSAN_DIR" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+    -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang \
+    -DCMAKE_CXX_FLAGS="-fsanitize=thread -fno-omit-frame-pointer -O1" \
+    -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=thread"
+fi
+cmake --build "$TSAN_DIR" -j"${JOBS:-2}"
+export QT_QPA_PLATFORM=offscreen
+REPORTS="$TSAN_DIR/tsan-reports"
+rm -rf "$REPORTS"
+mkdir -p "$REPORTS"
+export TSAN_OPTIONS="suppressions=$ROOT/scripts/tsan.supp:second_deadlock_stack=1:log_path=$REPORTS/tsan"
+cd "$TSAN_DIR"
+rc=0
+if [ $# -eq 0 ]; then set -- -L "link|e2e"; fi
+ctest --output-on-failure -j"${JOBS:-2}" --timeout 900 "$@" || rc=$?
+if compgen -G "$REPORTS/*" >/dev/null; then
+  for f in "$REPORTS"/*; do
+    echo "==== $f"
+    cat "$f"
+  done
+  echo "tsan: $(cat "$REPORTS"/* | grep -c '^WARNING: ThreadSanitizer') report(s), see above"
+  exit 1
+fi
+exit "$rc"
