@@ -107,9 +107,9 @@ int RunPcap(const CliOptions& opt) {
             }
             if (settings.Packets < 1) return Usage("--packets erwartet eine Zahl ab 1.");
         } else if (!time.empty()) {
-            static const std::regex spec(R"((?:(\d{1,4})h)?(?:(\d{1,4})m)?(?:(\d{1,6})s)?)");
+            static const std::regex duration(R"((?:(\d{1,4})h)?(?:(\d{1,4})m)?(?:(\d{1,6})s)?)");
             std::smatch m;
-            if (time.back().empty() || !std::regex_match(time.back(), m, spec))
+            if (time.back().empty() || !std::regex_match(time.back(), m, duration))
                 return Usage("--time erwartet eine Dauer wie 1h30s, 10m oder 45s.");
             settings.Hours = m[1].matched ? std::stoi(m[1]) : 0;
             settings.Minutes = m[2].matched ? std::stoi(m[2]) : 0;
