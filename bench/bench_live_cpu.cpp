@@ -5,18 +5,15 @@
 // Ends with one "RESULT <name> <value> <unit> goal <op> <limit> met|missed" line per figure:
 // live_osc_harm_cpu_percent.
 #include "BenchResult.h"
+#include "CpuWindows.h"
 #include "charts/PQPaintBoxCrvTime.h"
 #include "forms/FormVisu.h"
 #include "support/SimProcess.h"
 
 #include <QApplication>
 #include <QDir>
-#include <QEventLoop>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <QToolButton>
-
-#include <sys/resource.h>
 
 #include <chrono>
 #include <cstdio>
@@ -28,35 +25,10 @@ using SteadyClock = std::chrono::steady_clock;
 
 namespace {
 
-double CpuSeconds() {
-    rusage u{};
-    getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-           double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
-
-void Spin(double Secs) {
-    QEventLoop loop;
-    QTimer::singleShot(int(Secs * 1000), &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
-std::vector<double> CpuPercentInWindows(int Windows, double Secs) {
-    std::vector<double> out;
-    for (int i = 0; i < Windows; ++i) {
-        const double c0 = CpuSeconds();
-        const auto t0 = SteadyClock::now();
-        Spin(Secs);
-        out.push_back(100.0 * (CpuSeconds() - c0) /
-                      std::chrono::duration<double>(SteadyClock::now() - t0).count());
-    }
-    return out;
-}
-
 bool Until(const std::function<bool()>& Done, int Ms) {
     const auto end = SteadyClock::now() + std::chrono::milliseconds(Ms);
     while (!Done() && SteadyClock::now() < end)
-        Spin(0.05);
+        bench::Spin(0.05);
     return Done();
 }
 
@@ -69,7 +41,7 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     const double secs = argc > 1 ? std::atof(argv[1]) : 20.0;
     const double window = secs / kWindows;
-    const double idle = bench::Median(CpuPercentInWindows(kWindows, window));
+    const double idle = bench::Median(bench::CpuPercentInWindows(kWindows, window));
 
     SimProcess sim;
     QTemporaryDir dir;
@@ -102,7 +74,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     const int samples = scope.FReaders.Oszi->GetMessCnt(), curves = scope.FReaders.Oszi->GetCrvCnt();
-    const double live = bench::Median(CpuPercentInWindows(kWindows, window));
+    const double live = bench::Median(bench::CpuPercentInWindows(kWindows, window));
 
     std::printf(
         "oscilloscope %d curves x %d samples a block, %d blocks; harmonic chart %d updates in %.0f s\n",

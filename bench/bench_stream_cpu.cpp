@@ -5,52 +5,19 @@
 // Ends with one "RESULT <name> <value> <unit> goal <op> <limit> met|missed" line per figure:
 // stream_client_cpu.
 #include "BenchResult.h"
+#include "CpuWindows.h"
 #include "foundation/records/CsRecord.h"
 #include "link/DeviceSession.h"
 #include "support/SimProcess.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
-#include <QTimer>
 
-#include <sys/resource.h>
-
-#include <chrono>
 #include <cstdio>
 #include <vector>
 
 using namespace ferro;
 using namespace ferro::test;
-using Clock = std::chrono::steady_clock;
-
 namespace {
-double cpuSeconds() {
-    rusage u{};
-    getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
-           double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
-
-// Runs the event loop for `secs`, sleeping whenever there is nothing to do.
-void spin(double secs) {
-    QEventLoop loop;
-    QTimer::singleShot(int(secs * 1000), &loop, &QEventLoop::quit);
-    loop.exec();
-}
-
-// Percent of one core used while the event loop runs, one figure per window.
-std::vector<double> cpuPercentInWindows(int windows, double secs) {
-    std::vector<double> out;
-    for (int i = 0; i < windows; ++i) {
-        const double c0 = cpuSeconds();
-        const auto t0 = Clock::now();
-        spin(secs);
-        const double wall = std::chrono::duration<double>(Clock::now() - t0).count();
-        out.push_back(100.0 * (cpuSeconds() - c0) / wall);
-    }
-    return out;
-}
-
 constexpr int kWindows = 5;
 } // namespace
 
@@ -59,7 +26,7 @@ int main(int argc, char** argv) {
     const double secs = argc > 1 ? std::atof(argv[1]) : 20.0;
     const double window = secs / kWindows;
 
-    const double idle = bench::Median(cpuPercentInWindows(kWindows, window));
+    const double idle = bench::Median(bench::CpuPercentInWindows(kWindows, window));
 
     SimProcess sim;
     TConnectionRec o;
@@ -78,7 +45,7 @@ int main(int argc, char** argv) {
     };
     l.SendCommand("CCC_STREAM_START", CmdStream, 0, 1, CDataObj[4]);
     l.ManualTimer(nullptr);
-    const double streaming = bench::Median(cpuPercentInWindows(kWindows, window));
+    const double streaming = bench::Median(bench::CpuPercentInWindows(kWindows, window));
 
     std::printf("live stream of 1-second values for %.0f s: %d blocks, %d decoded\n", secs, blocks, decoded);
     std::printf("idle event loop   %6.3f %% of one core (median of %d windows of %.0f s)\n", idle, kWindows,

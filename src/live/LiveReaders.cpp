@@ -241,10 +241,10 @@ bool TLiveReaders::ReadLoadFlow(const TByteTransport& Obj) {
 bool TLiveReaders::FillCurves(TPQPaintBoxCrvFFT& Chart, const TByteTransport& Obj) {
     if (FOsziArrNumbers.empty()) return false;
     Chart.ClearData();
-    uint32_t count = 0, rate = 0;
-    TOscRecord::ReadCounts(Obj.FBytes.data(), Obj.FBytes.size(), Gen, count, rate);
-    Chart.SetMaxRecs(int(count));
-    TOscCurves c;
+    TOscCurves& c = FCurves;
+    c.SmplCnt = c.smplrte = 0;
+    TOscRecord::ReadCounts(Obj.FBytes.data(), Obj.FBytes.size(), Gen, c.SmplCnt, c.smplrte);
+    Chart.SetMaxRecs(int(c.SmplCnt));
     const uint64_t base = TStoLinear(Obj.TS_Mess);
     if (!TOscRecord::DecodeInto(Obj.FBytes.data(), Obj.FBytes.size(), Gen, base, c)) return false;
     Chart.SetTSStart(Obj.TS_Mess);
@@ -272,10 +272,8 @@ bool TLiveReaders::ReadOsci(const TByteTransport& Obj) {
 
 bool TLiveReaders::ReadSpectrum(const TByteTransport& Obj) {
     if (!FFT || !FillCurves(*FFT, Obj)) return false;
-    uint32_t count = 0, rate = 0;
-    TOscRecord::ReadCounts(Obj.FBytes.data(), Obj.FBytes.size(), Gen, count, rate);
-    FFT->FFTCls().SetSampleNum(int(count), 1);
-    FFT->FFTCls().SetSampleRate(rate);
+    FFT->FFTCls().SetSampleNum(int(FCurves.SmplCnt), 1);
+    FFT->FFTCls().SetSampleRate(FCurves.smplrte);
     FFT->DoFFT();
     if (FAutoScl) {
         FFT->AutoScaleAll();

@@ -5,6 +5,7 @@
 
 #include "foundation/Sammler.h"
 #include "foundation/records/FerroTypes.h"
+#include "foundation/records/OscRecord.h"
 
 #include <array>
 #include <cstdint>
@@ -75,6 +76,7 @@ private:
     bool FillCurves(TPQPaintBoxCrvFFT& Chart, const TByteTransport& Obj);
     bool PanelLengthOk(const TByteTransport& Obj);
     TSingleArray FOsziArr; // one sample in curve order
+    TOscCurves FCurves;    // the last block, kept so that its storage is reused
 };
 
 } // namespace ferro
