@@ -6,26 +6,13 @@ ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 export BUILD_DIR="${BUILD_DIR:-$ROOT/build}"
 "$ROOT/scripts/build.sh"
 
-SIM="$BUILD_DIR/sim/ferrosim/ferrosim"
 CTL="$BUILD_DIR/cli/ferroctl/ferroctl"
 GUI="$BUILD_DIR/app/marlinlite/marlinlite"
-WORK="$(mktemp -d)"
-SIM_PID=""
-cleanup() {
-  if [ -n "$SIM_PID" ]; then kill "$SIM_PID" 2>/dev/null || true; wait "$SIM_PID" 2>/dev/null || true; fi
-  rm -rf "$WORK"
-}
-trap cleanup EXIT
+# shellcheck source=scripts/sim-start.sh
+. "$ROOT/scripts/sim-start.sh"
 
 echo "== ferrosim: a simulated instrument on loopback"
-"$SIM" --root "$WORK/instrument" --port 0 --ssh-port 0 --serial > "$WORK/sim.out" 2> "$WORK/sim.log" &
-SIM_PID=$!
-for _ in $(seq 1 100); do
-  grep -q '^serial on ' "$WORK/sim.out" 2>/dev/null && break
-  kill -0 "$SIM_PID" 2>/dev/null || break
-  sleep 0.1
-done
-PORT="$(sed -n 's/^listening on 127\.0\.0\.1:\([0-9]*\)$/\1/p' "$WORK/sim.out")"
+start_sim "serial on " --ssh-port 0 --serial
 SSH_PORT="$(sed -n 's/^ssh on 127\.0\.0\.1:\([0-9]*\)$/\1/p' "$WORK/sim.out")"
 PTY="$(sed -n 's/^serial on \(.*\)$/\1/p' "$WORK/sim.out")"
 if [ -z "$PORT" ] || [ -z "$SSH_PORT" ] || [ -z "$PTY" ]; then
