@@ -37,11 +37,6 @@ bool AnalyseAsyncData(const std::string& fileName, std::vector<TAsyncRecord>& as
     std::string reason;
     if (!file.Open(fileName, reason) || !file.ReadHead(TFileKind::BinaryInputs, head, reason))
         return fail(log, "AnalyseAsyncData", fileName, reason);
-    if (head.Count1 > TDataFileHead::MaxInputs ||
-        TDataFileHead::FixedSize + 4 * TDataFileHead::MaxInputs > head.HeadLen)
-        return fail(log, "AnalyseAsyncData", fileName,
-                    std::to_string(head.Count1) + " Eingänge, höchstens " +
-                        std::to_string(TDataFileHead::MaxInputs));
     if (head.EntrySize < TDataFileHead::AsyncEntrySize)
         return fail(log, "AnalyseAsyncData", fileName,
                     "Eintrag von " + std::to_string(head.EntrySize) + " Bytes ist zu kurz");
@@ -119,7 +114,7 @@ bool ReadOfflineContextHeader(const std::string& fileName, time_tz_t& timeZone, 
     if (head.Kind == TFileKind::BinaryInputs) {
         std::string inputs;
         const uint8_t* ids = file.HeadBytes().data() + TDataFileHead::FixedSize;
-        for (uint32_t i = 0; i < std::min<uint32_t>(head.Count1, TDataFileHead::MaxInputs); ++i) {
+        for (uint32_t i = 0; i < head.Count1; ++i) {
             const uint32_t id = MemStream::peekU32(ids + 4 * i);
             std::string t = names ? names(id) : std::string();
             inputs += (inputs.empty() ? "" : ", ") + (t.empty() ? std::to_string(id) : t);

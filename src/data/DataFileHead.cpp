@@ -111,6 +111,12 @@ bool TDataFileHead::Decode(const uint8_t* p, uint64_t fileSize, std::string& rea
             "Eintragsgröße " + std::to_string(EntrySize) + " außerhalb 1 bis " + std::to_string(MaxEntrySize);
         return false;
     }
+    // Every reader of a binary-input file takes the id table from the head: it must be there.
+    if (Kind == TFileKind::BinaryInputs && (Count1 > MaxInputs || HeadLen < FixedSize + 4 * MaxInputs)) {
+        reason = std::to_string(Count1) + " Eingänge, höchstens " + std::to_string(MaxInputs) +
+                 ", oder die Eingangstabelle fehlt";
+        return false;
+    }
     return true;
 }
 
