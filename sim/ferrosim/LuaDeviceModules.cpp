@@ -182,13 +182,15 @@ double systemLoadPercent() {
 }
 
 // The drive the instrument tree lies on, as df sees it: its free space is what a user may still write.
+// The blocks reserved for root are left out of the total, as on the instrument, where used, free and
+// bad add up to the whole drive (the status ring would show a gap otherwise).
 void hostDrive(lua_State* L, const char* name, const std::string& folder) {
     struct statvfs v {};
     uintmax_t total = 0, free = 0, used = 0;
     if (statvfs(folder.c_str(), &v) == 0) {
-        total = uintmax_t(v.f_blocks) * v.f_frsize;
         free = uintmax_t(v.f_bavail) * v.f_frsize;
-        used = total - uintmax_t(v.f_bfree) * v.f_frsize;
+        used = (uintmax_t(v.f_blocks) - uintmax_t(v.f_bfree)) * v.f_frsize;
+        total = used + free;
     }
     lua_newtable(L);
     setField(L, "total", lua_Integer(total));

@@ -8,6 +8,7 @@
 #include "status/FrameStatLUA.h"
 #include "status/FrameStatMain.h"
 #include "status/FrameStatPCAP.h"
+#include <cmath>
 
 #include <QComboBox>
 #include <QGroupBox>
@@ -84,6 +85,15 @@ TEST(StatusView, ReadsTheStatusFillsEveryPageAndARefreshKeepsThePageButDropsGone
     EXPECT_FALSE(drives->FBMPFlash.isNull());
     EXPECT_NE(drives->FBMPFlash.pixelColor(drives->FBMPFlash.width() / 2, 20).alpha(), 0)
         << "the ring starts at the top";
+    {
+        // Used, free and bad close the ring: just left of the top is painted too.
+        const QImage& b = drives->FBMPFlash;
+        const double r = b.width() / 2.0 - 40 + 19, a = -93 * M_PI / 180;
+        EXPECT_NE(
+            b.pixelColor(int(b.width() / 2.0 + r * std::cos(a)), int(b.height() / 2.0 + r * std::sin(a)))
+                .alpha(),
+            0);
+    }
 
     QStringList pages = rig.v->Pages();
     ASSERT_EQ(pages.size(), 8);
