@@ -33,6 +33,7 @@
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTableWidget>
+#include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -540,6 +541,16 @@ void TMainWindow::WireView(TFormBasic* View) {
             const int values[] = {w.LytWth, w.Ereignis, w.Zeit, w.Max, w.Einheit, w.Harm, w.Dauer};
             for (int i = 0; i < 7; ++i)
                 settings.setValue(QString("OnOffline/") + keys[i], values[i]);
+        };
+    }
+    if (auto* flash = qobject_cast<TFormFlash*>(View)) {
+        // Once the user has read the update's outcome, the firmware view goes away; posted, since
+        // the call comes from the message box's handler.
+        QPointer<TFormFlash> f(flash);
+        flash->FFlashClose = [f](TSender) {
+            QTimer::singleShot(0, f, [f] {
+                if (f) f->CloseView();
+            });
         };
     }
     View->FOnLogCallBack = [this](TSender, const std::string& Line, bool ToMemo) {

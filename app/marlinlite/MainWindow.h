@@ -50,6 +50,8 @@ public:
     TFrmMassFlash* OpenMassFlash();
     // Opens the registered view of `Kind` on the selected instrument; nullptr when there is none.
     TFormBasic* OpenDirect(TDirectKind Kind);
+    // Puts a made view into a tab, wires it to the host and opens it on the selected instrument.
+    TFormBasic* OpenView(TFormBasic* View, const QString& Title, const char* ObjectName);
     // Adds a row to the table of views; its button becomes usable.
     void RegisterView(TViewRow Row);
     const TViewRegistry& Views() const { return FViews; }
@@ -69,8 +71,6 @@ private:
     void UpdateActions();
     void ShowNote(const QString& Text);
     void ShowStartPage();
-    // Puts a made view into a tab, wires it to the host and opens it on the selected instrument.
-    TFormBasic* OpenView(TFormBasic* View, const QString& Title, const char* ObjectName);
     void WireView(TFormBasic* View);
     void UpdateKindButtons();
     void BuildMenus();

@@ -14,6 +14,7 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QTableWidget>
 #include <QTimer>
 
@@ -98,8 +99,27 @@ TEST(FlashView, UpdateOverTcpSavesTheBackupShowsTheChangeLogAndTheNewFirmware) {
     EXPECT_TRUE(fs::exists(Scratchpad(sim) + "ferro-fw-2.3.1-12.sha256"));
     EXPECT_FALSE(fs::exists(Scratchpad(sim) + "changelog.txt"));
     EXPECT_TRUE(rig.view->mmoLog->toPlainText().contains("Neue Firmware: 2.3.1.12"));
-    CloseAllBoxes();
     EXPECT_TRUE(SaveScreenshot(*rig.view, "flash_view_done.png"));
+    rig.answer("Update abgeschlossen!", QMessageBox::Ok);
+    EXPECT_TRUE(WaitFor([&] { return !rig.view; }, CLongMs)) << "the read outcome closes the view";
+}
+
+TEST(FlashView, StatusRunSendsTheScriptRunsItAndShowsTheInstrumentsStatusText) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.ok()) << sim.output();
+    FlashRig rig(Entry("FR-042", "127.0.0.1", sim.port()), "");
+    auto* view = new TFormFlash(nullptr);
+    view->FKind = KndStatus;
+    QPointer<TFormFlash> status(
+        qobject_cast<TFormFlash*>(rig.w.OpenView(view, "Status", "View_flashstatus")));
+    ASSERT_TRUE(status);
+    ASSERT_TRUE(WaitFor([&] { return status->mmoLog->toPlainText().contains("flashdrive0.total"); }, CLongMs))
+        << rig.w.LogText().toStdString() << sim.log();
+    // One line per leaf: the dotted key left-justified in 35 characters, then the value.
+    EXPECT_TRUE(status->mmoLog->toPlainText().contains(QRegularExpression("\\nserial {29}5120042")));
+    EXPECT_TRUE(FileText(Scratchpad(sim) + "status.lua").find("prntStat(\"\", uti.stat()") !=
+                std::string::npos);
+    EXPECT_TRUE(WaitFor([&] { return !status->Established(); }, CLongMs)) << "the run ends the link";
 }
 
 TEST(FlashView, UpdateOverSshTakesTheLastImageAndShowsAnEmptyChangeLog) {
