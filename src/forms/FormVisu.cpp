@@ -317,8 +317,9 @@ void TFormVisu::DispTimer() {
     if (!FComUnit) return;
     const bool connected = FComUnit->IsConnected();
     const bool idle = FComUnit->SendList().empty();
-    if (FDisplayActive && !FComUnit->FTHreadExcept && connected && idle && !FWaitingForPicture &&
-        Now() > FLastStream) {
+    // The backstop: a second without a picture or a request asks again, so a lost answer costs a second.
+    if (FDisplayActive && !FComUnit->FTHreadExcept && connected && idle && Now() > FLastStream) {
+        FWaitingForPicture = true;
         GetNewDisplayImage(this);
         FLastStream = Now() + 1000;
         return;
@@ -376,8 +377,10 @@ void TFormVisu::SetNewDisplayImage(TSender, MemStream& Stream) {
 }
 
 void TFormVisu::GetNewDispThread() {
-    if (!FDisplayActive) return;
+    // A late wait (a busy machine) finds the backstop's request already on its way: one is enough.
+    if (!FDisplayActive || FWaitingForPicture) return;
     FWaitingForPicture = true;
+    FLastStream = Now() + 1000;
     GetNewDisplayImage(this);
 }
 
