@@ -41,16 +41,6 @@ public:
             p = 0;
         }
     }
-    template <class F> void ForRunsXX(int First, int Last, F&& Fn) {
-        if (First > Last || First < 0 || Last >= Count()) return;
-        size_t p = Phys(First), n = size_t(Last - First + 1);
-        while (n) {
-            const size_t run = p + n > FCap ? FCap - p : n;
-            Fn(FTsl + p, FXX + p, run);
-            n -= run;
-            p = 0;
-        }
-    }
     // Bytes held by the block.
     size_t Bytes() const { return FCap * (sizeof(uint64_t) + sizeof(float) * size_t(1 + FCrvCnt)); }
 

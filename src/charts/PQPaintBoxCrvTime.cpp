@@ -173,16 +173,23 @@ void TPQPaintBoxCrvTime::MouseMove(TShiftState Shift, double X, double Y) {
 
 int TPQPaintBoxCrvTime::FindForward(double X) const {
     if (!WindowValid()) return -1;
-    for (int i = FZoomIdx1; i <= FZoomIdx2; ++i)
-        if (FMessLst.XX(i) > X) return i;
-    return -1;
+    const auto it = std::upper_bound(FColumns.begin(), FColumns.end(), X,
+                                     [](double x, const TColumn& c) { return x < double(c.X); });
+    return it == FColumns.end() ? -1 : it->First;
 }
 
 int TPQPaintBoxCrvTime::FindBackward(double X) const {
     if (!WindowValid()) return -1;
-    for (int i = FZoomIdx2; i >= FZoomIdx1; --i)
-        if (FMessLst.XX(i) <= X) return i;
-    return -1;
+    const auto it = std::upper_bound(FColumns.begin(), FColumns.end(), X,
+                                     [](double x, const TColumn& c) { return x < double(c.X); });
+    return it == FColumns.begin() ? -1 : std::prev(it)->Last;
+}
+
+float TPQPaintBoxCrvTime::RecordX(int Idx) const {
+    const auto it = std::upper_bound(FColumns.begin(), FColumns.end(), Idx,
+                                     [](int i, const TColumn& c) { return i < c.First; });
+    if (it == FColumns.begin() || Idx > std::prev(it)->Last) return std::numeric_limits<float>::quiet_NaN();
+    return std::prev(it)->X;
 }
 
 void TPQPaintBoxCrvTime::SetMarker(int Mark, int Idx) {
@@ -298,8 +305,6 @@ void TPQPaintBoxCrvTime::PaintFull(TCanvas& Canvas) {
                 else
                     hi = mid - 1;
             }
-            FMessLst.ForRunsXX(
-                i, lo, [x](const uint64_t*, float* xx, size_t n) { std::fill(xx, xx + n, float(x)); });
             FColumns.push_back({i, lo, float(x)});
             i = lo + 1;
         }
@@ -373,22 +378,24 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
         // last drawn one.
         bool started = false;
         double lastX = 0, lastY = 0;
-        FMessLst.ForRuns(
-            FZoomIdx1, FZoomIdx2, Crv, [&](const uint64_t*, const float* xx, const float* v, size_t n) {
-                for (size_t i = 0; i < n; ++i) {
-                    if (!std::isfinite(v[i])) continue;
-                    const double px = xx[i] + 0.5,
-                                 py = bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
-                    if (started && std::fabs(py - lastY) <= 2.0 && std::fabs(px - lastX) <= 1.0) continue;
-                    if (started)
-                        FPath.LineTo(TPointF(px, py));
-                    else
-                        FPath.MoveTo(TPointF(px, py));
-                    started = true;
-                    lastX = px;
-                    lastY = py;
-                }
-            });
+        for (const TColumn& col : FColumns)
+            FMessLst.ForRuns(
+                col.First, col.Last, Crv, [&](const uint64_t*, const float*, const float* v, size_t n) {
+                    for (size_t i = 0; i < n; ++i) {
+                        if (!std::isfinite(v[i])) continue;
+                        const double px = col.X + 0.5,
+                                     py =
+                                         bot - (std::min(std::max(double(v[i]), SclMin), hiVal) - SclMin) * k;
+                        if (started && std::fabs(py - lastY) <= 2.0 && std::fabs(px - lastX) <= 1.0) continue;
+                        if (started)
+                            FPath.LineTo(TPointF(px, py));
+                        else
+                            FPath.MoveTo(TPointF(px, py));
+                        started = true;
+                        lastX = px;
+                        lastY = py;
+                    }
+                });
     } else {
         // The same rule, column by column and without branches inside a column: within one, the x
         // test holds once a point of it or of the column before was drawn, so only y decides.

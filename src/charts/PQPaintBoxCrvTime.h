@@ -68,6 +68,8 @@ public:
     // Draws every point that the decimation rule keeps instead of one span per pixel column; the
     // picture is the same, only slower. For comparison.
     void SetPlainDecimation(bool On) { FPlainDecimation = On; }
+    // The pixel column a record of the window was drawn in at the last full repaint; NaN outside.
+    float RecordX(int Idx) const;
 
 private:
     void PaintFull(TCanvas& Canvas);
@@ -106,7 +108,7 @@ private:
         int First, Last;
         float X;
     };
-    std::vector<TColumn> FColumns;
+    std::vector<TColumn> FColumns; // rising X: records map to columns without a per-record x
     std::vector<double> FScan = std::vector<double>(4096); // one chunk of mapped records
 };
 

@@ -110,11 +110,10 @@ TEST_F(TimeChart, DragZoomsBeyondTwentyPixelsOnlyAndNeedsFiveRecords) {
 
     Fill(100, [](int i) { return i; });
     Paint();
-    const auto& m = b.MessLst();
-    Drag(m.XX(10) - 0.5, m.XX(13) + 0.5); // four records
+    Drag(b.RecordX(10) - 0.5, b.RecordX(13) + 0.5); // four records
     EXPECT_EQ(b.ZoomIdx1(), 0);
     EXPECT_EQ(b.ZoomIdx2(), 99);
-    Drag(m.XX(10) - 0.5, m.XX(14) + 0.5);
+    Drag(b.RecordX(10) - 0.5, b.RecordX(14) + 0.5);
     EXPECT_EQ(b.ZoomIdx1(), 10);
     EXPECT_EQ(b.ZoomIdx2(), 14);
     EXPECT_FALSE(b.ZoomRectVisible());
@@ -135,7 +134,7 @@ TEST_F(TimeChart, ShiftSetsMarkerOneEvenWithCtrlAndMarkersAreDrawn) {
             names = sl;
             vals = v;
         });
-    const double x = b.MessLst().XX(40) - 0.5;
+    const double x = b.RecordX(40) - 0.5;
     b.MouseUp(mbLeft, ssShift | ssCtrl, x, 200);
     EXPECT_EQ(mark, 0);
     EXPECT_EQ(b.MarkIdx1(), 40);
