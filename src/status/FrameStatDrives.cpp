@@ -1,4 +1,5 @@
 #include "status/FrameStatDrives.h"
+#include "status/FrameStatRows.h"
 
 #include "charts/PainterCanvas.h"
 #include "status/DrivePaint.h"
@@ -35,16 +36,9 @@ uint64_t Number(const QLabel* l) {
 TFrameDrives::TFrameDrives(QWidget* Parent) : QWidget(Parent) {
     setObjectName("FrameDrives");
     auto* outer = new QVBoxLayout(this);
-    auto* top = new QHBoxLayout;
-    auto* btnRefresh = new QPushButton("Aktualisieren", this);
-    btnRefresh->setObjectName("btnRefresh");
-    btnRefresh->setToolTip("Den Status neu vom Gerät lesen");
-    connect(btnRefresh, &QPushButton::clicked, this, [this] {
+    AddRefreshBar(this, outer, [this] {
         if (FOnRefresh) FOnRefresh();
     });
-    top->addStretch();
-    top->addWidget(btnRefresh);
-    outer->addLayout(top);
     auto* scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);

@@ -1,4 +1,5 @@
 #include "status/FrameStatMain.h"
+#include "status/FrameStatRows.h"
 
 #include <QFormLayout>
 #include <QGroupBox>
@@ -32,16 +33,9 @@ TFrameMain::TFrameMain(QWidget* Parent) : QWidget(Parent) {
     setObjectName("FrameMain");
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(10, 10, 10, 10);
-    auto* top = new QHBoxLayout;
-    auto* btnRefresh = new QPushButton("Aktualisieren", this);
-    btnRefresh->setObjectName("btnRefresh");
-    btnRefresh->setToolTip("Den Status neu vom Gerät lesen");
-    connect(btnRefresh, &QPushButton::clicked, this, [this] {
+    AddRefreshBar(this, outer, [this] {
         if (FOnRefresh) FOnRefresh();
     });
-    top->addStretch();
-    top->addWidget(btnRefresh);
-    outer->addLayout(top);
 
     auto* device = new QGroupBox("Ferro Recorder", this);
     device->setObjectName("grpboxDevice");

@@ -11,19 +11,24 @@
 
 namespace ferro {
 
+QPushButton* AddRefreshBar(QWidget* Page, QVBoxLayout* Outer, std::function<void()> Clicked) {
+    auto* top = new QHBoxLayout;
+    auto* b = new QPushButton("Aktualisieren", Page);
+    b->setObjectName("btnRefresh");
+    b->setToolTip("Den Status neu vom Gerät lesen");
+    QObject::connect(b, &QPushButton::clicked, Page, std::move(Clicked));
+    top->addStretch();
+    top->addWidget(b);
+    Outer->addLayout(top);
+    return b;
+}
+
 TFrameStatRows::TFrameStatRows(const QString& Name, QWidget* Parent) : QWidget(Parent) {
     setObjectName(Name);
     auto* outer = new QVBoxLayout(this);
-    auto* top = new QHBoxLayout;
-    btnRefresh = new QPushButton("Aktualisieren", this);
-    btnRefresh->setObjectName("btnRefresh");
-    btnRefresh->setToolTip("Den Status neu vom Gerät lesen");
-    connect(btnRefresh, &QPushButton::clicked, this, [this] {
+    btnRefresh = AddRefreshBar(this, outer, [this] {
         if (FOnRefresh) FOnRefresh();
     });
-    top->addStretch();
-    top->addWidget(btnRefresh);
-    outer->addLayout(top);
     ScrollBox1 = new QScrollArea(this);
     ScrollBox1->setObjectName("ScrollBox1");
     ScrollBox1->setWidgetResizable(true);

@@ -18,6 +18,9 @@ class QVBoxLayout;
 
 namespace ferro {
 
+// The refresh button at the top right of a status page; Clicked runs on each click.
+QPushButton* AddRefreshBar(QWidget* Page, QVBoxLayout* Outer, std::function<void()> Clicked);
+
 class TFrameStatRows : public QWidget {
     Q_OBJECT
 public:
