@@ -2,6 +2,8 @@
 
 #include "ferrosim/Profile.h"
 
+#include "foundation/Format.h"
+
 #include <QCryptographicHash>
 
 #include <archive.h>
@@ -39,16 +41,6 @@ std::string trim(std::string s) {
     return s;
 }
 
-// "2.3.1" and "12" into the packed word; 0 when either does not parse.
-uint32_t packWord(const std::string& version, const std::string& revision) {
-    unsigned a = 0, b = 0, c = 0, d = 0;
-    char tail = 0;
-    if (std::sscanf(version.c_str(), "%u.%u.%u%c", &a, &b, &c, &tail) != 3) return 0;
-    if (std::sscanf(revision.c_str(), "%u%c", &d, &tail) != 1) return 0;
-    if (a > 255 || b > 255 || c > 255 || d > 255) return 0;
-    return (a << 24) | (b << 16) | (c << 8) | d;
-}
-
 ImageCheck refuse(int code, const std::string& reason) {
     ImageCheck r;
     r.code = code;
@@ -71,7 +63,7 @@ ImageCheck checkManifest(const std::vector<ArchiveEntry>& entries, const std::st
             sums[line.substr(72)] = line.substr(7, 64);
     }
     ImageCheck r;
-    r.word = packWord(version, revision);
+    r.word = PackFirmwareWord(version, revision);
     if (!r.word) return refuse(kInvalidArgument, "manifest without a valid version and revision");
     if (sums.empty()) return refuse(kInvalidArgument, "manifest lists no files");
     for (const auto& [name, sum] : sums) {
@@ -107,13 +99,13 @@ ImageCheck CheckFirmwareImage(const Bytes& image, uint32_t currentWord) {
 
 bool MakeUpdateArchive(const std::string& version, const std::string& revision, const std::string& zipPath,
                        bool corrupt, std::string& error) {
-    if (!packWord(version, revision)) {
+    if (!PackFirmwareWord(version, revision)) {
         error = "bad version " + version + " or revision " + revision + " (e.g. 2.3.1 12)";
         return false;
     }
     // A root file system large enough that its upload shows progress, and a small application.
     Bytes rootfs(768u << 10), app(48u << 10);
-    uint32_t x = packWord(version, revision) | 1u;
+    uint32_t x = PackFirmwareWord(version, revision) | 1u;
     for (auto* part : {&rootfs, &app})
         for (uint8_t& b : *part) {
             x ^= x << 13;

@@ -39,15 +39,6 @@ std::string Lower(std::string s) {
     return s;
 }
 
-uint32_t PackRev(const std::string& version, const std::string& revision) {
-    unsigned a = 0, b = 0, c = 0, d = 0;
-    char tail = 0;
-    if (std::sscanf(version.c_str(), "%u.%u.%u%c", &a, &b, &c, &tail) != 3) return 0;
-    if (std::sscanf(revision.c_str(), "%u%c", &d, &tail) != 1) return 0;
-    if (a > 255 || b > 255 || c > 255 || d > 255) return 0;
-    return (a << 24) | (b << 16) | (c << 8) | d;
-}
-
 } // namespace
 
 bool UnpackUpdateArchive(const std::string& zip, const std::string& folder, TUpdateArchive& out,
@@ -128,7 +119,7 @@ uint32_t ImageManifestRev(const std::string& tgz) {
             if (line.rfind("version=", 0) == 0) version = line.substr(8);
             if (line.rfind("revision=", 0) == 0) revision = line.substr(9);
         }
-        return PackRev(version, revision);
+        return PackFirmwareWord(version, revision);
     }
     return 0;
 }

@@ -75,4 +75,13 @@ std::string LocalFileName(const std::string& instrumentName) {
     return bad ? std::string() : name;
 }
 
+uint32_t PackFirmwareWord(const std::string& version, const std::string& revision) {
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    char tail = 0;
+    if (std::sscanf(version.c_str(), "%u.%u.%u%c", &a, &b, &c, &tail) != 3) return 0;
+    if (std::sscanf(revision.c_str(), "%u%c", &d, &tail) != 1) return 0;
+    if (a > 255 || b > 255 || c > 255 || d > 255) return 0;
+    return (a << 24) | (b << 16) | (c << 8) | d;
+}
+
 } // namespace ferro

@@ -25,5 +25,8 @@ std::string LocalFileName(const std::string& instrumentName);
 // Case-insensitive substring test, as instrument texts are matched.
 bool ContainsNoCase(const std::string& haystack, const std::string& needle);
 bool EqualsNoCase(const std::string& a, const std::string& b);
+// A firmware's version ("2.3.1") and revision ("12") as the packed word of the identity
+// (one byte each, major first); 0 when either does not parse or a part exceeds a byte.
+uint32_t PackFirmwareWord(const std::string& version, const std::string& revision);
 
 } // namespace ferro
