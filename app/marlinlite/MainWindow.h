@@ -71,6 +71,8 @@ private:
     void ShowStartPage();
     // Puts a made view into a tab, wires it to the host and opens it on the selected instrument.
     TFormBasic* OpenView(TFormBasic* View, const QString& Title, const char* ObjectName);
+    // A view of local files: no instrument, no session.
+    TFormBasic* OpenLocalView(const TViewRow& Row, TDirectKind Kind);
     void WireView(TFormBasic* View);
     void UpdateKindButtons();
     void BuildMenus();
