@@ -131,7 +131,7 @@ TViewRegistry ShippedViews() {
                [](QWidget* Parent) { return new TfrmStatus(Parent); }});
     views.Add(
         {dkdata, "Messdaten", TIconKind::Data, [](QWidget* Parent) { return new TFormOnline(Parent); }});
-    views.Add({dkoffline, "Messdaten Offline", TIconKind::Offline,
+    views.Add({dkoffline, "Offline-Daten", TIconKind::Offline,
                [](QWidget* Parent) { return new TFormOffline(Parent); }, false});
     views.Add({dkcalib, "Kalibrierung", TIconKind::Calibration,
                [](QWidget* Parent) { return new TFrmCalib(Parent); }});

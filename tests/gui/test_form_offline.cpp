@@ -177,9 +177,10 @@ TEST(FormOffline, EmptyRootStationWithoutFoldersAndExportOntoTheSource) {
     QTemporaryDir dir;
     const TFolders folders = FoldersIn(dir);
     fs::create_directories(folders.Data);
-    TFormOffline v;
+    // The form logs while it goes: what it logs into outlives it.
     std::vector<std::string> log;
     bool working = false;
+    TFormOffline v;
     v.FOnLogCallBack = [&](TSender, const std::string& l, bool) { log.push_back(l); };
     v.FWorkCallback = [&](TSender, const std::string&, bool start, bool) { working = start; };
     auto logged = [&](const std::string& piece) {
