@@ -237,11 +237,7 @@ void TFormOffline::CheckData() {
 void TFormOffline::BuildStationTree(const std::vector<TOfflineStation>& Stations) {
     TreeViewOpti->setUpdatesEnabled(false);
     FInClick = true;
-    FClickedTVI = nullptr;
-    FStartDevice = nullptr;
-    FTVIRec = FTVIEvt = FSelectedRec = nullptr;
-    FRecTreeView = FEvtTreeView = FStreamTreeView = nullptr;
-    TreeViewOpti->clear();
+    ClearStationTree();
     // Stations of one plant hang under one item, and below it under their field.
     std::map<std::string, QTreeWidgetItem*> plants, fields;
     const QIcon stationIcon = style()->standardIcon(QStyle::SP_ComputerIcon);
@@ -272,6 +268,15 @@ void TFormOffline::BuildStationTree(const std::vector<TOfflineStation>& Stations
     FInClick = false;
     TreeViewOpti->setUpdatesEnabled(true);
     TreeViewOpti->update();
+}
+
+void TFormOffline::ClearStationTree() {
+    // Nothing may point into the items that go.
+    FClickedTVI = nullptr;
+    FStartDevice = nullptr;
+    FTVIRec = FTVIEvt = FSelectedRec = nullptr;
+    FRecTreeView = FEvtTreeView = FStreamTreeView = nullptr;
+    TreeViewOpti->clear();
 }
 
 void TFormOffline::CheckTerminate() {
@@ -369,9 +374,13 @@ void TFormOffline::BuildStationItems(QTreeWidgetItem* Station, const std::vector
         for (QTreeWidgetItemIterator it(Station); *it; ++it)
             if ((*it)->data(0, Qt::CheckStateRole).isNull() && *it != Station)
                 (*it)->setCheckState(0, Qt::Unchecked);
+    // The recordings stand open; a long list of events waits for its click.
     Station->setExpanded(true);
-    for (QTreeWidgetItem* r : {recRoot, evtRoot, stoer})
+    for (QTreeWidgetItem* r : {recRoot, stoer})
         if (r) r->setExpanded(true);
+    for (const auto& [g, item] : groups)
+        item->setExpanded(true);
+    if (evtRoot) evtRoot->setExpanded(evtRoot->childCount() <= 20);
     TreeViewOpti->setUpdatesEnabled(true);
     FInClick = false;
 }
@@ -500,7 +509,7 @@ void TFormOffline::ImportFromSD() {
         const int count = ImportOfflineFolder(dir, root, xml, Log, progress);
         return [this, count] {
             // ImportThreadEnd
-            TreeViewOpti->clear();
+            ClearStationTree();
             LoadLanguage();
             CheckData();
             SynchStoppProgress();

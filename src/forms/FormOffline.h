@@ -68,6 +68,7 @@ private:
     void RunWorker(std::function<std::function<void()>(TReaderLog Log)> Work);
     void JoinWorker();
     void BuildStationTree(const std::vector<TOfflineStation>& Stations);
+    void ClearStationTree();
     void BuildStationItems(QTreeWidgetItem* Station, const std::vector<TOfflineFile>& Files);
     void CheckTerminate();
     void DelClass(QTreeWidgetItem* Class);
