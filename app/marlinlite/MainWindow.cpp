@@ -5,6 +5,7 @@
 #include "InstrumentDialog.h"
 #include "flash/FormFlash.h"
 #include "flash/FrmMassFlash.h"
+#include "forms/FormOffline.h"
 #include "forms/FormOnline.h"
 #include "forms/FormPara.h"
 #include "forms/FormVisu.h"
@@ -131,6 +132,8 @@ TViewRegistry ShippedViews() {
                [](QWidget* Parent) { return new TfrmStatus(Parent); }});
     views.Add(
         {dkdata, "Messdaten", TIconKind::Data, [](QWidget* Parent) { return new TFormOnline(Parent); }});
+    views.Add({dkoffline, "Offline-Daten", TIconKind::Offline,
+               [](QWidget* Parent) { return new TFormOffline(Parent); }, false});
     views.Add({dkcalib, "Kalibrierung", TIconKind::Calibration,
                [](QWidget* Parent) { return new TFrmCalib(Parent); }});
     return views;
@@ -344,10 +347,13 @@ void TMainWindow::UpdateKindButtons() {
             continue;
         }
         const TViewRow* row = FViews.Find(kind);
-        button->setEnabled(row && any);
-        if (QAction* act = FKindActions[kind]) act->setEnabled(row && any);
+        const bool open = row && (any || !row->NeedsInstrument);
+        button->setEnabled(open);
+        if (QAction* act = FKindActions[kind]) act->setEnabled(open);
         if (!row)
             button->setToolTip(KindText(kind) + ": diese Ansicht ist noch nicht verfügbar");
+        else if (!row->NeedsInstrument)
+            button->setToolTip(row->Title + " öffnen: alle heruntergeladenen Daten, ohne Gerät");
         else if (!any)
             button->setToolTip("Bitte zuerst ein Gerät in der Liste wählen");
         else
@@ -474,12 +480,27 @@ TFormBasic* TMainWindow::OpenDirect(TDirectKind Kind) {
         ShowNote(KindText(Kind) + ": diese Ansicht ist noch nicht verfügbar");
         return nullptr;
     }
+    if (!row->NeedsInstrument) return OpenLocalView(*row, Kind);
     if (SelectedInstrument() < 0) {
         ShowNote("Bitte wählen Sie zuerst ein Gerät aus der Liste.");
         return nullptr;
     }
     const QString name = QString("View_%1").arg(DirectKindName(Kind));
     return OpenView(row->Create(tabViews), row->Title, name.toUtf8().constData());
+}
+
+TFormBasic* TMainWindow::OpenLocalView(const TViewRow& Row, TDirectKind Kind) {
+    TFormBasic* view = Row.Create(tabViews);
+    if (!view) return nullptr;
+    view->setObjectName(QString("View_%1").arg(DirectKindName(Kind)));
+    WireView(view);
+    if (FEmptyPage && tabViews->indexOf(FEmptyPage) >= 0) tabViews->removeTab(tabViews->indexOf(FEmptyPage));
+    const int idx = tabViews->addTab(view, FerroIcon(Row.Icon), Row.Title);
+    tabViews->setCurrentIndex(idx);
+    AppendLog("Öffne " + Row.Title);
+    // The archive reads the data folder that every connection downloads into.
+    if (auto* offline = dynamic_cast<TFormOffline*>(view)) offline->SetFolders(FFolders);
+    return view;
 }
 
 TFrmMassFlash* TMainWindow::OpenMassFlash() {

@@ -71,6 +71,8 @@ private:
     void UpdateActions();
     void ShowNote(const QString& Text);
     void ShowStartPage();
+    // A view of local files: no instrument, no session.
+    TFormBasic* OpenLocalView(const TViewRow& Row, TDirectKind Kind);
     void WireView(TFormBasic* View);
     void UpdateKindButtons();
     void BuildMenus();

@@ -65,7 +65,8 @@ int TScreenshotRun::Run(int ConnectMs) {
     auto photograph = [&](TFormBasic* View, const QString& Name) {
         QPointer<TFormBasic> v(View);
         if (!v) return ++failed, void();
-        Serve([&] { return !v || v->Established(); }, ConnectMs);
+        // A view of local files has no session to wait for.
+        Serve([&] { return !v || v->Established() || v->OfflineMode; }, ConnectMs);
         Settle(1500);
         if (v) failed += !Save(*v, Name);
         if (v && Name == "connection") failed += !Save(FHost, "marlinlite_connected");

@@ -17,6 +17,8 @@ struct TViewRow {
     QString Title;
     TIconKind Icon = TIconKind::Connect;
     std::function<TFormBasic*(QWidget* Parent)> Create;
+    // A view of local files (the offline archive) opens without an instrument of the list.
+    bool NeedsInstrument = true;
 };
 
 class TViewRegistry {

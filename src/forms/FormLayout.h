@@ -161,6 +161,10 @@ protected:
     // A file the reader refused: the reason in the status bar and a message.
     void ShowRefusal(const std::string& Path, const std::string& Why);
     tmStamp_t ToLocal(const tmStamp_t& Utc) const;
+    // A click and a right click on the tree; a view whose tree is not the instrument's overrides
+    // them.
+    virtual void ItemClicked(QTreeWidgetItem* Item);
+    virtual void TreeContextMenu(const QPoint& Pos);
 
     // Width of the tree pane and the six column widths of the event table.
     TFrmOnOfflineSettings FOnOfflineEinstellungen{300, 300, 160, 140, 80, 80, 360};
@@ -202,8 +206,6 @@ private:
     void WireTree();
     void WireGraphActions();
     QTreeWidgetItem* AddFolder(QTreeWidgetItem* Parent, const std::string& Caption, const std::string& Name);
-    void ItemClicked(QTreeWidgetItem* Item);
-    void TreeContextMenu(const QPoint& Pos);
     void TreeViewOptiChangeCheck(QTreeWidgetItem* Item);
     void tvSelectChangeCheck(QTreeWidgetItem* Item);
     void AddRemovePaintLst(QTreeWidgetItem* Item);
