@@ -5,6 +5,7 @@
 #include "InstrumentDialog.h"
 #include "flash/FormFlash.h"
 #include "flash/FrmMassFlash.h"
+#include "forms/FormComplete.h"
 #include "forms/FormOnline.h"
 #include "forms/FormPara.h"
 #include "forms/FormVisu.h"
@@ -46,11 +47,12 @@ struct TKindButton {
     TIconKind Icon;
 };
 
+// The complete value table stands next to the live view: both show live objects.
 constexpr TKindButton CKindButtons[] = {
-    {dkpara, TIconKind::Parameter},     {dkparaRefresh, TIconKind::Refresh}, {dkvisu, TIconKind::Live},
-    {dkdata, TIconKind::Data},          {dkoffline, TIconKind::Offline},     {dkflash, TIconKind::Firmware},
-    {dkmassflash, TIconKind::Firmware}, {dkstatus, TIconKind::Status},       {dkInitSSH, TIconKind::Key},
-    {dkUserSetup, TIconKind::User},     {dkcalib, TIconKind::Calibration},
+    {dkpara, TIconKind::Parameter}, {dkparaRefresh, TIconKind::Refresh}, {dkvisu, TIconKind::Live},
+    {dkcomplete, TIconKind::Live},  {dkdata, TIconKind::Data},           {dkoffline, TIconKind::Offline},
+    {dkflash, TIconKind::Firmware}, {dkmassflash, TIconKind::Firmware},  {dkstatus, TIconKind::Status},
+    {dkInitSSH, TIconKind::Key},    {dkUserSetup, TIconKind::User},      {dkcalib, TIconKind::Calibration},
 };
 
 enum Column { ColName, ColAddress, ColPort, ColTransport, ColIp, ColUser, ColSerial, ColCount };
@@ -98,6 +100,8 @@ QString TMainWindow::KindText(TDirectKind Kind) {
         return "Benutzerverwaltung";
     case dkcalib:
         return "Kalibrierung";
+    case dkcomplete:
+        return "Alle Live-Werte";
     }
     return "";
 }
@@ -130,6 +134,8 @@ TViewRegistry ShippedViews() {
                [](QWidget* Parent) { return new TfrmStatus(Parent); }});
     views.Add(
         {dkdata, "Messdaten", TIconKind::Data, [](QWidget* Parent) { return new TFormOnline(Parent); }});
+    views.Add({dkcomplete, "Alle Live-Werte", TIconKind::Live,
+               [](QWidget* Parent) { return new TFormComplete(Parent); }});
     views.Add({dkcalib, "Kalibrierung", TIconKind::Calibration,
                [](QWidget* Parent) { return new TFrmCalib(Parent); }});
     return views;
