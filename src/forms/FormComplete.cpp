@@ -6,6 +6,7 @@
 #include "foundation/records/ObjectHeader.h"
 
 #include <QApplication>
+#include <QBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLocale>
@@ -57,12 +58,14 @@ TFormComplete::TFormComplete(QWidget* Parent) : TFormLayout(Parent) {
     GridData->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     GridData->verticalHeader()->setDefaultSectionSize(GridData->fontMetrics().height() + 6);
 
-    // Only the stream tree here: no listings, downloads or curves, so the tool bar tells what is shown.
-    ToolBar->clear();
-    lblStream = new QLabel(ToolBar);
+    // No listings, downloads or curves here: in place of their tool bar a line tells what is shown.
+    ToolBar->hide();
+    lblStream = new QLabel(lytBase);
     lblStream->setObjectName("lblStream");
     lblStream->setContentsMargins(6, 4, 6, 4);
-    ToolBar->addWidget(lblStream);
+    // A long leaf name is cut, it never widens the window.
+    lblStream->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    if (auto* outer = qobject_cast<QBoxLayout*>(lytBase->layout())) outer->insertWidget(0, lblStream);
     TreeViewOpti->setContextMenuPolicy(Qt::NoContextMenu);
     connect(TreeViewOpti, &QTreeWidget::itemClicked, this,
             [this](QTreeWidgetItem* It, int) { ClickTreeView(It); });
