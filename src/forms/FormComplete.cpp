@@ -274,7 +274,7 @@ void TFormComplete::ShowStreamInfo() {
     }
     const tmStamp_t& ts = FComUnit->FBytes.TS_Mess;
     lblStream->setText(
-        QString("%1 – Objekt vom %2 (Gerätezeit), %3 empfangen")
+        QString("%1 – Objekt %3 vom %2 (Gerätezeit)")
             .arg(FLeafCaption, QString::fromStdString(FormatDateTimeSecs("dd.mm.yyyy hh:nn:ss", ts.sec)))
             .arg(FObjects));
 }
