@@ -5,6 +5,7 @@
 #include "InstrumentDialog.h"
 #include "flash/FormFlash.h"
 #include "flash/FrmMassFlash.h"
+#include "forms/FormComplete.h"
 #include "forms/FormOffline.h"
 #include "forms/FormOnline.h"
 #include "forms/FormPara.h"
@@ -48,11 +49,12 @@ struct TKindButton {
     TIconKind Icon;
 };
 
+// The complete value table stands next to the live view: both show live objects.
 constexpr TKindButton CKindButtons[] = {
-    {dkpara, TIconKind::Parameter},     {dkparaRefresh, TIconKind::Refresh}, {dkvisu, TIconKind::Live},
-    {dkdata, TIconKind::Data},          {dkoffline, TIconKind::Offline},     {dkflash, TIconKind::Firmware},
-    {dkmassflash, TIconKind::Firmware}, {dkstatus, TIconKind::Status},       {dkInitSSH, TIconKind::Key},
-    {dkUserSetup, TIconKind::User},     {dkcalib, TIconKind::Calibration},
+    {dkpara, TIconKind::Parameter}, {dkparaRefresh, TIconKind::Refresh}, {dkvisu, TIconKind::Live},
+    {dkcomplete, TIconKind::Live},  {dkdata, TIconKind::Data},           {dkoffline, TIconKind::Offline},
+    {dkflash, TIconKind::Firmware}, {dkmassflash, TIconKind::Firmware},  {dkstatus, TIconKind::Status},
+    {dkInitSSH, TIconKind::Key},    {dkUserSetup, TIconKind::User},      {dkcalib, TIconKind::Calibration},
 };
 
 enum Column { ColName, ColAddress, ColPort, ColTransport, ColIp, ColUser, ColSerial, ColCount };
@@ -100,6 +102,8 @@ QString TMainWindow::KindText(TDirectKind Kind) {
         return "Benutzerverwaltung";
     case dkcalib:
         return "Kalibrierung";
+    case dkcomplete:
+        return "Alle Live-Werte";
     }
     return "";
 }
@@ -134,6 +138,8 @@ TViewRegistry ShippedViews() {
         {dkdata, "Messdaten", TIconKind::Data, [](QWidget* Parent) { return new TFormOnline(Parent); }});
     views.Add({dkoffline, "Offline-Daten", TIconKind::Offline,
                [](QWidget* Parent) { return new TFormOffline(Parent); }, false});
+    views.Add({dkcomplete, "Alle Live-Werte", TIconKind::Live,
+               [](QWidget* Parent) { return new TFormComplete(Parent); }});
     views.Add({dkcalib, "Kalibrierung", TIconKind::Calibration,
                [](QWidget* Parent) { return new TFrmCalib(Parent); }});
     return views;

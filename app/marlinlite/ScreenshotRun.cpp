@@ -42,7 +42,7 @@ QString FilePart(QString Text) {
 } // namespace
 
 bool TScreenshotRun::Save(QWidget& W, const QString& Name) {
-    const QString path = QDir(FDir).filePath(Name + ".png");
+    const QString path = QDir(FDir).filePath(FPrefix + Name + ".png");
     if (!W.grab().save(path)) {
         std::fprintf(stderr, "Bild nicht gespeichert: %s\n", qPrintable(path));
         return false;
@@ -59,7 +59,7 @@ int TScreenshotRun::Run(int ConnectMs) {
     FHost.show();
     FHost.SelectInstrument(0);
     Settle(300);
-    failed += !Save(FHost, "marlinlite_instruments");
+    if (FKinds.isEmpty()) failed += !Save(FHost, "marlinlite_instruments");
 
     // Each view in its tab, with its session standing (or its failure shown), then closed again.
     auto photograph = [&](TFormBasic* View, const QString& Name) {
@@ -79,12 +79,14 @@ int TScreenshotRun::Run(int ConnectMs) {
         if (v) FHost.CloseViewAt(FHost.Tabs()->indexOf(v));
         Serve([&] { return v.isNull(); }, 10000);
     };
-    photograph(FHost.OpenConnectionView(), "connection");
+    if (FKinds.isEmpty()) photograph(FHost.OpenConnectionView(), "connection");
     for (const auto& [kind, row] : FHost.Views().Rows()) {
+        const QString name = QString(DirectKindName(kind)).mid(2).toLower();
+        if (!FKinds.isEmpty() && !FKinds.contains(name)) continue;
         // The firmware update starts with a file dialog and ends with a reboot: its pictures come
         // from its own test (test_flash_gui).
         if (kind == dkflash) continue;
-        photograph(FHost.OpenDirect(kind), "view_" + QString(DirectKindName(kind)).mid(2).toLower());
+        photograph(FHost.OpenDirect(kind), "view_" + name);
     }
     return failed;
 }

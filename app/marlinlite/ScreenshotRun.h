@@ -17,6 +17,12 @@ public:
     // Runs to the end; returns the number of pictures that could not be taken. Every wait is
     // bounded by `ConnectMs`, so an instrument that does not answer costs time, never a hang.
     int Run(int ConnectMs = 25000);
+    // Only these views (names after "dk", e.g. "complete"), without the host and connection
+    // pictures; every file name starts with `Prefix` (a second instrument beside the first run).
+    void Restrict(QStringList Kinds, QString Prefix) {
+        FKinds = std::move(Kinds);
+        FPrefix = std::move(Prefix);
+    }
     const QStringList& Written() const { return FWritten; }
 
 private:
@@ -25,6 +31,8 @@ private:
     TMainWindow& FHost;
     QString FDir;
     QStringList FWritten;
+    QStringList FKinds;
+    QString FPrefix;
 };
 
 } // namespace ferro

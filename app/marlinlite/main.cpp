@@ -44,9 +44,16 @@ int main(int argc, char** argv) {
                              "Öffnet jede Ansicht auf dem ersten Gerät, speichert je Ansicht und Seite ein "
                              "PNG in diesen Ordner und beendet sich",
                              "ordner");
+    QCommandLineOption views("views",
+                             "Mit --screenshots: nur diese Ansichten (z. B. complete,visu), ohne Geräteliste "
+                             "und Verbindung",
+                             "liste");
+    QCommandLineOption prefix("prefix", "Mit --screenshots: Anfang jedes Dateinamens", "text");
     parser.addOption(demo);
     parser.addOption(settings);
     parser.addOption(shots);
+    parser.addOption(views);
+    parser.addOption(prefix);
     // Qt's own help and errors are English; the user reads German.
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -57,7 +64,7 @@ int main(int argc, char** argv) {
     }
     if (parser.isSet(help)) {
         std::printf("%s", qPrintable(HelpText("Marlin Lite: Desktop-Begleiter des Ferro Recorders",
-                                              {help, demo, settings, shots})));
+                                              {help, demo, settings, shots, views, prefix})));
         return 0;
     }
     QApplication app(argc, argv);
@@ -97,6 +104,8 @@ int main(int argc, char** argv) {
     if (shooting) {
         QTimer::singleShot(0, &w, [&] {
             ferro::TScreenshotRun run(w, parser.value(shots));
+            if (parser.isSet(views))
+                run.Restrict(parser.value(views).split(',', Qt::SkipEmptyParts), parser.value(prefix));
             const int failed = run.Run();
             QApplication::exit(failed == 0 ? 0 : 1);
         });

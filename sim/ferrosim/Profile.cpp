@@ -1,5 +1,7 @@
 #include "ferrosim/Profile.h"
 
+#include "foundation/TimeRecords.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QJsonArray>
@@ -75,6 +77,15 @@ uint32_t ParseFirmwareWord(const std::string& text) {
     for (int i = 0; i < 4; ++i)
         word = (word << 8) | (i < parts.size() ? (parts[i].toUInt() & 0xFF) : 0);
     return word;
+}
+
+uint32_t FirmwareOfGeneration(int gen, uint32_t current) {
+    TFerroFW fw;
+    fw.Rev = current;
+    fw.CalcVer();
+    if (fw.Gen == gen) return current;
+    static const char* const releases[] = {"1.9.4.0", "2.1.3.0", "2.2.1.5"};
+    return ParseFirmwareWord(releases[gen < 0 ? 0 : gen > 2 ? 2 : gen]);
 }
 
 bool Profile::load(const std::string& path, std::string& error) {

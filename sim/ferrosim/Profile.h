@@ -52,4 +52,8 @@ struct Profile {
 // "2.2.1.5" packs into one byte per part; a plain number is a build revision.
 uint32_t ParseFirmwareWord(const std::string& text);
 
+// A firmware word of layout generation `gen` (0 to 2): `current` when it already is one, else a
+// representative release of that generation (1.9.4.0, 2.1.3.0 with binary inputs, 2.2.1.5).
+uint32_t FirmwareOfGeneration(int gen, uint32_t current);
+
 } // namespace ferro::sim

@@ -6,7 +6,8 @@ namespace ferro::sim {
 
 const char* SimOptions::usage() {
     return "usage: ferrosim --root DIR [--port N] [--ssh-port N] [--ftp-port N] [--serial] [--faults LIST] "
-           "[--profile FILE] [--history-days N] [--time-scale K] [--reboot-ms N] [--exit-with-parent]\n"
+           "[--profile FILE] [--history-days N] [--time-scale K] [--reboot-ms N] [--generation N] "
+           "[--exit-with-parent]\n"
            "       ferrosim --make-update VERSION REVISION OUT.zip [--corrupt]";
 }
 
@@ -91,6 +92,12 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
                 return false;
             }
             rebootMs = int(ms);
+        } else if (arg == "--generation") {
+            if (value != "0" && value != "1" && value != "2") {
+                error = "bad generation " + value + " (0, 1 or 2)";
+                return false;
+            }
+            generation = value[0] - '0';
         } else if (arg == "--faults") {
             faults = value;
         } else if (arg == "--profile") {

@@ -20,6 +20,7 @@ struct SimOptions {
     int historyDays = 7;         // history the recorder writes at the first start of a root
     double timeScale = 1;        // the device clock runs this many times as fast as the host's
     int rebootMs = 3000;         // how long the port stays closed after a firmware update
+    int generation = -1;         // -1: the profile's firmware; 0 to 2: a firmware of that layout generation
     // --make-update VERSION REVISION OUT.zip [--corrupt]: write an update archive and end.
     std::vector<std::string> makeUpdate;
     bool corrupt = false;

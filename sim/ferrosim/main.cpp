@@ -10,6 +10,7 @@
 #include "ferrosim/SimOptions.h"
 #include "ferrosim/SimServer.h"
 #include "ferrosim/SshService.h"
+#include "foundation/Format.h"
 
 #include <QGuiApplication>
 #include <QSocketNotifier>
@@ -68,6 +69,9 @@ int main(int argc, char** argv) {
     Profile profile;
     std::string profilePath = options.profile.empty() ? tree.profilePath() : options.profile;
     if (!profile.load(profilePath, error)) return fail(error);
+    // The identity reports a firmware of the generation asked for; the stream objects follow it.
+    if (options.generation >= 0)
+        profile.firmware = FirmwareOfGeneration(options.generation, profile.firmware);
     FaultPlan faults;
     if (!faults.parse(options.faults, error)) return fail(error);
 
@@ -120,6 +124,8 @@ int main(int argc, char** argv) {
     }
     std::fflush(stdout);
     instrument.log("serving " + instrument.tree().root());
+    instrument.log(ferro::Fmt("firmware 0x%08X, layout generation %u", instrument.profile().firmware,
+                              unsigned(instrument.generation())));
     // The history is written after the ports are announced, so that a client may connect meanwhile.
     Recorder recorder(instrument, uint64_t(options.historyDays) * 86400ull * 1000000000ull);
     instrument.setRecordTrigger([&recorder](uint64_t nowNs) { return recorder.triggerHp(nowNs); });

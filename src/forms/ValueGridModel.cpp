@@ -22,6 +22,21 @@ void TValueGridModel::SetRowCount(int Rows) {
     endResetModel();
 }
 
+void TValueGridModel::Refresh(int Rows) {
+    Rows = Rows < 0 ? 0 : Rows;
+    if (Rows > FRows) {
+        beginInsertRows(QModelIndex(), FRows, Rows - 1);
+        FRows = Rows;
+        endInsertRows();
+    } else if (Rows < FRows) {
+        beginRemoveRows(QModelIndex(), Rows, FRows - 1);
+        FRows = Rows;
+        endRemoveRows();
+    }
+    if (FRows > 0 && !FHeaders.isEmpty())
+        emit dataChanged(index(0, 0), index(FRows - 1, int(FHeaders.size()) - 1), {Qt::DisplayRole});
+}
+
 int TValueGridModel::rowCount(const QModelIndex& Parent) const {
     return Parent.isValid() ? 0 : FRows;
 }

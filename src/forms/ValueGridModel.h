@@ -18,6 +18,9 @@ public:
     void Reset(QStringList Headers, int Rows, TGetter Getter);
     void SetHeader(int Col, const QString& Text);
     void SetRowCount(int Rows);
+    // The cells were read anew (a live object came): rows are added or taken at the end, so that the
+    // view keeps its scroll position and selection, and the shown cells ask their getter again.
+    void Refresh(int Rows);
     int rowCount(const QModelIndex& Parent = QModelIndex()) const override;
     int columnCount(const QModelIndex& Parent = QModelIndex()) const override;
     QVariant data(const QModelIndex& Index, int Role) const override;

@@ -10,7 +10,7 @@ namespace ferro {
 namespace {
 const char* const kDirectKindNames[] = {"dkpara",    "dkparaRefresh", "dkvisu",      "dkdata",
                                         "dkoffline", "dkflash",       "dkmassflash", "dkstatus",
-                                        "dkInitSSH", "dkUserSetup",   "dkcalib"};
+                                        "dkInitSSH", "dkUserSetup",   "dkcalib",     "dkcomplete"};
 const char* const kDevTypeNames[] = {"devtypNone", "devtypFerro", "devtypFerroDE", "devtypQuartz",
                                      "devtypFerroNimbus"};
 
@@ -29,7 +29,7 @@ TAlphaColor rgb(uint8_t r, uint8_t g, uint8_t b) {
 } // namespace
 
 const char* DirectKindName(TDirectKind k) {
-    return k <= dkcalib ? kDirectKindNames[k] : "dkpara";
+    return k <= dkcomplete ? kDirectKindNames[k] : "dkpara";
 }
 
 const char* DevTypeName(TDevType t) {
@@ -64,7 +64,7 @@ void LocalExtractToChar(std::string& S, char Ch, std::string& Piece) {
 
 TDirectKind GetDirectKind(const std::string& Name) {
     std::string wanted = ToLower("dk" + Name);
-    for (int i = 0; i <= dkcalib; ++i)
+    for (int i = 0; i <= dkcomplete; ++i)
         if (ToLower(kDirectKindNames[i]) == wanted) return TDirectKind(i);
     return dkpara;
 }

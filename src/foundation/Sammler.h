@@ -36,7 +36,9 @@ enum TDirectKind : uint8_t {
     dkstatus,
     dkInitSSH,
     dkUserSetup,
-    dkcalib
+    dkcalib,
+    // The complete value table (every raw value of a live object).
+    dkcomplete
 };
 enum TWorkStatus : uint8_t { WorkBegin, WorkWorking, WorkEnd };
 enum TDevType : uint8_t { devtypNone, devtypFerro, devtypFerroDE, devtypQuartz, devtypFerroNimbus };

@@ -178,7 +178,7 @@ void TCompleteTable::CreateCols() {
             FCols.push_back({r.Symb, 120});
     };
     if (FTailStride) {
-        perField("Sample");
+        perField("Abtastwert");
     } else if (s == ssu_ext_t && t == stMaxHarmonische) {
         FCols.push_back({"Bezeichner", 120});
         for (const char* c : {"u1E / u1N", "u2E / u2N", "u3E / u3N", "u0E / uNE", "u12", "u23", "u31"})

@@ -11,11 +11,15 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QMessageBox>
 #include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
 
+#include <filesystem>
 #include <functional>
 
 namespace ferro::guitest {
@@ -65,6 +69,25 @@ inline TFolders FoldersIn(const QTemporaryDir& dir) {
     return {dir.filePath("data/").toStdString(), dir.filePath("ini/").toStdString(),
             dir.filePath("tmp/").toStdString()};
 }
+
+#ifdef FERRO_SOURCE_DIR
+// A copy of the fixture instrument without its scheduled dips and swells, so values compare with
+// the steady supply.
+inline std::string SteadyRoot(const QTemporaryDir& dir) {
+    const std::string root = dir.filePath("instrument").toStdString();
+    std::filesystem::copy(FERRO_SOURCE_DIR "/fixtures/instrument", root,
+                          std::filesystem::copy_options::recursive);
+    QFile f(QString::fromStdString(root + "/profile.json"));
+    if (!f.open(QIODevice::ReadOnly)) return root;
+    QJsonObject profile = QJsonDocument::fromJson(f.readAll()).object();
+    f.close();
+    QJsonObject supply = profile.value("supply").toObject();
+    supply["events"] = QJsonArray();
+    profile["supply"] = supply;
+    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate)) f.write(QJsonDocument(profile).toJson());
+    return root;
+}
+#endif
 
 inline bool SaveScreenshot(QWidget& w, const char* name) {
     QDir().mkpath(FERRO_BINARY_DIR "/screenshots");

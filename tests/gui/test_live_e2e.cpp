@@ -8,9 +8,6 @@
 #include "foundation/Clock.h"
 
 #include <QAction>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -18,8 +15,6 @@
 #include <QToolButton>
 
 #include <gtest/gtest.h>
-
-#include <filesystem>
 
 using namespace ferro;
 using namespace ferro::guitest;
@@ -56,23 +51,6 @@ struct LiveRig {
     QString field(const char* name) { return view.findChild<QLineEdit*>(name)->text(); }
     void back() { view.actMenuBack->trigger(); }
 };
-
-// The fixture instrument without its scheduled dips and swells: the panel is compared with the
-// steady supply.
-std::string SteadyRoot(const QTemporaryDir& dir) {
-    const std::string root = dir.filePath("instrument").toStdString();
-    std::filesystem::copy(FERRO_SOURCE_DIR "/fixtures/instrument", root,
-                          std::filesystem::copy_options::recursive);
-    QFile f(QString::fromStdString(root + "/profile.json"));
-    if (!f.open(QIODevice::ReadOnly)) return root;
-    QJsonObject profile = QJsonDocument::fromJson(f.readAll()).object();
-    f.close();
-    QJsonObject supply = profile.value("supply").toObject();
-    supply["events"] = QJsonArray();
-    profile["supply"] = supply;
-    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate)) f.write(QJsonDocument(profile).toJson());
-    return root;
-}
 
 double Number(const QString& text) {
     return text.section(' ', 0, 0).toDouble();
