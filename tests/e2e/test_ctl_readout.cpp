@@ -203,10 +203,10 @@ TEST(CtlRefusal, EveryCommandEndsAtOnceWithTheInstrumentsCodeAndText) {
     EXPECT_FALSE(fs::exists(data + "/5120042/Recorder/10min-0-1763769600.rec"));
 }
 
-// A line that drips (one byte every 300 ms): --deadline ends get and sync per file, says how far the
-// file came and leaves the local copy as it was; without it sync would sit there for hours.
+// A line that drips (one byte a second, the file would take 40 minutes): --deadline ends get and sync
+// per file, says how far the file came and leaves the local copy as it was.
 TEST(CtlDeadline, ADrippingLineEndsGetAndSyncAtTheDeadlineWithTheBytesThatCame) {
-    SimProcess sim({"--history-days", "1", "--time-scale", "0.001", "--faults", "drip:300"});
+    SimProcess sim({"--history-days", "1", "--time-scale", "0.001", "--faults", "drip:1000"});
     const std::string data = sim.tempDir() + "/data";
     const auto size = std::to_string(fs::file_size(sim.root() + "/flashdrive0/data/rec/" + kRec));
     double took = 0;
@@ -220,7 +220,7 @@ TEST(CtlDeadline, ADrippingLineEndsGetAndSyncAtTheDeadlineWithTheBytesThatCame) 
                                              " Bytes angekommen, die lokale Datei hat weiter 0")))
         << r.err;
     EXPECT_GT(std::stoi(m[1]), 0);
-    EXPECT_LT(took, 15.0);
+    EXPECT_LT(took, 30.0);
     EXPECT_FALSE(fs::exists(data + "/5120042/Recorder/10min-0-1763769600.rec"));
 
     r = timedCtl({"--port", port(sim), "--data-dir", data, "sync", "--class", "10min", "--deadline", "2"},
@@ -229,7 +229,7 @@ TEST(CtlDeadline, ADrippingLineEndsGetAndSyncAtTheDeadlineWithTheBytesThatCame) 
     EXPECT_NE(r.err.find("nach 2 s abgebrochen (--deadline)"), std::string::npos) << r.err;
     EXPECT_NE(r.out.find("0 neu oder gewachsen"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("Zeitlimit (--deadline) bei "), std::string::npos) << r.out;
-    EXPECT_LT(took, 15.0);
+    EXPECT_LT(took, 30.0);
     // The line was given up, not left held: the instrument answers the next client at once.
     EXPECT_EQ(RunCtl({"--port", port(sim), "identify"}).code, 0);
 }
