@@ -3,7 +3,7 @@
 # link and e2e tests there (other labels with -L). Qt is not built with ThreadSanitizer, so its own
 # atomics are invisible and its queued calls look like races: scripts/tsan.supp silences Qt's
 # internals only. Any other report, of any process, fails the run. Run it before resolving an issue
-# that touches threads.
+# that touches threads. TARGETS="test_link" builds only those (and the programs they start).
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 TSAN_DIR="${TSAN_DIR:-$ROOT/build-tsan}"
@@ -14,7 +14,12 @@ if [ ! -f "$TSAN_DIR/CMakeCache.txt" ]; then
     -DCMAKE_CXX_FLAGS="-fsanitize=thread -fno-omit-frame-pointer -O1" \
     -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=thread"
 fi
-cmake --build "$TSAN_DIR" -j"${JOBS:-2}"
+if [ -n "${TARGETS:-}" ]; then
+  # shellcheck disable=SC2086
+  cmake --build "$TSAN_DIR" -j"${JOBS:-2}" --target ${TARGETS} ferrosim ferroctl
+else
+  cmake --build "$TSAN_DIR" -j"${JOBS:-2}"
+fi
 export QT_QPA_PLATFORM=offscreen
 REPORTS="$TSAN_DIR/tsan-reports"
 rm -rf "$REPORTS"

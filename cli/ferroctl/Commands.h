@@ -35,6 +35,13 @@ bool FetchListing(ferro::TDeviceSession& session, bool events, std::vector<ferro
 // Waits while a file keeps arriving (a minute without progress ends it); true when `done` was set.
 bool WaitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t expected, int64_t deadlineMs,
                      uint64_t& seen);
+// Takes `--deadline SECONDS` out of `args` (0: not given); false with the message printed when
+// the value is no whole number of seconds from 1 to 86400.
+bool TakeDeadline(std::vector<std::string>& args, long& seconds);
+// After --deadline ran out on `name`: gives the request up, closes the line (a line that still
+// drips is not waited for) and tells how far the file came; `have` bytes were there before.
+void GiveUpAfterDeadline(ferro::TDeviceSession& session, const std::string& name, long seconds, uint64_t have,
+                         uint64_t seen, uint64_t size);
 // Every new or grown file of one or many instruments into --data-dir.
 int RunSync(const CliOptions& opt);
 int RunGet(const CliOptions& opt);

@@ -76,6 +76,39 @@ bool WaitForDownload(ferro::TDeviceSession& session, const bool& done, uint64_t 
     return done;
 }
 
+bool TakeDeadline(std::vector<std::string>& args, long& seconds) {
+    seconds = 0;
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] != "--deadline") continue;
+        char* endp = nullptr;
+        const std::string v = i + 1 < args.size() ? args[i + 1] : std::string();
+        seconds = std::strtol(v.c_str(), &endp, 10);
+        if (v.empty() || *endp || seconds < 1 || seconds > 86400) {
+            std::fprintf(stderr, "--deadline erwartet Sekunden (1 bis 86400)%s%s.\n",
+                         v.empty() ? "" : ", nicht ", v.c_str());
+            return false;
+        }
+        args.erase(args.begin() + long(i), args.begin() + long(std::min(i + 2, args.size())));
+        return true;
+    }
+    return true;
+}
+
+void GiveUpAfterDeadline(ferro::TDeviceSession& session, const std::string& name, long seconds, uint64_t have,
+                         uint64_t seen, uint64_t size) {
+    // The frame in flight is dropped with the line; the local file stays as it was.
+    const uint64_t inFlight = seen > ferro::CHeadSize ? seen - ferro::CHeadSize : 0;
+    std::fprintf(stderr,
+                 "Die Übertragung von %s ist nach %ld s abgebrochen (--deadline): %llu von %llu Bytes "
+                 "angekommen, die lokale Datei hat weiter %llu Bytes.\n",
+                 name.c_str(), seconds, static_cast<unsigned long long>(have + inFlight),
+                 static_cast<unsigned long long>(size), static_cast<unsigned long long>(have));
+    ferro::TComUnit& l = session.Link();
+    l.FailPendingReplies(ferro::_SVerbindungBeendet);
+    l.ClearStreamAndBuffer();
+    session.CloseAndWait(2000);
+}
+
 int RunList(const CliOptions& opt) {
     bool events = false;
     if (!kindArg(opt, 1, events)) {
@@ -109,19 +142,7 @@ int RunList(const CliOptions& opt) {
 int RunGet(const CliOptions& opt) {
     CliOptions plain = opt;
     long deadlineS = 0;
-    for (size_t i = 0; i < plain.args.size(); ++i) {
-        if (plain.args[i] != "--deadline") continue;
-        char* endp = nullptr;
-        const std::string v = i + 1 < plain.args.size() ? plain.args[i + 1] : std::string();
-        deadlineS = std::strtol(v.c_str(), &endp, 10);
-        if (v.empty() || *endp || deadlineS < 1 || deadlineS > 86400) {
-            std::fprintf(stderr, "--deadline erwartet Sekunden (1 bis 86400)%s%s.\n",
-                         v.empty() ? "" : ", nicht ", v.c_str());
-            return 2;
-        }
-        plain.args.erase(plain.args.begin() + long(i), plain.args.begin() + long(i) + 2);
-        break;
-    }
+    if (!TakeDeadline(plain.args, deadlineS)) return 2;
     bool events = false;
     if (!kindArg(plain, 2, events)) {
         std::fprintf(stderr, "get erwartet rec oder evt und den Namen der Datei.\n");
@@ -174,18 +195,7 @@ int RunGet(const CliOptions& opt) {
     uint64_t seen = 0;
     const bool arrived = WaitForDownload(*session, done, entry->Size - have, deadlineS * 1000, seen);
     if (!arrived && deadlineS > 0 && session->Established()) {
-        // The frame in flight is dropped with the line; the local file stays as it was.
-        const uint64_t inFlight = seen > ferro::CHeadSize ? seen - ferro::CHeadSize : 0;
-        std::fprintf(stderr,
-                     "Die Übertragung von %s ist nach %ld s abgebrochen (--deadline): %llu von %llu Bytes "
-                     "angekommen, die lokale Datei hat weiter %llu Bytes.\n",
-                     name.c_str(), deadlineS, static_cast<unsigned long long>(have + inFlight),
-                     static_cast<unsigned long long>(entry->Size), static_cast<unsigned long long>(have));
-        // The request is given up: the session's end is not to wait behind its answer. A line that
-        // still drips is not waited for either.
-        l.FailPendingReplies(ferro::_SVerbindungBeendet);
-        l.ClearStreamAndBuffer();
-        session->CloseAndWait(2000);
+        GiveUpAfterDeadline(*session, name, deadlineS, have, seen, entry->Size);
         return 1;
     }
     if (!arrived || !reply.Ok) {

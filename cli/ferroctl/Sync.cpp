@@ -32,19 +32,22 @@ struct SyncArgs {
     std::vector<std::string> instruments;
     std::set<std::string> classes; // empty: every class
     bool events = false;
+    long deadlineS = 0; // per file; 0: none
 };
 
 bool ParseSyncArgs(const CliOptions& opt, SyncArgs& out, std::string& error) {
-    for (size_t i = 0; i < opt.args.size(); ++i) {
-        const std::string& a = opt.args[i];
+    std::vector<std::string> rest = opt.args;
+    if (!TakeDeadline(rest, out.deadlineS)) return false;
+    for (size_t i = 0; i < rest.size(); ++i) {
+        const std::string& a = rest[i];
         if (a == "--events") {
             out.events = true;
         } else if (a == "--class") {
-            if (i + 1 >= opt.args.size()) {
+            if (i + 1 >= rest.size()) {
                 error = "--class erwartet eine Liste von Klassen (10min,2h,...).";
                 return false;
             }
-            std::stringstream s(opt.args[++i]);
+            std::stringstream s(rest[++i]);
             std::string c;
             while (std::getline(s, c, ','))
                 if (!c.empty()) out.classes.insert(c);
@@ -113,7 +116,8 @@ int SyncOne(const CliOptions& opt, const SyncArgs& args) {
     unsigned long long bytes = 0;
     std::string why;
     for (bool events : {false, true}) {
-        if (events && !args.events) break;
+        // A line given up at a deadline leaves the events to the next run.
+        if (events && (!args.events || !l.IsConnected())) break;
         std::vector<ferro::TListingEntry> list;
         if (!FetchListing(*session, events, list)) {
             why = " Die Liste ist nicht angekommen.";
@@ -148,7 +152,15 @@ int SyncOne(const CliOptions& opt, const SyncArgs& args) {
             });
             l.ManualTimer(nullptr);
             uint64_t seen = 0;
-            const bool arrived = WaitForDownload(*session, done, e.Size - from, 0, seen) && reply.Ok;
+            const bool arrived =
+                WaitForDownload(*session, done, e.Size - from, args.deadlineS * 1000, seen) && reply.Ok;
+            if (!done && args.deadlineS > 0 && session->Established()) {
+                // The line is given up with the file: the rest of this instrument waits for the next run.
+                GiveUpAfterDeadline(*session, e.Name, args.deadlineS, from, seen, e.Size);
+                ++failed;
+                if (why.empty()) why = " Zeitlimit (--deadline) bei " + e.Name + ".";
+                continue;
+            }
             const uint64_t now = fs::exists(c.Path, ec) ? fs::file_size(c.Path, ec) : 0;
             // A file counts only when it is as long as listed; a shorter one is resumed next time.
             if (arrived && now >= e.Size) {
@@ -181,7 +193,7 @@ int RunSync(const CliOptions& opt) {
     SyncArgs args;
     std::string error;
     if (!ParseSyncArgs(opt, args, error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
+        if (!error.empty()) std::fprintf(stderr, "%s\n", error.c_str());
         return 2;
     }
     std::vector<ferro::TConnectionRec> recs;

@@ -67,6 +67,9 @@ bool FaultPlan::parse(const std::string& list, std::string& error) {
         } else if (kind == "cut" && f.size() == 2) {
             ok = number(f[1], 1LL << 40, a);
             cutBytes_ = a;
+        } else if (kind == "drip" && f.size() == 2) {
+            ok = number(f[1], 600000, a) && a > 0;
+            dripMs_ = int(a);
         } else if (kind == "garbage" && f.size() == 1) {
             ok = garbage_ = true;
         } else if (kind == "badsize" && f.size() == 1) {

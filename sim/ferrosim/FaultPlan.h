@@ -5,6 +5,7 @@
 //   drop:CMD:EXT              swallow that request: no reply at all
 //   delay:MS                  hold every reply back by MS milliseconds
 //   cut:BYTES                 close the connection after BYTES payload bytes of a file transfer
+//   drip:MS                   file transfers: the head at once, then one payload byte every MS ms
 //   garbage                   send garbage bytes right after the session reply
 //   badsize                   send a head announcing an absurd Size right after the session reply
 //   strayhead:CMD             once per connection, after the first reply to a CMD request, send a
@@ -37,6 +38,7 @@ public:
     bool drops(uint8_t cmd, uint16_t ext) const;
     int delayMs() const { return delayMs_; }
     int64_t cutBytes() const { return cutBytes_; }
+    int dripMs() const { return dripMs_; }
     bool garbage() const { return garbage_; }
     bool badSize() const { return badSize_; }
     // The command group after whose first reply a stray head follows; -1: none.
@@ -59,6 +61,7 @@ private:
     std::vector<Match> drops_;
     int delayMs_ = 0;
     int64_t cutBytes_ = -1;
+    int dripMs_ = 0;
     bool garbage_ = false;
     bool badSize_ = false;
     int strayHead_ = -1;

@@ -203,7 +203,8 @@ void Session::sendFileFrames() {
     // the socket is full, one slice goes through Qt, whose bytesWritten brings us back here.
     if (!out_ || closing_) return;
     if (!out_->done()) {
-        if (socket_->bytesToWrite() > 0) return;
+        if (socket_->bytesToWrite() > 0 || dripWaiting_) return;
+        if (const int drip = instrument_.faults().dripMs(); drip > 0) return sendDrip(*out_, drip);
         // The cut fault counts bytes exactly, which only the buffered road does.
         // So does a capture, which must see every byte that leaves.
         const DirectResult r =
@@ -271,6 +272,28 @@ void Session::sendBuffered(Outgoing& o) {
     }
     if (cutLeft_ >= 0) cutLeft_ -= int64_t(slice);
     o.pos += slice;
+}
+
+void Session::sendDrip(Outgoing& o, int intervalMs) {
+    if (o.headLeft > 0) {
+        write(o.headBytes + CHeadSize - o.headLeft, o.headLeft);
+        o.headLeft = 0;
+    }
+    if (o.pos < o.payload.size()) {
+        if (!o.payload.copy(o.pos, 1, sliceBuf_)) {
+            log("file shrank while it was sent, closing");
+            out_.reset();
+            socket_->abort();
+            return;
+        }
+        write(sliceBuf_.data(), 1);
+        ++o.pos;
+    }
+    dripWaiting_ = true;
+    QTimer::singleShot(intervalMs, this, [this] {
+        dripWaiting_ = false;
+        sendFileFrames();
+    });
 }
 
 void Session::handle(const std::vector<uint8_t>& frame) {

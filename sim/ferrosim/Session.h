@@ -74,6 +74,8 @@ private:
     enum class DirectResult { FrameDone, Full, Failed };
     DirectResult sendDirect(Outgoing& o);
     void sendBuffered(Outgoing& o);
+    // The drip fault: the head at once, then one payload byte per interval.
+    void sendDrip(Outgoing& o, int intervalMs);
     void write(const uint8_t* data, size_t len);
     void injectAfterSessionReply();
     // The strayhead fault: a head that promises a frame which never comes, once per connection.
@@ -90,6 +92,7 @@ private:
     bool waitingDelay_ = false;
     bool closedSignalled_ = false;
     bool straySent_ = false;
+    bool dripWaiting_ = false;
     uint16_t ver_ = 5;
     std::string user_;
     QByteArray inbuf_;

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <regex>
 #include <sstream>
 
 using namespace ferro::test;
@@ -200,4 +201,35 @@ TEST(CtlRefusal, EveryCommandEndsAtOnceWithTheInstrumentsCodeAndText) {
         EXPECT_NE(r.err.find("ist kein Dateiname"), std::string::npos) << r.err;
     }
     EXPECT_FALSE(fs::exists(data + "/5120042/Recorder/10min-0-1763769600.rec"));
+}
+
+// A line that drips (one byte a second, the file would take 40 minutes): --deadline ends get and sync
+// per file, says how far the file came and leaves the local copy as it was.
+TEST(CtlDeadline, ADrippingLineEndsGetAndSyncAtTheDeadlineWithTheBytesThatCame) {
+    SimProcess sim({"--history-days", "1", "--time-scale", "0.001", "--faults", "drip:1000"});
+    const std::string data = sim.tempDir() + "/data";
+    const auto size = std::to_string(fs::file_size(sim.root() + "/flashdrive0/data/rec/" + kRec));
+    double took = 0;
+    CtlResult r =
+        timedCtl({"--port", port(sim), "--data-dir", data, "get", "rec", kRec, "--deadline", "3"}, took);
+    EXPECT_EQ(r.code, 1);
+    // The head and a few payload bytes came, not the file.
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(r.err, m,
+                                  std::regex("nach 3 s abgebrochen \\(--deadline\\): ([0-9]+) von " + size +
+                                             " Bytes angekommen, die lokale Datei hat weiter 0")))
+        << r.err;
+    EXPECT_GT(std::stoi(m[1]), 0);
+    EXPECT_LT(took, 30.0);
+    EXPECT_FALSE(fs::exists(data + "/5120042/Recorder/10min-0-1763769600.rec"));
+
+    r = timedCtl({"--port", port(sim), "--data-dir", data, "sync", "--class", "10min", "--deadline", "2"},
+                 took);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("nach 2 s abgebrochen (--deadline)"), std::string::npos) << r.err;
+    EXPECT_NE(r.out.find("0 neu oder gewachsen"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Zeitlimit (--deadline) bei "), std::string::npos) << r.out;
+    EXPECT_LT(took, 30.0);
+    // The line was given up, not left held: the instrument answers the next client at once.
+    EXPECT_EQ(RunCtl({"--port", port(sim), "identify"}).code, 0);
 }
