@@ -102,7 +102,7 @@ std::string TCalibReport::Write(const TCalibCertificate& Cert, const std::string
     QPdfWriter pdf(path);
     pdf.setPageSize(QPageSize(QPageSize::A4));
     pdf.setResolution(72); // one unit is one point
-    pdf.setPageMargins(QMarginsF(40, 40, 40, 40));
+    pdf.setPageMargins(QMarginsF(40, 40, 40, 40), QPageLayout::Point);
     pdf.setTitle("Kalibrierschein " + QString::fromStdString(Cert.Number));
     pdf.setCreator("Marlin Lite");
     QPainter painter;

@@ -17,7 +17,6 @@
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
-#include <QLocale>
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QPointer>
@@ -694,11 +693,11 @@ void TFrmCalib::ShowResult(bool Ok) {
 
 void TFrmCalib::FillIdentity() {
     const QDateTime now = QDateTime::fromMSecsSinceEpoch(clock().nowMs());
-    const QLocale loc = QLocale::system();
     findChild<QLineEdit*>("edtSN")->setText(
         QString::fromStdString(FComUnit ? std::to_string(FComUnit->FSN) : FSN));
-    findChild<QLineEdit*>("edtDate")->setText(loc.toString(now.date(), QLocale::ShortFormat));
-    findChild<QLineEdit*>("edtTime")->setText(loc.toString(now.time(), QLocale::ShortFormat));
+    // German dates whatever the system's language: the certificate is a German document.
+    findChild<QLineEdit*>("edtDate")->setText(now.date().toString("dd.MM.yyyy"));
+    findChild<QLineEdit*>("edtTime")->setText(now.time().toString("HH:mm:ss"));
 }
 
 bool TFrmCalib::Use60Hz() const {
