@@ -37,6 +37,10 @@ public:
     // The value of `Row` as integer text into every row below it, each through the validator.
     void FillColumn(int Row);
     void PopUpClearen();
+    // Widths kept by the user (0: fitted to the texts); name and value still grow to fit a longer
+    // text. The widths the user drags are kept from then on.
+    void SetColumnWidths(const std::vector<int>& Widths);
+    const std::vector<int>& ColumnWidths() const { return FKeptWidths; }
     // Language for the names in the message of a corrected value.
     void SetLanguage(const TXMLLangu* Lang) {
         FLang = Lang;
@@ -60,8 +64,11 @@ private:
     void ChoicePopUpClick(int Index);
     void OpenChoice(int Row, const QPoint& At);
 
+    void ColumnResized(int Col, int NewSize);
     TFerroGridModel* FModel;
     const TXMLLangu* FLang = nullptr;
+    std::vector<int> FKeptWidths = std::vector<int>(TFerroGridModel::ColCount, 0);
+    bool FSizing = false; // widths set by the grid itself, not dragged
 };
 
 } // namespace ferro
