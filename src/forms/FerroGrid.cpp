@@ -44,13 +44,13 @@ TFerroGrid::TFerroGrid(QWidget* Parent) : QTableView(Parent), FModel(new TFerroG
 }
 
 void TFerroGrid::SetRowCnt() {
+    FSizing = true;
     FModel->SetRowCnt();
     // Name, value and default as wide as their longest text (the value with room for the list
     // mark), within bounds that keep the other columns on screen; a kept width stands, and only
     // name and value grow beyond it for a longer text.
     const int bounds[][2] = {{100, 520}, {140, 340}, {120, 300}};
     const QFontMetrics fm(font());
-    FSizing = true;
     for (int c = TFerroGridModel::ColCap; c < TFerroGridModel::ColCount; ++c) {
         const int kept = FKeptWidths[size_t(c)];
         if (c > TFerroGridModel::ColDef || (kept > 0 && c == TFerroGridModel::ColDef)) {

@@ -24,7 +24,12 @@ public:
     TFerroGridModel& Model() { return *FModel; }
     void AddRowVal(const TGridRow& Row) { FModel->AddRowVal(Row); }
     void SetRowCnt();
-    void ClearList() { FModel->ClearList(); }
+    void ClearList() {
+        // A reset of the model may lay the header out anew: that is no width the user chose.
+        FSizing = true;
+        FModel->ClearList();
+        FSizing = false;
+    }
     void SetVisibility(int Level);
     int Visibility() const { return FModel->FVisibility; }
     // Minimum and maximum show from the service level on.

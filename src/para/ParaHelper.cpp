@@ -78,10 +78,9 @@ pugi::xml_node Select(const pugi::xml_node& Node, const char* XPath) {
     }
 }
 
+// The text of a leaf (its text or CDATA child; the parser keeps no comments), in one call.
 const char* TextOf(const pugi::xml_node& N) {
-    const pugi::xml_node c = N.first_child();
-    const pugi::xml_node_type t = c.type();
-    return t == pugi::node_pcdata || t == pugi::node_cdata ? c.value() : "";
+    return N.child_value();
 }
 
 // The leaf elements of one node, each the first of its name in document order (what ".//name"

@@ -259,8 +259,8 @@ std::vector<TGridRow> TSetupDocument::Rows(const pugi::xml_node& Item, int Level
     rows.reserve(n);
     const std::string parentId = Item.attribute("id").value();
     for (pugi::xml_node c = Item.first_child(); c; c = c.next_sibling()) {
-        if (c.type() != pugi::node_element) continue;
-        // Built in place: a row is a few hundred bytes, and there are thousands.
+        // Built in place: a row is a few hundred bytes, and there are thousands. Text between
+        // elements has no name of a row kind and gives none.
         if (!FillGridRow(Level, parentId, c, rows.emplace_back(), Lang, FChangeList)) rows.pop_back();
     }
     return rows;
