@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 
 #include <chrono>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <malloc.h>
@@ -23,6 +24,14 @@ using Clock = std::chrono::steady_clock;
 
 double Ms(Clock::time_point t0) {
     return std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
+}
+
+// The CPU time of this thread: on a machine shared with other builds the wall clock also counts
+// the time the thread waited for a core, and that lands on either side of the ratio by chance.
+double CpuMs() {
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
 }
 
 // 20 modules of 10 groups of 100 parameters, every type, every fifth a selection list; one extra
@@ -106,21 +115,27 @@ int main(int argc, char** argv) {
     // figures compare the work, not how fast the virtual machine hands out fresh pages.
     mallopt(M_MMAP_THRESHOLD, 256 << 20);
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
-    std::vector<double> parse, ours;
+    std::vector<double> parse, ours, parseWall, oursWall;
     size_t rows = 0;
     for (int run = 0; run < 9; ++run) {
         {
             const auto t0 = Clock::now();
+            const double c0 = CpuMs();
             pugi::xml_document bare;
             if (!bare.load_file(path.c_str())) return 1;
-            parse.push_back(Ms(t0));
+            parse.push_back(CpuMs() - c0);
+            parseWall.push_back(Ms(t0));
         }
         const auto t0 = Clock::now();
+        const double c0 = CpuMs();
         rows = LoadBuildValidate(path, lang);
-        ours.push_back(Ms(t0));
+        ours.push_back(CpuMs() - c0);
+        oursWall.push_back(Ms(t0));
     }
     const double p = ferro::bench::Median(parse), o = ferro::bench::Median(ours);
-    std::printf("setup of %zu rows: bare parse %.2f ms, load + rows + validation %.2f ms\n", rows, p, o);
+    std::printf("setup of %zu rows (CPU time): bare parse %.2f ms, load + rows + validation %.2f ms; "
+                "wall clock %.2f and %.2f ms\n",
+                rows, p, o, ferro::bench::Median(parseWall), ferro::bench::Median(oursWall));
     ferro::bench::Result("setup20k_vs_parse", o / p, "ratio", "<=", 3, rows >= 22000);
 
     // Opening the 2 000-row group: rows into the grid, then one synchronous paint of the window.

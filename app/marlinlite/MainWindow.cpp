@@ -580,6 +580,27 @@ void TMainWindow::WireView(TFormBasic* View) {
             });
         };
     }
+    if (auto* para = dynamic_cast<TFormPara*>(View); para && FSettings) {
+        // The parameter form keeps its tree width and grid columns the same way; what was never
+        // stored stays fitted to the texts.
+        TFrmParaSettings s = para->Settings();
+        int* fields[] = {&s.LytWth,  &s.ParaInfo, &s.ParaVal, &s.ParaDef,
+                         &s.ParaMin, &s.ParaMax,  &s.SelInfo, &s.SelCheck};
+        static const char* const keys[] = {"LytWth",  "ParaInfo", "ParaVal", "ParaDef",
+                                           "ParaMin", "ParaMax",  "SelInfo", "SelCheck"};
+        for (int i = 0; i < 8; ++i)
+            *fields[i] = FSettings->value(QString("Para/") + keys[i], *fields[i]).toInt();
+        para->SetSettings(s);
+        const QString file = FSettings->fileName();
+        const QSettings::Format format = FSettings->format();
+        para->FWriteSettings = [file, format](const TFrmParaSettings& w) {
+            QSettings settings(file, format);
+            const int values[] = {w.LytWth,  w.ParaInfo, w.ParaVal, w.ParaDef,
+                                  w.ParaMin, w.ParaMax,  w.SelInfo, w.SelCheck};
+            for (int i = 0; i < 8; ++i)
+                settings.setValue(QString("Para/") + keys[i], values[i]);
+        };
+    }
     View->FOnLogCallBack = [this](TSender, const std::string& Line, bool ToMemo) {
         if (ToMemo) AppendLog(QString::fromStdString(Line));
     };

@@ -43,6 +43,26 @@ bool wellFormedXml(const Bytes& bytes) {
     return !r.hasError() && sawElement;
 }
 
+// An IEC 61850 description as the instrument takes it: an SCL document with its Header and an IED.
+bool sclWithIed(const Bytes& bytes) {
+    QXmlStreamReader r(
+        QByteArray::fromRawData(reinterpret_cast<const char*>(bytes.data()), int(bytes.size())));
+    bool root = false, header = false, ied = false;
+    int depth = 0;
+    while (!r.atEnd()) {
+        const auto t = r.readNext();
+        if (t == QXmlStreamReader::StartElement) {
+            if (depth == 0) root = r.name() == QLatin1String("SCL");
+            if (depth == 1 && r.name() == QLatin1String("Header")) header = true;
+            if (depth == 1 && r.name() == QLatin1String("IED")) ied = true;
+            ++depth;
+        } else if (t == QXmlStreamReader::EndElement) {
+            --depth;
+        }
+    }
+    return !r.hasError() && root && header && ied;
+}
+
 bool isHostKeyName(const std::string& name) {
     return name.find('.') == std::string::npos && (name.find("ecdsa_host_key") != std::string::npos ||
                                                    name.find("rsa_host_key") != std::string::npos);
@@ -168,6 +188,11 @@ Answer TransferServices::applySetup(const ccc_head_t& head, Bytes payload) {
         xml = std::move(payload);
     }
     if (!wellFormedXml(xml)) return Answer::Refuse(CodeBadContent, "setup is not well-formed XML");
+    for (const ArchiveEntry& c : companions)
+        if (endsWith(c.name, ".icd") && !sclWithIed(c.data)) {
+            instrument_.log("setup refused: " + c.name + " is no SCL file with an IED");
+            return Answer::Refuse(CodeBadContent, c.name + " is no SCL file with an IED");
+        }
     // A real instrument keeps its old setup rather than take a value it cannot run with.
     if (std::string reason; !SetupWithinLimits(xml, reason)) {
         instrument_.log("setup refused: " + reason);
@@ -185,7 +210,15 @@ Answer TransferServices::applySetup(const ccc_head_t& head, Bytes payload) {
         return Answer::Refuse(CodeWriteFailed, "write failed");
     for (const ArchiveEntry& c : companions) {
         auto path = tree.resolve(tree.setupDir(), c.name);
-        if (path) InstrumentTree::writeFile(*path, c.data);
+        if (!path || !InstrumentTree::writeFile(*path, c.data)) continue;
+        if (!endsWith(c.name, ".icd")) continue;
+        // The server runs one model: a new ICD file replaces the one before, whatever its name.
+        std::error_code ec;
+        for (const auto& e : fs::directory_iterator(tree.setupDir(), ec)) {
+            const std::string name = e.path().filename().string();
+            if (e.is_regular_file() && endsWith(name, ".icd") && name != c.name) fs::remove(e.path(), ec);
+        }
+        instrument_.log("setup: ICD file " + c.name + " stored, " + std::to_string(c.data.size()) + " bytes");
     }
     instrument_.log("setup written, " + std::to_string(xml.size()) + " bytes");
     return Answer::Ack();

@@ -30,6 +30,8 @@ TFerroGrid::TFerroGrid(QWidget* Parent) : QTableView(Parent), FModel(new TFerroG
     verticalHeader()->hide();
     horizontalHeader()->setStretchLastSection(true);
     horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
+    connect(horizontalHeader(), &QHeaderView::sectionResized, this,
+            [this](int Col, int, int NewSize) { ColumnResized(Col, NewSize); });
     FPopup = new QMenu(this);
     FPopup->setObjectName("FPopup");
     FPopup->addAction("eins");
@@ -42,18 +44,46 @@ TFerroGrid::TFerroGrid(QWidget* Parent) : QTableView(Parent), FModel(new TFerroG
 }
 
 void TFerroGrid::SetRowCnt() {
+    FSizing = true;
     FModel->SetRowCnt();
     // Name, value and default as wide as their longest text (the value with room for the list
-    // mark), within bounds that keep the other columns on screen.
+    // mark), within bounds that keep the other columns on screen; a kept width stands, and only
+    // name and value grow beyond it for a longer text.
     const int bounds[][2] = {{100, 520}, {140, 340}, {120, 300}};
     const QFontMetrics fm(font());
-    for (int c = TFerroGridModel::ColCap; c <= TFerroGridModel::ColDef; ++c) {
+    for (int c = TFerroGridModel::ColCap; c < TFerroGridModel::ColCount; ++c) {
+        const int kept = FKeptWidths[size_t(c)];
+        if (c > TFerroGridModel::ColDef || (kept > 0 && c == TFerroGridModel::ColDef)) {
+            if (kept > 0) setColumnWidth(c, kept);
+            continue;
+        }
         int w = fm.horizontalAdvance(FModel->headerData(c, Qt::Horizontal, Qt::DisplayRole).toString());
         for (int r = 0; r < FModel->rowCount(); ++r)
             w = std::max(w,
                          fm.horizontalAdvance(FModel->data(FModel->index(r, c), Qt::DisplayRole).toString()));
-        setColumnWidth(c, std::clamp(w + 44, bounds[c][0], bounds[c][1]));
+        const int fit = std::clamp(w + 44, bounds[c][0], bounds[c][1]);
+        setColumnWidth(c, kept > 0 ? std::max(kept, std::min(fit, w + 20)) : fit);
     }
+    FSizing = false;
+}
+
+void TFerroGrid::SetColumnWidths(const std::vector<int>& Widths) {
+    for (size_t c = 0; c < FKeptWidths.size() && c < Widths.size(); ++c)
+        FKeptWidths[c] = std::max(0, Widths[c]);
+    FSizing = true;
+    for (int c = 0; c < TFerroGridModel::ColCount; ++c)
+        if (FKeptWidths[size_t(c)] > 0) setColumnWidth(c, FKeptWidths[size_t(c)]);
+    FSizing = false;
+}
+
+void TFerroGrid::ColumnResized(int Col, int NewSize) {
+    if (FSizing || NewSize <= 0 || Col < 0 || Col >= TFerroGridModel::ColCount) return;
+    // The last shown column fills the view: its width follows the window, not the user.
+    int last = TFerroGridModel::ColMax;
+    while (last > 0 && isColumnHidden(last))
+        --last;
+    if (Col == last) return;
+    FKeptWidths[size_t(Col)] = NewSize;
 }
 
 void TFerroGrid::SetVisibility(int Level) {
@@ -62,8 +92,10 @@ void TFerroGrid::SetVisibility(int Level) {
 }
 
 void TFerroGrid::HideColumns(int Level) {
+    FSizing = true;
     setColumnHidden(TFerroGridModel::ColMin, Level < 2);
     setColumnHidden(TFerroGridModel::ColMax, Level < 2);
+    FSizing = false;
 }
 
 QString TFerroGrid::CopyToClip() const {

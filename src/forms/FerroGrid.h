@@ -24,7 +24,12 @@ public:
     TFerroGridModel& Model() { return *FModel; }
     void AddRowVal(const TGridRow& Row) { FModel->AddRowVal(Row); }
     void SetRowCnt();
-    void ClearList() { FModel->ClearList(); }
+    void ClearList() {
+        // A reset of the model may lay the header out anew: that is no width the user chose.
+        FSizing = true;
+        FModel->ClearList();
+        FSizing = false;
+    }
     void SetVisibility(int Level);
     int Visibility() const { return FModel->FVisibility; }
     // Minimum and maximum show from the service level on.
@@ -37,6 +42,10 @@ public:
     // The value of `Row` as integer text into every row below it, each through the validator.
     void FillColumn(int Row);
     void PopUpClearen();
+    // Widths kept by the user (0: fitted to the texts); name and value still grow to fit a longer
+    // text. The widths the user drags are kept from then on.
+    void SetColumnWidths(const std::vector<int>& Widths);
+    const std::vector<int>& ColumnWidths() const { return FKeptWidths; }
     // Language for the names in the message of a corrected value.
     void SetLanguage(const TXMLLangu* Lang) {
         FLang = Lang;
@@ -60,8 +69,11 @@ private:
     void ChoicePopUpClick(int Index);
     void OpenChoice(int Row, const QPoint& At);
 
+    void ColumnResized(int Col, int NewSize);
     TFerroGridModel* FModel;
     const TXMLLangu* FLang = nullptr;
+    std::vector<int> FKeptWidths = std::vector<int>(TFerroGridModel::ColCount, 0);
+    bool FSizing = false; // widths set by the grid itself, not dragged
 };
 
 } // namespace ferro

@@ -19,7 +19,6 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QSettings>
 #include <QSplitter>
 #include <QToolBar>
 #include <QToolButton>
@@ -212,12 +211,11 @@ void TFormPara::BuildUi() {
     splitPara->addWidget(FGrd);
     splitPara->setStretchFactor(0, 0);
     splitPara->setStretchFactor(1, 1);
-    const QByteArray state = QSettings().value("FormPara/splitPara").toByteArray();
-    if (state.isEmpty() || !splitPara->restoreState(state)) splitPara->setSizes({260, 1000});
-    connect(splitPara, &QSplitter::splitterMoved, this,
-            [this] { QSettings().setValue("FormPara/splitPara", splitPara->saveState()); });
+    // The host's kept widths (SetSettings) replace these.
+    splitPara->setSizes({260, 1000});
     adv->addWidget(splitPara);
     lay->addWidget(lytAdvanced, 1);
+    BuildToolsUi();
 }
 
 // ---------------------------------------------------------------- connection and reading
@@ -317,7 +315,7 @@ void TFormPara::FetchFactoryTemplates() {
     });
 }
 
-// One file after the other: the link names a scratchpad reply by the request sent last.
+// One file after the other: each arrives before the next is asked for.
 void TFormPara::FetchTemplates(std::shared_ptr<std::vector<std::string>> Names, size_t Index) {
     if (Index >= Names->size() || !FComUnit) {
         if (FTemplatesArrived) FTemplatesArrived(int(Index));
@@ -379,6 +377,7 @@ void TFormPara::AddItems(QTreeWidgetItem* Parent, const std::vector<TParaTreeIte
 }
 
 void TFormPara::ClickParaOptions(TXMLTreeViewItem* Item) {
+    WriteSettings();
     FSelectedKey = ItemKey(Item);
     FXnode = Item->Node;
     RefreshGrid();
@@ -481,7 +480,10 @@ void TFormPara::actSendExecute() {
         if (!FComUnit || !Established())
             return Message("Keine Verbindung zum Gerät: das Setup wurde nicht gesendet.", mtError);
         SetBusy(true, "Hochladen");
-        FComUnit->WriteSetup(temp, [this](const TReply& r) { UploadDone(r); });
+        // A loaded ICD copy travels with the setup, so that the instrument's server has it too.
+        const bool icd = !FComUnit->FICDFile.empty() && fs::exists(FComUnit->FICDFile);
+        FComUnit->WriteSetup(
+            temp, [this](const TReply& r) { UploadDone(r); }, icd);
         LogPrepare(this, Fmt("SendTo=%s", temp.c_str()), false);
     };
     if (FVisibility == 0) return send();
@@ -564,11 +566,12 @@ void TFormPara::ImportData(const std::string& Folder) {
         EndCompareThread(compare, *error);
     });
     // The thread reads both documents only; every change happens on the main thread at the end.
-    watcher->setFuture(QtConcurrent::run([this, file, compare, error] {
+    const char sep = FGrd->Model().FDecimalSep;
+    watcher->setFuture(QtConcurrent::run([this, file, compare, error, sep] {
         TSetupDocument doc;
         if (!doc.LoadFromFile(file))
             *error = doc.LastError();
-        else if (!compare->Run(doc.Doc(), Fxf, &FLangXML))
+        else if (!compare->Run(doc.Doc(), Fxf, &FLangXML, sep))
             *error = compare->Error();
     }));
 }

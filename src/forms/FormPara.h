@@ -14,6 +14,7 @@
 class QAction;
 class QComboBox;
 class QLabel;
+class QMenu;
 class QSplitter;
 class QToolBar;
 class QToolButton;
@@ -86,6 +87,25 @@ public:
     QToolButton* btnSend = nullptr;
     QLabel* lblChanges = nullptr;
 
+    // ---- Kept widths, the two further saves, the counting and fill menus (FormParaTools.cpp) ----
+    // The host's kept widths: the tree, then the grid's five columns.
+    void SetSettings(const TFrmParaSettings& S);
+    // The widths as they stand now.
+    TFrmParaSettings Settings() const;
+    // Told the widths whenever the grid shows another item or the splitter moves.
+    std::function<void(const TFrmParaSettings&)> FWriteSettings;
+    // The document as a template straight into the own folder, under the proposed name.
+    void btnSaveTemplateClick();
+    // The document, or with an ".icd" name the ICD copy, to a file of the user's choice.
+    void btnRundsteuerClick();
+    // "Items: N": the recording points switched on below the counting item (FCountNode).
+    void actCountAufzeichnungspunkteExecute();
+    // The value of the data point row under the menu into every row below it.
+    void actFuellenExecute();
+    QMenu *pmAufzeichnungspunkte = nullptr, *pmGrid = nullptr;
+    QAction *actCountAufzeichnungspunkte = nullptr, *actFuellen = nullptr, *actSaveTemplate = nullptr,
+            *actRundsteuer = nullptr;
+
 private:
     void BuildUi();
     QAction* AddAction(QToolBar* Bar, const char* Name, const char* Button, const QString& Text,
@@ -123,6 +143,13 @@ private:
     bool FBusy = false;
     std::string FSelectedKey; // the selected tree item's id chain, kept over a rebuild
     std::string FIcdFolder, FLastFolder;
+    void BuildToolsUi();
+    void WriteSettings();
+    void SaveDocumentAs(const std::string& File);
+    std::string TemplateProposal() const;
+    pugi::xml_node FCountNode;
+    // A width of 0 is not kept: the tree keeps its start width, a column fits its texts.
+    TFrmParaSettings FParaEinstellungen{0, 0, 0, 0, 0, 0, 50, 0};
     std::string FTemplateFolderLocal, FOwnTemplateFolderLocal;
 };
 

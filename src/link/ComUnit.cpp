@@ -114,6 +114,11 @@ TSendRec TComUnit::MakeRec(TSendCmd Typ, const std::string& Info, uint8_t Cmd, u
 }
 
 void TComUnit::appendRec(TSendRec rec, const char* suffix) {
+    if (rec.Cmd == CmdScratchPad && rec.ExtCmd == 1) {
+        // The kind belongs to this read: a read asked for later must not inherit it.
+        rec.Scratch = FCCCISratchpad;
+        FCCCISratchpad = spNone;
+    }
     WriteLog(Fmt("Liste -> Kommando hinzugefügt: %s CMD: %x Priv: %x ExtCmd: %x%s", rec.Info.c_str(), rec.Cmd,
                  rec.Priv, rec.ExtCmd, suffix));
     FSendLst.push_back(std::move(rec));
@@ -217,9 +222,10 @@ void TComUnit::ReadSetup(TReplyProc Done) {
     appendRequest(std::move(r));
 }
 
-void TComUnit::WriteSetup(const std::string& File, TReplyProc Done) {
+void TComUnit::WriteSetup(const std::string& File, TReplyProc Done, bool WithIcd) {
     TSendRec r = MakeRec(scFile, "CCC_SETUP_WR", CmdSetup, 1, 3);
     r.txt = File;
+    r.WithIcd = WithIcd && !FICDFile.empty();
     r.OnReply = std::move(Done);
     appendRequest(std::move(r));
 }
@@ -263,6 +269,12 @@ void TComUnit::SettleReply(uint8_t Cmd, uint16_t Ext, bool Refusal, TReply Reply
         Settle(this, std::move(done), std::move(Reply));
         return;
     }
+}
+
+const TComUnit::TPendingReply* TComUnit::WaitingScratchRead() const {
+    for (const TPendingReply& p : FPending)
+        if (p.Cmd == CmdScratchPad && p.ReplyExt == 1) return &p;
+    return nullptr;
 }
 
 void TComUnit::FailPendingReplies(const std::string& Reason) {
@@ -350,7 +362,9 @@ void TComUnit::SendNxtCommand() {
         WriteLog(Fmt("Liste -> Kommando wird abgearbeitet: %s CMD: %x Priv: %x ExtCmd: %x SLCnt: %d",
                      rec.Info.c_str(), rec.Cmd, rec.Priv, rec.ExtCmd, CountSendLst()));
         TReplyProc done = std::move(rec.OnReply);
-        const bool request = bool(done);
+        // Every scratchpad read waits in the list, with or without a completion: its reply takes
+        // the name and kind of the read it answers, even while a second read is out.
+        const bool request = bool(done) || (rec.Cmd == CmdScratchPad && rec.ExtCmd == 1 && !rec.LUA);
         if (request) {
             // Registered before the send: a reply can never overtake its request.
             TPendingReply p;
@@ -358,6 +372,8 @@ void TComUnit::SendNxtCommand() {
             p.RequestExt = rec.ExtCmd;
             p.ReplyExt = rec.Cmd == CmdLua ? 3 : rec.ExtCmd;
             p.SentMs = now();
+            p.Name = rec.txt;
+            p.Scratch = rec.Scratch;
             p.Done = std::move(done);
             FPending.push_back(std::move(p));
         }
@@ -421,7 +437,8 @@ bool TComUnit::SendEntry(const TSendRec& rec) {
         FWaitForAnswer = false;
         WriteLog(Fmt("Sending %s CMD: %x Priv: %x ExtCmd: %x NAK: %x Seq: %u", rec.Info.c_str(), h.Cmd,
                      h.Priv, h.ExtCmd, h.FTPNAK, h.SeqCnt));
-        std::string file = PrepareSetupUpload(rec.txt);
+        if (rec.WithIcd) h.FTPNAK |= CFlagTGZ;
+        std::string file = PrepareSetupUpload(rec.txt, rec.WithIcd);
         WriteLog("Sending File " + file);
         if (file.empty()) return false;
         if (FFTP) {

@@ -52,7 +52,10 @@ struct TSendRec {
     std::string ccciFileName;
     uint32_t Pos = 0;
     bool LUA = false;
-    TReplyProc OnReply; // called once, on the main thread, when the request ends
+    // A scratchpad read: what its reply is (the link's FCCCISratchpad when the read was asked for).
+    TCCCISratchpad Scratch = spNone;
+    bool WithIcd = false; // a setup write packed with the ICD copy
+    TReplyProc OnReply;   // called once, on the main thread, when the request ends
 };
 
 // The eight language files, the structure file and the object-properties file as the instrument
@@ -100,8 +103,9 @@ public:
     void Lua(const std::string& Line, TReplyProc Done, const std::string& Info = "CCC_LUA_COMMAND");
     // The whole setup; Done gets the local file.
     void ReadSetup(TReplyProc Done);
-    // Sends a setup file and waits for the instrument's acknowledgement.
-    void WriteSetup(const std::string& File, TReplyProc Done);
+    // Sends a setup file and waits for the instrument's acknowledgement. `WithIcd`: as a tar.gz
+    // with the local ICD copy (FICDFile), so that the instrument's IEC 61850 server gets it too.
+    void WriteSetup(const std::string& File, TReplyProc Done, bool WithIcd = false);
     // A recording (or event) from byte `Pos` on, appended to its local file, which Done gets.
     void ReadFile(bool Events, const std::string& Name, uint32_t Pos, TReplyProc Done);
     // A file of the scratchpad into the temporary folder; Done gets the local copy.
@@ -219,7 +223,7 @@ public:
     // Packs the setup with the ICD and key files; gives the archive's name ("" on failure).
     std::string TarFile(const std::string& File);
     // The file that goes on the wire for a setup write: tar+gzip, gzip or the file itself.
-    std::string PrepareSetupUpload(const std::string& File);
+    std::string PrepareSetupUpload(const std::string& File, bool Tar = false);
 
     // ---- FTP road ----
     bool PrepareFTP();
@@ -331,10 +335,15 @@ private:
         uint8_t Cmd = 0;
         uint16_t RequestExt = 0, ReplyExt = 0;
         int64_t SentMs = 0;
+        // A scratchpad read's file name and kind: its reply is named by them, never by a later read.
+        std::string Name;
+        TCCCISratchpad Scratch = spNone;
         TReplyProc Done;
     };
     // Ends the first waiting request that this reply (or refusal) answers.
     void SettleReply(uint8_t Cmd, uint16_t Ext, bool Refusal, TReply Reply);
+    // The oldest scratchpad read still waiting: the one the arriving reply answers (null: none).
+    const TPendingReply* WaitingScratchRead() const;
     void FailStaleReplies();
     // The answer wait ran out while requests wait; once per silence.
     void AnswerTimedOut();

@@ -128,8 +128,8 @@ std::string TComUnit::TarFile(const std::string& File) {
     return target;
 }
 
-std::string TComUnit::PrepareSetupUpload(const std::string& File) {
-    if (FTGZ) return TarFile(File);
+std::string TComUnit::PrepareSetupUpload(const std::string& File, bool Tar) {
+    if (FTGZ || Tar) return TarFile(File);
     if (FGZ) {
         if (EqualsNoCase(ExtractFileExt(File), ".gz")) return File;
         WriteLog("Before Zip");
@@ -156,12 +156,17 @@ void TComUnit::ScratchPadCommand(MemStream& Stream) {
         WriteLog("\aScratchpad out of step", true);
         break;
     case 1: {
-        TCCCISratchpad kind = FCCCISratchpad;
-        FCCCISratchpad = spNone;
-        switch (kind) {
+        // The reply answers the oldest read still waiting; the name of the read sent last may
+        // already be another file's.
+        const TPendingReply* read = WaitingScratchRead();
+        if (!read) {
+            WriteLog("Scratchpad reply without a read, dropped", true);
+            break;
+        }
+        switch (read->Scratch) {
         case spNone: {
             // A plain request for a file: it goes into the temporary folder under its own name.
-            const std::string name = LocalFileName(FFileName);
+            const std::string name = LocalFileName(read->Name);
             if (name.empty()) break;
             std::string path = FTmpDir + name;
             if (payload.saveToFile(path))

@@ -1,6 +1,7 @@
 #include "para/GridRow.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <strings.h>
 
@@ -26,8 +27,14 @@ std::string CutChars(const std::string& S, uint64_t Max, bool& Cut) {
 } // namespace
 
 TGridRowTyp GetXTRecTyp(const std::string& TypeWord) {
+    return GetXTRecTyp(TypeWord.c_str());
+}
+
+TGridRowTyp GetXTRecTyp(const char* TypeWord) {
+    // Only the name starting with the same letter can match: one comparison per row, not seven.
+    const char first = char(std::tolower(uint8_t(TypeWord[0])));
     for (int i = 0; i < int(std::size(CTypNames)); ++i)
-        if (strcasecmp(TypeWord.c_str(), CTypNames[i]) == 0) return TGridRowTyp(i);
+        if (CTypNames[i][0] == first && strcasecmp(TypeWord, CTypNames[i]) == 0) return TGridRowTyp(i);
     return grtText;
 }
 

@@ -24,6 +24,7 @@ using TCheckErrorCallBack =
 
 // The row type of a type word of the document ("float" gives grtFloat); unknown words give grtText.
 TGridRowTyp GetXTRecTyp(const std::string& TypeWord);
+TGridRowTyp GetXTRecTyp(const char* TypeWord);
 // The type word of a row type, as the document and the command line write it.
 const char* GridRowTypName(TGridRowTyp Typ);
 // Keeps 0-9, A-Z, a-z, "_", "-" and "." and drops every other character.

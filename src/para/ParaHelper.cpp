@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <strings.h>
 #include <vector>
 
@@ -12,15 +13,42 @@ namespace ferro {
 
 namespace {
 
-// The first descendant element called `Name`, in document order: what ".//Name" selects, without
-// compiling a query for each of the thousands of leaves.
+// The format's leaves: they hold their text and nothing else, so no walk looks into them.
+bool LeafName(const char* N) {
+    switch (N[0]) {
+    case 't':
+        return NameIs(N, "type");
+    case 'v':
+        return NameIs(N, "value") || NameIs(N, "visibility");
+    case 'd':
+        return NameIs(N, "default");
+    case 'l':
+        return NameIs(N, "low");
+    case 'h':
+        return NameIs(N, "high");
+    case 'e':
+        return NameIs(N, "editability");
+    case 'r':
+        return NameIs(N, "rec");
+    default:
+        return false;
+    }
+}
+
+// Whether an element holds more than one text: elements of its own.
+bool HoldsElements(const pugi::xml_node& C) {
+    const pugi::xml_node first = C.first_child();
+    return first && (first.type() == pugi::node_element || first.next_sibling());
+}
+
+// The first descendant element called `Name`, in document order: what ".//Name" selects (the
+// format's leaves not looked into), without compiling a query for each of the thousands of leaves.
 pugi::xml_node FindDesc(const pugi::xml_node& Node, const char* Name) {
+    // Text between elements has an empty name: it neither matches nor holds anything.
     for (pugi::xml_node c = Node.first_child(); c; c = c.next_sibling()) {
-        if (c.type() != pugi::node_element) continue;
-        if (std::strcmp(c.name(), Name) == 0) return c;
-        // A leaf holding only its text has no descendants to look at.
-        const pugi::xml_node first = c.first_child();
-        if (!first || (first.type() != pugi::node_element && !first.next_sibling())) continue;
+        const char* n = c.name();
+        if (n[0] == Name[0] && std::strcmp(n, Name) == 0) return c;
+        if (LeafName(n) || !HoldsElements(c)) continue;
         if (pugi::xml_node d = FindDesc(c, Name)) return d;
     }
     return {};
@@ -50,57 +78,57 @@ pugi::xml_node Select(const pugi::xml_node& Node, const char* XPath) {
     }
 }
 
+// The text of a leaf (its text or CDATA child; the parser keeps no comments), in one call.
 const char* TextOf(const pugi::xml_node& N) {
-    const pugi::xml_node c = N.first_child();
-    return c.type() == pugi::node_pcdata || c.type() == pugi::node_cdata ? c.value() : "";
+    return N.child_value();
 }
 
 // The leaf elements of one node, each the first of its name in document order (what ".//name"
-// selects), found in one walk instead of one walk per name: the grid reads thousands of them.
+// selects, the leaves themselves not looked into), found in one walk instead of one walk per name:
+// the grid reads thousands of them.
 struct TLeaves {
     pugi::xml_node Type, Value, Default, Low, High, Visibility, Editability, Range, Rec;
     explicit TLeaves(const pugi::xml_node& Node) { Walk(Node); }
 
 private:
-    static void Take(pugi::xml_node& Slot, const pugi::xml_node& N) {
-        if (!Slot) Slot = N;
+    // True when `N` is of the slot's name (taken only when it is the first such).
+    static bool Take(pugi::xml_node& Slot, const pugi::xml_node& N, bool Named) {
+        if (Named && !Slot) Slot = N;
+        return Named;
     }
     void Walk(const pugi::xml_node& N) {
+        // Text between elements has an empty name and holds nothing.
         for (pugi::xml_node c = N.first_child(); c; c = c.next_sibling()) {
-            if (c.type() != pugi::node_element) continue;
             const char* n = c.name();
+            bool slot = true;
             switch (n[0]) {
             case 't':
-                if (!std::strcmp(n, "type")) Take(Type, c);
+                slot = Take(Type, c, NameIs(n, "type"));
                 break;
             case 'v':
-                if (!std::strcmp(n, "value"))
-                    Take(Value, c);
-                else if (!std::strcmp(n, "visibility"))
-                    Take(Visibility, c);
+                slot = Take(Value, c, NameIs(n, "value")) || Take(Visibility, c, NameIs(n, "visibility"));
                 break;
             case 'd':
-                if (!std::strcmp(n, "default")) Take(Default, c);
+                slot = Take(Default, c, NameIs(n, "default"));
                 break;
             case 'l':
-                if (!std::strcmp(n, "low")) Take(Low, c);
+                slot = Take(Low, c, NameIs(n, "low"));
                 break;
             case 'h':
-                if (!std::strcmp(n, "high")) Take(High, c);
+                slot = Take(High, c, NameIs(n, "high"));
                 break;
             case 'e':
-                if (!std::strcmp(n, "editability")) Take(Editability, c);
+                slot = Take(Editability, c, NameIs(n, "editability"));
                 break;
             case 'r':
-                if (!std::strcmp(n, "range"))
-                    Take(Range, c);
-                else if (!std::strcmp(n, "rec"))
-                    Take(Rec, c);
+                // A selection list's items hold no leaves either.
+                slot = Take(Range, c, NameIs(n, "range")) || Take(Rec, c, NameIs(n, "rec"));
                 break;
+            default:
+                slot = false;
             }
-            // A leaf holds only its text; anything else may hold more of the names above.
-            const pugi::xml_node first = c.first_child();
-            if (first && (first.type() == pugi::node_element || first.next_sibling())) Walk(c);
+            // The leaves and the list hold only their texts; anything else may hold the names above.
+            if (!slot && HoldsElements(c)) Walk(c);
         }
     }
 };
@@ -121,9 +149,13 @@ double FloatOf(const pugi::xml_node& N, double Def) {
     return v && !std::strchr(t, ',') ? *v : Def;
 }
 
-bool ParseId(const std::string& S, uint32_t& Id) {
-    if (S.empty() || S.size() > 10 || S.find_first_not_of("0123456789") != std::string::npos) return false;
-    const unsigned long long v = std::stoull(S);
+bool ParseId(std::string_view S, uint32_t& Id) {
+    if (S.empty() || S.size() > 10) return false;
+    uint64_t v = 0;
+    for (char c : S) {
+        if (c < '0' || c > '9') return false;
+        v = v * 10 + uint64_t(c - '0');
+    }
     if (v > 0xFFFFFFFFull) return false;
     Id = uint32_t(v);
     return true;
@@ -158,11 +190,27 @@ bool TextToBool(const std::string& S) {
 }
 
 void Caption(int Level, TGridRow& Row, const TXMLLangu* Lang) {
-    Row.RowCap = Lang ? Lang->IdToText(Row.ID) : std::string();
+    const std::string* text = Lang ? &Lang->IdToTextRef(Row.ID) : nullptr;
     // An id the language file does not name still shows as something the user can look up.
-    if (Row.RowCap.empty()) Row.RowCap = Row.IDStr;
-    if (Level >= 2)
-        Row.RowCap = "(" + Row.IDStr + "/" + TXMLLangu::StrToHexToStr(Row.IDStr) + ") " + Row.RowCap;
+    const std::string& name = text && !text->empty() ? *text : Row.IDStr;
+    if (Level < 2) {
+        Row.RowCap = name;
+        return;
+    }
+    // "(decimal/HEX) name", put together in one piece: the service level shows thousands of them.
+    char hex[9];
+    int n = 0;
+    for (uint32_t v = Row.ID; n == 0 || v != 0; v >>= 4)
+        hex[n++] = "0123456789ABCDEF"[v & 15];
+    std::string& cap = Row.RowCap;
+    cap.reserve(Row.IDStr.size() + size_t(n) + name.size() + 4);
+    cap = '(';
+    cap += Row.IDStr;
+    cap += '/';
+    while (n > 0)
+        cap += hex[--n];
+    cap += ") ";
+    cap += name;
 }
 
 void ReadId(const pugi::xml_node& Node, TGridRow& Row) {
@@ -175,9 +223,10 @@ void FillList(const pugi::xml_node& Range, TGridRow& Row, const TXMLLangu* Lang)
     for (pugi::xml_node item : Range.children()) {
         if (item.type() != pugi::node_element) continue;
         const std::string value = item.attribute("id").value();
-        const std::string textId = GetNodeValue(item);
-        std::string text = Lang && !textId.empty() ? Lang->IdToText(textId) : std::string();
-        Row.List.emplace_back(value, text.empty() ? value : text);
+        const char* textId = TextOf(item);
+        uint32_t id = 0;
+        const std::string* text = Lang && ParseId(textId, id) ? &Lang->IdToTextRef(id) : nullptr;
+        Row.List.emplace_back(value, text && !text->empty() ? *text : value);
     }
 }
 
@@ -245,6 +294,24 @@ bool GetAndCheckAttribute(const pugi::xml_node& Node, pugi::xml_attribute& Attr,
     return bool(Attr);
 }
 
+int CountRecordingPoints(const pugi::xml_node& Group) {
+    std::vector<std::string> skip;
+    for (pugi::xml_node m : Group.children("mandatory"))
+        if (const std::string t = GetNodeValue(m); !t.empty()) skip.push_back(t);
+    int count = 0;
+    for (pugi::xml_node c : Group.children()) {
+        if (c.type() != pugi::node_element) continue;
+        if (std::strcmp(c.name(), "group") == 0) {
+            if (std::find(skip.begin(), skip.end(), c.attribute("id").value()) == skip.end())
+                count += CountRecordingPoints(c);
+        } else if (std::strcmp(c.name(), "datapoint") == 0) {
+            for (pugi::xml_node r : c.children("rec"))
+                count += TextToBool(GetNodeValue(r));
+        }
+    }
+    return count;
+}
+
 int NodeVisibility(const pugi::xml_node& Node) {
     return int(IntOf(FindDesc(Node, "visibility"), 0));
 }
@@ -252,13 +319,18 @@ int NodeVisibility(const pugi::xml_node& Node) {
 bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
                 const TXMLLangu* Lang, const TChangeList& Changes) {
     Row = TGridRow();
+    return FillGridRow(Level, ParentID, Node, Row, Lang, Changes);
+}
+
+bool FillGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
+                 const TXMLLangu* Lang, const TChangeList& Changes) {
     const char* name = Node.name();
-    const bool isPar = std::strcmp(name, "parameter") == 0, isDp = std::strcmp(name, "datapoint") == 0;
-    const bool isProp = std::strcmp(name, "property") == 0;
+    const bool isPar = NameIs(name, "parameter"), isDp = !isPar && NameIs(name, "datapoint");
+    const bool isProp = !isPar && !isDp && NameIs(name, "property");
     if (!isPar && !isDp && !isProp) return false;
     const TLeaves leaf(Node);
     Row.Node = Node;
-    if (!isProp) Row.IsList = std::strcmp(leaf.Range.attribute("list").value(), "true") == 0;
+    if (!isProp && leaf.Range) Row.IsList = NameIs(leaf.Range.attribute("list").value(), "true");
     if (Level < IntOf(leaf.Visibility, 0)) return false;
     ReadId(Node, Row);
     Caption(Level, Row, Lang);

@@ -54,10 +54,24 @@ bool GetAndCheckAttribute(const pugi::xml_node& Node, pugi::xml_attribute& Attr,
 // that is not a 32-bit number.
 bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
                 const TXMLLangu* Lang, const TChangeList& Changes);
+// The same into a row just made, which needs no reset: the grid builds thousands at once.
+bool FillGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
+                 const TXMLLangu* Lang, const TChangeList& Changes);
+
+// An element name against a literal, inline: the walks over a setup compare hundreds of thousands.
+template <size_t N> inline bool NameIs(const char* Name, const char (&Literal)[N]) {
+    for (size_t i = 0; i < N; ++i)
+        if (Name[i] != Literal[i]) return false; // stops at the shorter one's end
+    return true;
+}
 
 // Switches the mandatory members of every group on when anything else in the group records, off
 // when nothing does.
 void CheckAllMandatoryNodes(pugi::xml_document& Doc);
+
+// The recording points switched on below a group of the counting group: every "rec" of a data
+// point that reads true, in the groups that are not named by the group's own "mandatory" entries.
+int CountRecordingPoints(const pugi::xml_node& Group);
 
 // The visibility level of a node (".//visibility", 0 when missing or unreadable).
 int NodeVisibility(const pugi::xml_node& Node);

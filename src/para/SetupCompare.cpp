@@ -79,8 +79,12 @@ bool InRange(const TGridRow& Row, const std::string& Value) {
     }
 }
 
-std::string Shown(const TGridRow& Row, const std::string& Value) {
-    return CheckEmpty(Row.IsList ? Row.ListText(Value) : Value);
+// A value as the review shows it: a choice by its text, a float with the user's separator.
+std::string Shown(const TGridRow& Row, const std::string& Value, char Sep) {
+    if (Row.IsList) return CheckEmpty(Row.ListText(Value));
+    if (Row.RowTyp == grtFloat)
+        if (const auto v = ParseFloat(Value)) return FormatFloat(*v, Sep);
+    return CheckEmpty(Value);
 }
 
 } // namespace
@@ -108,7 +112,9 @@ std::string TemplateMismatch(const pugi::xml_document& File, const TSetupDocumen
     return std::string();
 }
 
-bool TSetupCompare::Run(const pugi::xml_document& File, const TSetupDocument& Live, const TXMLLangu* Lang) {
+bool TSetupCompare::Run(const pugi::xml_document& File, const TSetupDocument& Live, const TXMLLangu* Lang,
+                        char DecimalSep) {
+    FSep = DecimalSep;
     FCompareDictOri.clear();
     FCompareDictImp.clear();
     FSWModulTVList.clear();
@@ -189,18 +195,18 @@ void TSetupCompare::Compare(const pugi::xml_node& Node, const std::string& Key, 
     leaf.Key = Key;
     if (InRange(row, imp->second)) {
         rec.ImportVal = isFloat ? FormatFloat(*ParseFloat(imp->second)) : imp->second;
-        leaf.Text =
-            Fmt("%s: %s [%s]", name.c_str(), Shown(row, rec.ImportVal).c_str(), Shown(row, value).c_str());
+        leaf.Text = Fmt("%s: %s [%s]", name.c_str(), Shown(row, rec.ImportVal, FSep).c_str(),
+                        Shown(row, value, FSep).c_str());
     } else {
         const pugi::xml_node def = Node.child("default");
         FInvalidImportList.push_back(Fmt("%s = %s [%s - min: %s / max: %s]", name.c_str(),
-                                         CheckEmpty(imp->second).c_str(), row.DefText().c_str(),
-                                         row.MinText().c_str(), row.MaxText().c_str()));
+                                         Shown(row, imp->second, FSep).c_str(), row.DefText(FSep).c_str(),
+                                         row.MinText(FSep).c_str(), row.MaxText(FSep).c_str()));
         if (!def) return;
         rec.ImportVal = GetNodeValue(def);
         if (SameSetupValue(value, rec.ImportVal, isFloat)) return; // the default is there already
-        leaf.Text = Fmt("(%s) - %s: %s  [%s]", "Standard", name.c_str(), Shown(row, rec.ImportVal).c_str(),
-                        Shown(row, value).c_str());
+        leaf.Text = Fmt("(%s) - %s: %s  [%s]", "Standard", name.c_str(),
+                        Shown(row, rec.ImportVal, FSep).c_str(), Shown(row, value, FSep).c_str());
     }
     FCompareDictOri.emplace(Key, std::move(rec));
     Item->Children.push_back(std::move(leaf));

@@ -42,8 +42,10 @@ struct TCompareItem {
 class TSetupCompare {
 public:
     // Compares `File` with `Live`; false with a German message in Error() when the file is no setup
-    // of this instrument's type and firmware (nothing is compared then).
-    bool Run(const pugi::xml_document& File, const TSetupDocument& Live, const TXMLLangu* Lang);
+    // of this instrument's type and firmware (nothing is compared then). The review texts and the
+    // list of refused values show floats with `DecimalSep`, the separator the user reads.
+    bool Run(const pugi::xml_document& File, const TSetupDocument& Live, const TXMLLangu* Lang,
+             char DecimalSep = '.');
     const std::string& Error() const { return FError; }
 
     // Writes the records whose keys are in `Ticked` into `Live`; one log line per record.
@@ -66,6 +68,7 @@ private:
     std::map<std::string, std::string> FCompareDictImp;
     const TChangeList* FChanges = nullptr;
     std::string FError;
+    char FSep = '.';
 };
 
 // Whether two texts of a value are the same: numerically for a float ("1.50" equals "1.5"),

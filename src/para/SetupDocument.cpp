@@ -79,15 +79,14 @@ int Walk(const pugi::xml_node& Node, int Level, bool CountFlag, const TXMLLangu*
     for (pugi::xml_node c : Node.children()) {
         if (c.type() != pugi::node_element) continue;
         const char* name = c.name();
-        if (!std::strcmp(name, "parameter") || !std::strcmp(name, "datapoint") ||
-            !std::strcmp(name, "property")) {
+        if (NameIs(name, "parameter") || NameIs(name, "datapoint") || NameIs(name, "property")) {
             if (NodeVisibility(c) <= Level) {
                 ++counter;
                 Leaf = true;
             }
             continue;
         }
-        const bool group = !std::strcmp(name, "group"), modul = !std::strcmp(name, "swmodule");
+        const bool group = NameIs(name, "group"), modul = !group && NameIs(name, "swmodule");
         if (!group && !modul) continue;
         TParaTreeItem item;
         item.Node = c;
@@ -260,9 +259,9 @@ std::vector<TGridRow> TSetupDocument::Rows(const pugi::xml_node& Item, int Level
     rows.reserve(n);
     const std::string parentId = Item.attribute("id").value();
     for (pugi::xml_node c = Item.first_child(); c; c = c.next_sibling()) {
-        if (c.type() != pugi::node_element) continue;
-        // Built in place: a row is a few hundred bytes, and there are thousands.
-        if (!GetGridRow(Level, parentId, c, rows.emplace_back(), Lang, FChangeList)) rows.pop_back();
+        // Built in place: a row is a few hundred bytes, and there are thousands. Text between
+        // elements has no name of a row kind and gives none.
+        if (!FillGridRow(Level, parentId, c, rows.emplace_back(), Lang, FChangeList)) rows.pop_back();
     }
     return rows;
 }

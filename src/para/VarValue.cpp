@@ -10,10 +10,45 @@
 namespace ferro {
 
 namespace {
+bool Blank(char C) {
+    return C == ' ' || C == '\t' || C == '\r' || C == '\n';
+}
+
 std::string_view Trimmed(std::string_view S) {
-    const size_t b = S.find_first_not_of(" \t\r\n");
-    if (b == std::string_view::npos) return {};
-    return S.substr(b, S.find_last_not_of(" \t\r\n") - b + 1);
+    size_t b = 0, e = S.size();
+    while (b < e && Blank(S[b]))
+        ++b;
+    while (e > b && Blank(S[e - 1]))
+        --e;
+    return S.substr(b, e - b);
+}
+
+// Plain decimals ("230", "-0.75", "49.95"), the numbers a setup holds, without strtod: up to 15
+// digits are an exact double, and one division by an exact power of ten rounds correctly.
+bool FastDecimal(std::string_view T, double& V) {
+    static constexpr double CPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    size_t i = T[0] == '-' || T[0] == '+' ? 1 : 0;
+    uint64_t m = 0;
+    int digits = 0, decimals = 0;
+    bool point = false, any = false;
+    for (; i < T.size(); ++i) {
+        const char c = T[i];
+        if (c >= '0' && c <= '9') {
+            if (++digits > 15) return false;
+            m = m * 10 + uint64_t(c - '0');
+            decimals += point;
+            any = true;
+        } else if ((c == '.' || c == ',') && !point) {
+            point = true;
+        } else {
+            return false;
+        }
+    }
+    if (!any) return false;
+    V = double(m) / CPow10[decimals];
+    if (T[0] == '-') V = -V;
+    return true;
 }
 
 // strtod of the "C" locale, whatever the program's locale is.
@@ -73,6 +108,7 @@ std::optional<uint64_t> ParseUInt64(std::string_view S) {
 std::optional<double> ParseFloat(std::string_view S) {
     const std::string_view t = Trimmed(S);
     if (t.empty() || t.size() > 63) return std::nullopt;
+    if (double v = 0; FastDecimal(t, v)) return v;
     char buf[64];
     t.copy(buf, t.size());
     buf[t.size()] = '\0';

@@ -39,6 +39,12 @@ std::string TXMLLangu::IdToText(uint32_t Id) const {
     return it == FTexts.end() ? std::string() : it->second.Long;
 }
 
+const std::string& TXMLLangu::IdToTextRef(uint32_t Id) const {
+    static const std::string none;
+    auto it = FTexts.find(Id);
+    return it == FTexts.end() ? none : it->second.Long;
+}
+
 std::string TXMLLangu::IdToText(const std::string& DecimalId) const {
     uint32_t id = 0;
     return ParseId(DecimalId.c_str(), id) ? IdToText(id) : std::string();

@@ -15,6 +15,8 @@ public:
     bool SetLangFile(const std::string& FileName) { return LoadFromFile(FileName); }
     // The display text of `Id`; empty when the file does not name it.
     std::string IdToText(uint32_t Id) const;
+    // The same without a copy, for the thousands of rows of a grid (an empty text when unnamed).
+    const std::string& IdToTextRef(uint32_t Id) const;
     // The same for the id as decimal text; a text that is no id gives an empty text.
     std::string IdToText(const std::string& DecimalId) const;
     // The short form (units and the like); may be empty.

@@ -10,9 +10,12 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDir>
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QPushButton>
+#include <QSettings>
 #include <QToolBar>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -57,6 +60,7 @@ template <class T> T* WaitForDialog(QWidget& Parent) {
 // The instrument's setup now, as ferroctl reads it: the value of the first node with `Id`.
 struct Stored {
     pugi::xml_document doc;
+    explicit Stored(const std::string& File) { doc.load_file(File.c_str()); }
     Stored(int Port, const QTemporaryDir& Dir) {
         const std::string file = Dir.filePath("got.xml").toStdString();
         CtlResult r = RunCtl({"--port", std::to_string(Port), "setup-get", file});
@@ -153,12 +157,17 @@ TEST(FormPara, EditSendResetAndCompareWithAFactoryTemplate) {
         asked = folder;
         return folder + "Mittelspannung_20kV.xml";
     };
+    grid.Model().FDecimalSep = ','; // as a German desktop has it
     f->findChild<QToolButton*>("btnTempl")->click();
     EXPECT_EQ(asked, f->TemplateFolder());
     auto* review = WaitForDialog<TFrmParaChanged>(*f);
     ASSERT_TRUE(review);
     EXPECT_TRUE(review->ParaChangedDesc->text().contains("[FR-042]"));
     review->TreeView1->expandAll();
+    QStringList texts;
+    for (QTreeWidgetItemIterator it(review->TreeView1); *it; ++it)
+        texts << (*it)->text(0);
+    EXPECT_TRUE(texts.join('\n').contains(": 112,5 [110]")) << texts.join('\n').toStdString();
     SaveScreenshot(*review, "para_import_review.png");
     review->btnOK->click();
     EXPECT_EQ(f->Document().ChangeList().size(), 4u);
@@ -202,11 +211,12 @@ TEST(FormPara, ServiceQuestionIcdFileCsvListingAndSendingAtLevelZero) {
     ask->button(QMessageBox::No)->click();
     EXPECT_EQ(f->cbbVisibility->currentIndex(), 0);
     f->cbbVisibility->setCurrentIndex(1);
+    f->Grid()->setColumnWidth(TFerroGridModel::ColCap, 333); // as the user drags it
 
     // The ICD file: its values into the setup, a copy beside it, the IED name kept in step.
-    const std::string icd = dir.filePath("ferro.icd").toStdString();
+    const std::string icd = dir.filePath("station.icd").toStdString();
     QFile::copy(FERRO_SOURCE_DIR "/fixtures/instrument/flashdrive0/data/setup/ferro.icd",
-                dir.filePath("ferro.icd"));
+                dir.filePath("station.icd"));
     f->FChooseFile = [&](const std::string&, const std::string&, const std::string&, bool) { return icd; };
     f->findChild<QToolButton*>("btnICDImport")->click();
     const size_t changes = f->Document().ChangeList().size();
@@ -215,7 +225,7 @@ TEST(FormPara, ServiceQuestionIcdFileCsvListingAndSendingAtLevelZero) {
     EXPECT_EQ(f->Document().ChangeList().size(), changes) << "the same file twice";
     const QString copy =
         QString::fromStdString(std::filesystem::path(f->Document().FileName()).parent_path().string()) +
-        "/ferro.icd";
+        "/station.icd";
     ASSERT_TRUE(QFile::exists(copy));
     ASSERT_TRUE(ShowTreeItem(*f, 4261413840u));
     TFerroGrid& grid = *f->Grid();
@@ -224,6 +234,46 @@ TEST(FormPara, ServiceQuestionIcdFileCsvListingAndSendingAtLevelZero) {
     ASSERT_TRUE(c.open(QIODevice::ReadOnly));
     const QByteArray renamed = c.readAll();
     EXPECT_TRUE(renamed.contains("iedName=\"FR043\"") && renamed.contains("<IED name=\"FR043\""));
+
+    // The further saves: the ICD copy or the setup wherever the user says, a template at once.
+    auto choose = [&](const char* name) {
+        f->FChooseFile = [&dir, name](const std::string&, const std::string&, const std::string&, bool) {
+            return dir.filePath(name).toStdString();
+        };
+    };
+    choose("export.icd");
+    f->actRundsteuer->trigger();
+    QFile exported(dir.filePath("export.icd"));
+    ASSERT_TRUE(exported.open(QIODevice::ReadOnly));
+    EXPECT_EQ(exported.readAll(), renamed);
+    choose("export.xml");
+    f->actRundsteuer->trigger();
+    EXPECT_EQ(Stored(dir.filePath("export.xml").toStdString())[4278190467u], "FR043");
+    f->actSaveTemplate->trigger();
+    const QStringList own = QDir(QString::fromStdString(f->OwnTemplateFolder())).entryList({"Ferro_*.xml"});
+    EXPECT_EQ(own.size(), 1) << f->OwnTemplateFolder();
+
+    // The counting group's members count their recording points; a data point fills the rows below.
+    for (QTreeWidgetItemIterator it(f->TreeViewOpti); *it; ++it)
+        if (static_cast<TXMLTreeViewItem*>(*it)->ID == 4278190097u) {
+            for (QTreeWidgetItem* p = (*it)->parent(); p; p = p->parent())
+                p->setExpanded(true);
+            f->TreeViewOpti->scrollToItem(*it);
+            QApplication::processEvents();
+            emit f->TreeViewOpti->customContextMenuRequested(f->TreeViewOpti->visualItemRect(*it).center());
+        }
+    ASSERT_TRUE(f->pmAufzeichnungspunkte->isVisible());
+    f->actCountAufzeichnungspunkte->trigger();
+    EXPECT_TRUE(WaitForBox("Items: 54"));
+    CloseAllBoxes();
+    ASSERT_TRUE(ShowTreeItem(*f, 183500801u));
+    ClickCell(grid, 1, 1);
+    ClickCell(grid, 1, 1, Qt::RightButton);
+    ASSERT_TRUE(f->pmGrid->isVisible());
+    f->actFuellen->trigger();
+    for (const TGridRow& r : grid.Model().Rows())
+        EXPECT_EQ(r.RowVal.AsInt(), r.IDStr == "168886272" ? 0 : 1) << r.IDStr;
+    f->pmGrid->hide();
 
     // The CSV listing of the chosen modules; a folder that cannot take it is told.
     std::string opened;
@@ -254,5 +304,18 @@ TEST(FormPara, ServiceQuestionIcdFileCsvListingAndSendingAtLevelZero) {
     CloseAllBoxes();
     Stored got(sim.port(), dir);
     EXPECT_EQ(got[4278190467u], "FR043");
-    EXPECT_EQ(got[4278190468u], "ferro.icd");
+    EXPECT_EQ(got[4278190468u], "station.icd");
+    // The renamed copy went along and took the place of the instrument's own ICD file.
+    const QString setupDir = QString::fromStdString(sim.root()) + "/flashdrive0/data/setup/";
+    QFile onDevice(setupDir + "station.icd");
+    ASSERT_TRUE(onDevice.open(QIODevice::ReadOnly));
+    EXPECT_EQ(onDevice.readAll(), renamed);
+    EXPECT_FALSE(QFile::exists(setupDir + "ferro.icd"));
+
+    // The dragged width is in the host's settings, and the next parameter form starts with it.
+    EXPECT_EQ(QSettings(dir.filePath("marlinlite.ini"), QSettings::IniFormat).value("Para/ParaInfo").toInt(),
+              333);
+    QPointer<TFormPara> again = qobject_cast<TFormPara*>(w.OpenDirect(dkpara));
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->Grid()->ColumnWidths()[TFerroGridModel::ColCap], 333);
 }

@@ -107,7 +107,7 @@ TEST(DataFolders, OnlyAFerroComparesXmlVersionsAfterTheFolders) {
         } else {
             EXPECT_EQ(done, 0);
             EXPECT_EQ(t.sentNames().back(), "CCC_SCRATCH_PAD_RD");
-            EXPECT_EQ(t.link.FCCCISratchpad, spLangTXT);
+            EXPECT_STREQ(reinterpret_cast<const char*>(&t.link.Sent.back().bytes[20]), "xml-versions.txt");
         }
     }
 }

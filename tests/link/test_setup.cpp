@@ -13,6 +13,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 using namespace ferro;
 using namespace ferro::test;
@@ -231,6 +232,29 @@ TEST(Scratchpad, StatusReportGoesToTheSerialsFileAndAPlainFileUnderItsOwnName) {
     EXPECT_EQ(status, t.tmp + "4711_status.txt");
     EXPECT_EQ(plain, t.tmp + "notes.txt");
     EXPECT_EQ(readFile(plain), text);
+}
+
+TEST(Scratchpad, TwoReadsInFlightEachKeepTheirOwnNameAndContent) {
+    SetupFixture t;
+    writeFile(t.tmp + "setup.xml", kSetup);
+    std::map<std::string, TReply> got;
+    t.link.WriteSetup(t.tmp + "setup.xml", [&](const TReply& r) { got["setup"] = r; });
+    t.link.ScratchpadGet("templates/a.xml", [&](const TReply& r) { got["a"] = r; });
+    t.link.ScratchpadGet("templates/b.xml", [&](const TReply& r) { got["b"] = r; });
+    t.tick();
+    // The setup's acknowledgement ends the wait for a's file: b goes out while a is still out.
+    t.feed(reply(3, 3, {}));
+    t.tick();
+    const std::vector<std::string> sent = t.sentNames();
+    ASSERT_EQ(std::count(sent.begin(), sent.end(), "CCC_SCRATCH_PAD_RD"), 2);
+    t.feed(reply(7, 1, {'A', 'A'}));
+    t.feed(reply(7, 1, {'B', 'B', 'B'}));
+    t.processEvents();
+    EXPECT_TRUE(got["setup"].Ok);
+    EXPECT_EQ(got["a"].File, t.tmp + "a.xml");
+    EXPECT_EQ(got["b"].File, t.tmp + "b.xml");
+    EXPECT_EQ(readFile(t.tmp + "a.xml"), "AA");
+    EXPECT_EQ(readFile(t.tmp + "b.xml"), "BBB");
 }
 
 TEST(Scratchpad, PutEndsWithTheAcknowledgementOrTheRefusal) {
