@@ -182,7 +182,12 @@ def network_module(sys):
     s = group(m, 4261413904, "Stromschwellen", "Current thresholds")
     for k, v in enumerate([10.0, 50.0, 90.0, 110.0, 150.0]):
         s.add(param(text(253165568 + 65536 * k, f"Stromschwelle {k + 1}", f"Current threshold {k + 1}", "%"), "float",
-                    v, v, 0.0, 1000.0, vis=1))
+                    v, v, 0.0, 1000.0))
+    rc = group(m, 4261413906, "Rundsteuersignal", "Ripple control signal")
+    rc.add(param(text(0x0D200000, "Rundsteuerfrequenz", "Ripple control frequency", "Hz"), "float", 183.3, 183.3,
+                 100.0, 3000.0))
+    rc.add(param(text(0x0D210000, "Erkennungsschwelle", "Detection threshold", "%"), "float", 1.0, 1.0, 0.1, 10.0))
+    rc.add(param(text(0x0D220000, "Rundsteuersignale aufzeichnen", "Record ripple control signals"), "boolean", 0, 0))
     r = group(m, 4261413905, "Differenzstrom (RCM)", "Residual current (RCM)")
     r.add(param(text(335609856, "Übersetzung des Differenzstromwandlers", "Residual current transformer ratio"),
                 "float", 600.0, 600.0, 1.0, 10000.0))
@@ -200,14 +205,14 @@ def triggers(g, base, de_rec, en_rec):
         for de, en, typ, v, lo, hi, unit in kinds:
             i = base + n
             n += 1
-            g.add(param(text(i, f"{de_rec} {ch} {de}", f"{en_rec} {ch} {en}", unit), typ, v, v, lo, hi, vis=1,
-                        edit=1 if n % 5 else 2))
+            # The triggers are basic settings: level 0 sees and edits them.
+            g.add(param(text(i, f"{de_rec} {ch} {de}", f"{en_rec} {ch} {en}", unit), typ, v, v, lo, hi))
     # The trigger ids of the newer layout generation.
     for off, de, en in [(0x61, "Auslösung über Binäreingang 1", "Trigger on binary input 1"),
                         (0x62, "Auslösung über Binäreingang 2", "Trigger on binary input 2"),
                         (0x71, "Auslösung über Netzwerk", "Trigger over the network"),
                         (0x72, "Auslösung über Ereignis", "Trigger on event")]:
-        g.add(param(text(base + off, f"{de_rec}: {de}", f"{en_rec}: {en}"), "boolean", 1, 0, vis=1))
+        g.add(param(text(base + off, f"{de_rec}: {de}", f"{en_rec}: {en}"), "boolean", 1, 0))
 
 
 def recorder_module(sys):
@@ -400,6 +405,8 @@ def service_module(sys):
 
 
 def build():
+    # Texts of the settings pages that are no parameters.
+    text(65412, "%% vom Nennstrom ( %sA )", "%% of Nominal Current( %sA )")
     sys_ = Node("system", 4261412864, {"name": "sys"})
     text(4261412864, "System", "System")
     device_module(sys_)

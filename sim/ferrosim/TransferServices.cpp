@@ -5,6 +5,8 @@
 #include "ferrosim/Instrument.h"
 #include "ferrosim/SetupCheck.h"
 #include "ferrosim/SetupMerge.h"
+#include "ferrosim/SetupTime.h"
+#include "foundation/Format.h"
 #include "foundation/MemStream.h"
 
 #include <QXmlStreamReader>
@@ -221,6 +223,10 @@ Answer TransferServices::applySetup(const ccc_head_t& head, Bytes payload) {
         instrument_.log("setup: ICD file " + c.name + " stored, " + std::to_string(c.data.size()) + " bytes");
     }
     instrument_.log("setup written, " + std::to_string(xml.size()) + " bytes");
+    // The clock runs by the zone of the setup from now on; the identity reports it.
+    time_set_t& ts = instrument_.profile().timeSet;
+    if (ApplySetupTime(xml, ts))
+        instrument_.log(Fmt("setup: time zone %+d min, daylight saving %u", ts.tz.offsetSeconds() / 60, ts.dstmode));
     return Answer::Ack();
 }
 

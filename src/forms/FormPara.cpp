@@ -1,6 +1,8 @@
 #include "forms/FormPara.h"
 
 #include "forms/FerroGrid.h"
+#include "forms/FormParaSettings.h"
+#include "forms/FormParaTime.h"
 #include "forms/FrmParaChanged.h"
 #include "forms/FrmParaSelect.h"
 #include "forms/Icons.h"
@@ -216,6 +218,9 @@ void TFormPara::BuildUi() {
     adv->addWidget(splitPara);
     lay->addWidget(lytAdvanced, 1);
     BuildToolsUi();
+    FSettings = new TParaSettings(lytBase);
+    lay->addWidget(FSettings, 1);
+    WireSettings();
 }
 
 // ---------------------------------------------------------------- connection and reading
@@ -361,6 +366,7 @@ void TFormPara::ReadXMLPara() {
             TreeViewOpti->setCurrentItem(*it);
             break;
         }
+    ShowSettings();
 }
 
 void TFormPara::AddItems(QTreeWidgetItem* Parent, const std::vector<TParaTreeItem>& Items) {
@@ -395,6 +401,8 @@ void TFormPara::RefreshGrid() {
     }
     FGrd->SetRowCnt();
     FGrd->setVisible(true);
+    // A reset or an import changed the document under the settings pages.
+    if (FVisibility == 0 && Fxf.Loaded()) ShowSettings();
 }
 
 void TFormPara::ChangeCell(QObject*, pugi::xml_node Node, const std::string& Value, bool Equal,
@@ -412,6 +420,12 @@ void TFormPara::UpdateChangeCount() {
 
 void TFormPara::cbbVisibilityChange(int Index) {
     if (Index == FVisibility) return;
+    // The transformers leave the basic settings only as a plausible set.
+    if (FVisibility == 0 && Fxf.Loaded() && !FSettings->WriteWandler()) {
+        const QSignalBlocker block(cbbVisibility);
+        cbbVisibility->setCurrentIndex(FVisibility);
+        return;
+    }
     if (Index == 2) {
         OpenMessageBox(this, CServiceQuestion, mtWarning, Buttons({mbYes, mbNo}), mbNo, [this](int r) {
             if (r == mrYes) {
@@ -452,6 +466,7 @@ void TFormPara::AfterVisibilityChange() {
     }
     actICDLoad->setVisible(FVisibility > 0);
     actICDSave->setVisible(FVisibility > 0);
+    FSettings->TimePage()->HandleTimeStream();
 }
 
 // ---------------------------------------------------------------- sending
@@ -459,6 +474,7 @@ void TFormPara::AfterVisibilityChange() {
 void TFormPara::actSendExecute() {
     if (!Fxf.Loaded() || FBusy) return;
     LogPrepare(this, "Sending Para", false);
+    if (FVisibility == 0 && !FSettings->WriteWandler()) return;
     CheckAllMandatoryNodes(Fxf.Doc());
     const std::string sn = FComUnit ? std::to_string(FComUnit->FSN) : FSN;
     const std::string temp = Fmt("%s%s_TempPara.XML", FolderOf(Fxf.FileName()).c_str(), sn.c_str());
@@ -733,8 +749,16 @@ void TFormPara::ICDNameChange(const std::string& Name) {
 
 // ---------------------------------------------------------------- helpers
 
-void TFormPara::ShowPage(int) {
-    cbbVisibility->setCurrentIndex(1);
+QStringList TFormPara::Pages() const {
+    QStringList pages{"Expertenansicht"};
+    for (int i = 0; i < FSettings->count(); ++i)
+        pages << FSettings->tabText(i);
+    return pages;
+}
+
+void TFormPara::ShowPage(int Page) {
+    cbbVisibility->setCurrentIndex(Page == 0 ? 1 : 0);
+    if (Page > 0) FSettings->setCurrentIndex(Page - 1);
 }
 
 void TFormPara::ConnectionLost(const std::string& Reason) {

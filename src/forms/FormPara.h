@@ -24,6 +24,7 @@ class QTreeWidgetItem;
 namespace ferro {
 
 class TFerroGrid;
+class TParaSettings;
 class TFrmParaChanged;
 class TFrmParaSelect;
 class TXMLTreeViewItem;
@@ -39,9 +40,11 @@ public:
     void ThreadExceptCallBack(TSender Sender) override;
     // Editing goes on without the line; only sending waits for it.
     void ConnectionLost(const std::string& Reason) override;
-    // The screenshot run's page: the expert level with its tree and grid.
-    QStringList Pages() const override { return {"Expertenansicht"}; }
+    // The screenshot run's pages: the expert level with its tree and grid, then the basic settings.
+    QStringList Pages() const override;
     void ShowPage(int) override;
+    // The time stream of the time page.
+    void UpdateGrid() override;
 
     void ReadXMLPara();
     void ChangeCell(QObject* Sender, pugi::xml_node Node, const std::string& Value, bool Equal,
@@ -59,6 +62,8 @@ public:
 
     TSetupDocument& Document() { return Fxf; }
     TFerroGrid* Grid() const { return FGrd; }
+    // The fixed pages of level 0.
+    TParaSettings* Settings() const { return FSettings; }
     const TModulList& ModulList() const { return FModulList; }
     // The factory templates (read-only copies of the instrument's) and the user's own.
     const std::string& TemplateFolder() const { return FTemplateFolderLocal; }
@@ -127,6 +132,9 @@ private:
     void SetActionsEnabled(bool On);
     void SetBusy(bool On, const std::string& Text);
     void UpdateChangeCount();
+    // Level 0 shows the settings pages instead of tree and grid; they are bound to the document anew.
+    void ShowSettings();
+    void WireSettings();
     void Message(const std::string& Text, TMsgDlgType Type = mtInformation);
     void Ask(const std::string& Text, std::function<void()> Yes);
     std::string Choose(const std::string& Folder, const std::string& Proposal, const std::string& Filter,
@@ -136,6 +144,7 @@ private:
     TSetupDocument Fxf;
     pugi::xml_node FXnode;
     TFerroGrid* FGrd = nullptr;
+    TParaSettings* FSettings = nullptr;
     TModulList FModulList;
     std::vector<std::string> FInvalidImportList;
     bool FFirstStart = true;
