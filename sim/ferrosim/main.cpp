@@ -68,6 +68,7 @@ int main(int argc, char** argv) {
     Profile profile;
     std::string profilePath = options.profile.empty() ? tree.profilePath() : options.profile;
     if (!profile.load(profilePath, error)) return fail(error);
+    if (!profile.supply.applyOverrides(options.supply, error)) return fail(error);
     FaultPlan faults;
     if (!faults.parse(options.faults, error)) return fail(error);
 
