@@ -114,7 +114,7 @@ public:
         Room(h + 2);
         if (Shade) Painter.fillRect(QRectF(0, Y, Width, h), QColor(CShade));
         for (size_t c = 0; c < Cells.size() && c < X.size(); ++c) {
-            Font(8, Header || (c < Colours.size() && Colours[c] != 0 && Colours[c] != 0xFF000000));
+            Font(7.5, Header || (c < Colours.size() && Colours[c] != 0 && Colours[c] != 0xFF000000));
             Painter.setPen(QColor(c < Colours.size() && Colours[c] ? Colours[c] : 0xFF000000));
             const double right = c + 1 < X.size() ? X[c + 1] : Width;
             Painter.drawText(QRectF(X[c] + 2, Y, right - X[c] - 4, h), Qt::AlignVCenter | Qt::AlignLeft,
@@ -196,7 +196,7 @@ void Cover(TPages& P, const TENReport& R) {
 }
 
 void WeekTables(TPages& P, const TENReport& R) {
-    const std::vector<double> x = {0, 130, 268, 358, 443};
+    const std::vector<double> x = {0, 134, 270, 350, 428};
     for (size_t w = 0; w < R.Weeks.size(); ++w) {
         P.NewPage();
         P.Heading(WeekText(R, w));

@@ -45,7 +45,7 @@ TEST(FormReports, StatisticChartsPdfReportAndActionRules) {
     ASSERT_TRUE(sim.ok()) << sim.output();
     QTemporaryDir dir;
     TMainWindow w{SettingsIn(dir), FoldersIn(dir)};
-    w.resize(1280, 800);
+    w.resize(1700, 1000);
     w.show();
     w.AddInstruments({Entry("ferrosim", "127.0.0.1", sim.port())});
     w.SelectInstrument(0);
@@ -94,7 +94,7 @@ TEST(FormReports, StatisticChartsPdfReportAndActionRules) {
     auto* widget = v.findChild<PaintBoxWidget*>("PQPaintBoxHarm");
     ASSERT_TRUE(widget && widget->isVisible());
     QTest::qWait(100);
-    EXPECT_TRUE(SaveScreenshot(w, "stored_statistic_harmonics.png"));
+    EXPECT_TRUE(SaveScreenshot(v, "stored_statistic_harmonics.png"));
 
     // Current harmonics: 10 % of 100 A at order 5, in amperes, not normalised.
     disp = -1;
