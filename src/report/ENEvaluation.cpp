@@ -220,11 +220,11 @@ void EvaluateEN50160(const std::string& FileName, const TRecData& Rec,
     TENRow row;
     const double fn = Out.NominalFrequency;
     if (BandRow(cols, {enids::Frequency}, "Netzfrequenz", fn, 0.01, 0.995, 0.94, 1.04, " Hz", 2,
-                "99,5 %: ±1 %; 100 %: −6/+4 %", row))
+                "±1 % (99,5 %), −6/+4 %", row))
         Out.Rows.push_back(row);
     if (BandRow(cols, neutral ? ids(enids::RmsBase, {0, 1, 2}) : ids(enids::RmsBase, {4, 5, 6}),
                 "Langsame Spannungsänderungen", Out.NominalVoltage, 0.10, 0.95, 0.85, 1.10, " V", 1,
-                "95 %: ±10 %; 100 %: −15/+10 %", row))
+                "±10 % (95 %), −15/+10 %", row))
         Out.Rows.push_back(row);
     if (UpperRow(cols, ids(enids::PltBase, {0, 1, 2}), "Flicker (Plt)", 1.0, "", 0, row))
         Out.Rows.push_back(row);

@@ -196,7 +196,7 @@ void Cover(TPages& P, const TENReport& R) {
 }
 
 void WeekTables(TPages& P, const TENReport& R) {
-    const std::vector<double> x = {0, 134, 270, 350, 428};
+    const std::vector<double> x = {0, 142, 262, 346, 428};
     for (size_t w = 0; w < R.Weeks.size(); ++w) {
         P.NewPage();
         P.Heading(WeekText(R, w));
