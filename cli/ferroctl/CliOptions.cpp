@@ -76,6 +76,10 @@ void PrintUsage(std::FILE* to) {
                "  export DATEI --comtrade BASIS\n"
                "                        Osc- oder Hp-Aufzeichnung als COMTRADE (IEEE C37.111-2013):\n"
                "                        BASIS.cfg und BASIS.dat\n"
+               "  report DATEI [--events EREIGNISDATEI ...] --pdf AUSGABE.pdf\n"
+               "                        Bericht nach EN 50160 einer 10-Minuten-Aufzeichnung als PDF:\n"
+               "                        Größen je Beobachtungswoche gegen die Grenzwerte, Einbrüche und\n"
+               "                        Überhöhungen des Zeitraums, Statistik der Harmonischen\n"
                "  params [--setup DATEI] [--level 0|1|2] [--csv]\n"
                "                        die Parameter des Setups wie im Raster: vom Gerät oder aus\n"
                "                        DATEI, auf Stufe 0 Basisansicht, 1 Expertenansicht (Vorgabe),\n"
@@ -138,7 +142,8 @@ bool ParseCli(int argc, char** argv, CliOptions& out, std::string& error) {
                                    a == "--setup" || a == "--level" || a == "--send" || a == "--backup" ||
                                    a == "--reboot-timeout" || a == "--json" || a == "--packets" ||
                                    a == "--time" || a == "--filter" || a == "--name" || a == "--out" ||
-                                   a == "--device" || a == "--class" || a == "--events" || a == "--deadline";
+                                   a == "--device" || a == "--class" || a == "--events" || a == "--deadline" ||
+                                   a == "--pdf";
         if (!out.command.empty() && a != "-v" && (a.rfind("--", 0) != 0 || commandOption)) {
             out.args.push_back(a);
             continue;

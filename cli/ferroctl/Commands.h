@@ -54,6 +54,8 @@ int RunParamSet(const CliOptions& opt);
 // The language file for names: --lang, else the German one in the ini folder.
 ferro::TXMLLangu LoadLang(const CliOptions& opt);
 int RunExport(const CliOptions& opt);
+// The EN 50160 report of a 10-minute recording (and its events) as PDF.
+int RunReport(const CliOptions& opt);
 // Firmware update of one or many instruments; 0 only when every one came back with the new firmware.
 int RunFlash(const CliOptions& opt);
 // Two setup files compared as the parameter form's import does (exit 1 when they differ, as diff

@@ -4,13 +4,23 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QGuiApplication>
 #include <QTemporaryDir>
 
 #include <cstdio>
+#include <cstring>
 #include <map>
+#include <memory>
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
+    // The PDF report lays out text, which needs the fonts of a GUI application; a terminal has no
+    // screen, so it draws off screen.
+    bool report = false;
+    for (int i = 1; i < argc; ++i)
+        report = report || std::strcmp(argv[i], "report") == 0;
+    if (report && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    std::unique_ptr<QCoreApplication> app = report ? std::make_unique<QGuiApplication>(argc, argv)
+                                                   : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName("ferroctl");
     ferroctl::CliOptions opt;
     std::string error;
@@ -35,6 +45,7 @@ int main(int argc, char** argv) {
         {"stream", ferroctl::RunStream},
         {"show", ferroctl::RunShow},
         {"export", ferroctl::RunExport},
+        {"report", ferroctl::RunReport},
         {"params", ferroctl::RunParams},
         {"param-set", ferroctl::RunParamSet},
         {"flash", ferroctl::RunFlash},

@@ -124,6 +124,16 @@ void IntervalSynth::compute(uint64_t fromNs, uint64_t toNs, bool spectra, Interv
     out.PF = out.S[3] > 0 ? out.P[3] / out.S[3] : 0.0;
     out.energyWh = out.P[3] * len * 1e-9 / 3600.0;
     out.temperature = synth_.temperatureAt(fromNs + (toNs - fromNs) / 2);
+    // Symmetrical components of the fundamentals; the phase order decides which one is positive.
+    const Phasor a = std::polar(1.0, 120.0 * kDeg);
+    const Phasor s1 = (u[0][0].v + a * u[1][0].v + a * a * u[2][0].v) / 3.0;
+    const Phasor s2 = (u[0][0].v + a * a * u[1][0].v + a * u[2][0].v) / 3.0;
+    const double hi = std::max(std::abs(s1), std::abs(s2)), lo = std::min(std::abs(s1), std::abs(s2));
+    out.unbalance = hi > 0 ? lo / hi * 100.0 : 0.0;
+    // Flicker wanders by a tenth over the day, each phase a little apart.
+    const double day = double((fromNs / 1000000000ull) % 86400ull) / 86400.0;
+    for (size_t p = 0; p < 3; ++p)
+        out.plt[p] = c.plt * (1.0 + 0.1 * std::sin(2.0 * kPi * day + double(p)));
     // U1E's one-cycle extremes: the deepest dip and the highest swell of phase 1 in the interval.
     const double u1 = factor[0] > 0 ? out.rms[chU1] / factor[0] : c.voltage;
     out.u1Max = out.u1Min = u1;

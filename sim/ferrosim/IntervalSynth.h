@@ -23,6 +23,9 @@ struct IntervalValues {
     std::array<std::array<double, CBands>, CChannels> bands{};
     std::array<double, 4> P{}, S{}; // L1, L2, L3, total
     double PF = 0, temperature = 0, energyWh = 0;
+    // Negative over positive sequence of the voltage fundamentals in %, and the phases' Plt.
+    double unbalance = 0;
+    std::array<double, 3> plt{};
     // One-cycle extremes of U1E and when they happened.
     double u1Max = 0, u1Min = 0;
     uint64_t u1MaxAt = 0, u1MinAt = 0;

@@ -106,6 +106,9 @@ RecordingLayout::RecordingLayout(TDataClass cls) : cls_(cls) {
     add({qU1Max, 0, 0}, U1MaxId, CVolt, psExtrem, 12, kExtremGroup);
     add({qU1Min, 0, 0}, U1MinId, CVolt, psExtrem, 12, kExtremGroup);
     add({qEnergy, 0, 0}, EnergyId, CWattHour, psFloat, 8, kOtherGroup);
+    add({qUnb, 0, 0}, UnbalanceId, CPercent, psSingle, 4, kOtherGroup);
+    for (uint8_t p = 0; p < 3; ++p)
+        add({qPlt, p, 0}, PltId(p), CNoUnit, psSingle, 4, kOtherGroup);
     for (size_t ch : kSpectrumChannels) {
         const char* unit = ch < chI1 ? CPercent : CAmpere;
         for (unsigned h = 0; h < CHarmOrders; ++h)
@@ -161,6 +164,12 @@ void RecordingLayout::encode(uint64_t endNs, const IntervalValues& v, uint8_t* r
             break;
         case qTemp:
             x = v.temperature;
+            break;
+        case qUnb:
+            x = v.unbalance;
+            break;
+        case qPlt:
+            x = v.plt[s.channel];
             break;
         case qHarm:
             x = v.harm[s.channel][s.order];

@@ -41,6 +41,8 @@ public:
     static constexpr uint32_t U1MaxId = 0x01090000u, U1MinId = 0x01090001u;
     static constexpr uint32_t TemperatureId = 0x010B0000u;
     static constexpr uint32_t EnergyId = 0x010C0000u;
+    static constexpr uint32_t UnbalanceId = 0x010D0000u;
+    static uint32_t PltId(size_t phase) { return 0x010E0000u + uint32_t(phase); }
     static uint32_t SampleId(size_t channel) { return 0x01100000u + uint32_t(channel); }
     static uint32_t HalfPeriodId(size_t channel) { return 0x01110000u + uint32_t(channel); }
     // Base ids of the statistic report for channels U1E, U2E, U3E, UNE, I1, I2, I3, IN.
@@ -65,6 +67,8 @@ private:
         qU1Max,
         qU1Min,
         qEnergy,
+        qUnb,
+        qPlt,
         qHarm,
         qIHarm,
         qBand,

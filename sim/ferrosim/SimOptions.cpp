@@ -6,8 +6,8 @@ namespace ferro::sim {
 
 const char* SimOptions::usage() {
     return "usage: ferrosim --root DIR [--port N] [--ssh-port N] [--ftp-port N] [--serial] [--faults LIST] "
-           "[--profile FILE] [--history-days N] [--time-scale K] [--reboot-ms N] [--generation N] "
-           "[--exit-with-parent]\n"
+           "[--supply LIST] [--profile FILE] [--history-days N] [--time-scale K] [--reboot-ms N] "
+           "[--generation N] [--exit-with-parent]\n"
            "       ferrosim --make-update VERSION REVISION OUT.zip [--corrupt]";
 }
 
@@ -100,6 +100,8 @@ bool SimOptions::parse(int argc, char** argv, std::string& error) {
             generation = value[0] - '0';
         } else if (arg == "--faults") {
             faults = value;
+        } else if (arg == "--supply") {
+            supply = value;
         } else if (arg == "--profile") {
             profile = value;
         } else {

@@ -11,6 +11,7 @@ struct SimOptions {
     std::string root;
     uint16_t port = 0;
     std::string faults;
+    std::string supply; // --supply: overrides of the profile's supply, "h5=7,df=0.6"
     std::string profile; // empty: profile.json in the root
     bool help = false;
     int sshPort = -1; // -1: no SSH service; 0: a free port

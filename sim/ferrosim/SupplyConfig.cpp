@@ -3,6 +3,10 @@
 #include <QJsonArray>
 #include <QJsonObject>
 
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
 namespace ferro::sim {
 
 namespace {
@@ -62,6 +66,7 @@ bool SupplyConfig::read(const QJsonObject& o, std::string& error) {
     neutralVolts = o.value("neutralVolts").toDouble(neutralVolts);
     residualAmps = o.value("residualAmps").toDouble(residualAmps);
     temperature = o.value("temperature").toDouble(temperature);
+    plt = o.value("plt").toDouble(plt);
     sampleRate = uint32_t(o.value("sampleRate").toInt(int(sampleRate)));
     QJsonObject em = o.value("emission").toObject();
     emissionHz = em.value("hz").toDouble(emissionHz);
@@ -72,6 +77,10 @@ bool SupplyConfig::read(const QJsonObject& o, std::string& error) {
     }
     if (frequency < 40 || frequency > 70 || driftHz < 0 || driftHz > 2 || driftPeriodS <= 0) {
         error = "supply: frequency out of range";
+        return false;
+    }
+    if (plt < 0 || plt > 20) {
+        error = "supply: plt must lie between 0 and 20";
         return false;
     }
     if (powerFactor <= 0 || powerFactor > 1 || unbalancePercent < 0 || unbalancePercent > 20) {
@@ -86,6 +95,61 @@ bool SupplyConfig::read(const QJsonObject& o, std::string& error) {
     return readComponents(o, "voltageHarmonics", 50, voltageHarmonics, error) &&
            readComponents(o, "currentHarmonics", 50, currentHarmonics, error) &&
            readComponents(o, "interharmonics", 49.9, interharmonics, error) && readEvents(o, events, error);
+}
+
+bool SupplyConfig::applyOverrides(const std::string& list, std::string& error) {
+    size_t from = 0;
+    while (from <= list.size() && !list.empty()) {
+        size_t to = list.find(',', from);
+        if (to == std::string::npos) to = list.size();
+        const std::string item = list.substr(from, to - from);
+        from = to + 1;
+        const size_t eq = item.find('=');
+        char* end = nullptr;
+        const std::string key = item.substr(0, eq);
+        const std::string text = eq == std::string::npos ? std::string() : item.substr(eq + 1);
+        const double v = std::strtod(text.c_str(), &end);
+        if (eq == std::string::npos || text.empty() || *end || !std::isfinite(v)) {
+            error = "supply: bad item '" + item + "' (KEY=NUMBER)";
+            return false;
+        }
+        if (key.size() > 1 && key[0] == 'h' && key.find_first_not_of("0123456789", 1) == std::string::npos) {
+            const long order = std::strtol(key.c_str() + 1, nullptr, 10);
+            if (order < 2 || order > 50 || v < 0 || v > 100) {
+                error = "supply: " + item + ": order 2 to 50, 0 to 100 %";
+                return false;
+            }
+            auto it = std::find_if(voltageHarmonics.begin(), voltageHarmonics.end(),
+                                   [&](const SupplyComponent& c) { return c.order == double(order); });
+            if (it == voltageHarmonics.end())
+                voltageHarmonics.push_back({double(order), v, 0});
+            else
+                it->percent = v;
+        } else if (key == "unbalance") {
+            // The phases' amplitudes differ by +-x: the negative sequence comes to x / sqrt(3).
+            if (v < 0 || v * std::sqrt(3.0) > 20) {
+                error = "supply: unbalance must lie between 0 and 11.5 %";
+                return false;
+            }
+            unbalancePercent = v * std::sqrt(3.0);
+        } else if (key == "df") {
+            if (frequency + v < 40 || frequency + v > 70) {
+                error = "supply: df leaves the frequency outside 40 to 70 Hz";
+                return false;
+            }
+            frequency += v;
+        } else if (key == "plt") {
+            if (v < 0 || v > 20) {
+                error = "supply: plt must lie between 0 and 20";
+                return false;
+            }
+            plt = v;
+        } else {
+            error = "supply: unknown key '" + key + "' (hN, unbalance, df, plt)";
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace ferro::sim

@@ -37,6 +37,7 @@ struct SupplyConfig {
     double neutralVolts = 0.4;   // fundamental of the neutral to earth
     double residualAmps = 0.05;  // leakage current iR
     double temperature = 35.0;   // device temperature, varies by +-2 over an hour
+    double plt = 0.35;           // long-term flicker severity of the phases, varies by +-10 % over a day
     uint32_t sampleRate = 20480; // samples per second of the analysis and the oscilloscope
     std::vector<SupplyComponent> voltageHarmonics{{5, 3.0, 0}, {7, 2.0, 20}, {11, 1.0, 40}, {13, 0.5, 0}};
     std::vector<SupplyComponent> currentHarmonics{{3, 6.0, 0}, {5, 10.0, 30}, {7, 5.0, 60}, {11, 2.0, 0}};
@@ -48,6 +49,10 @@ struct SupplyConfig {
 
     // Overrides from a JSON object; false with `error` for a value that makes no physical sense.
     bool read(const QJsonObject& o, std::string& error);
+    // Overrides from the command line: "h5=7,unbalance=3,df=0.6,plt=1.2" (hN: the voltage harmonic
+    // of order N in %, unbalance: negative over positive sequence in %, df: offset of the frequency
+    // in Hz, plt: flicker severity).
+    bool applyOverrides(const std::string& list, std::string& error);
 };
 
 } // namespace ferro::sim

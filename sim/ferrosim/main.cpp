@@ -72,6 +72,7 @@ int main(int argc, char** argv) {
     // The identity reports a firmware of the generation asked for; the stream objects follow it.
     if (options.generation >= 0)
         profile.firmware = FirmwareOfGeneration(options.generation, profile.firmware);
+    if (!profile.supply.applyOverrides(options.supply, error)) return fail(error);
     FaultPlan faults;
     if (!faults.parse(options.faults, error)) return fail(error);
 

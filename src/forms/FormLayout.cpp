@@ -79,6 +79,7 @@ TFormLayout::TFormLayout(QWidget* Parent) : TFormBasic(Parent) {
     FMarkerModel = std::make_unique<TValueGridModel>();
     BuildActions();
     BuildUi();
+    BuildReports();
     SetSettings(FOnOfflineEinstellungen);
     HideActions();
     // A long message in the status bar is cut, it never widens the window.

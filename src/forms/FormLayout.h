@@ -8,6 +8,7 @@
 #include "charts/PQPaintBoxCrvTime.h"
 #include "data/DataFileReader.h"
 #include "forms/FormBasic.h"
+#include "forms/JoiningThread.h"
 
 #include <QTreeWidgetItem>
 
@@ -33,6 +34,7 @@ class QTreeWidget;
 namespace ferro {
 
 class PaintBoxWidget;
+class TPQPaintBoxHarm;
 class TValueGridModel;
 
 // A file of the tree: its listed name (with the leading folder), size and whether it holds binary
@@ -93,7 +95,19 @@ public:
     std::string grdMarkerGetValue(int Col, int Row) const;
     // A press on a row of the event table; the right button opens the event's detail lines.
     void EvtOnMouseDown(int Row, Qt::MouseButton Button);
+    // The report actions (the PDF report and the six statistics) on or off; a 10-minute recording
+    // turns them on.
     void Enable10MinReports(bool On);
+
+    // ---- Reports on the 10-minute recording FRepFN (FormLayoutReports.cpp) ----
+    // Maximum and 95 % values of a family (display 5 to 13) on the harmonic chart; read on a worker.
+    void GeneENCompleteRep(const std::string& FileName, int Disp);
+    // The EN 50160 report of FRepFN as PDF, with the local events of its period.
+    void actReportExecute();
+    TPQPaintBoxHarm* HarmChart() const { return FPQPaintBoxHarm; }
+    std::string FRepFN;
+    // Where the PDF goes; empty cancels. Unset: a save dialog. Tests put their own answer here.
+    std::function<std::string(const std::string& Suggested)> FAskReportPath;
 
     // ---- Download ----
     // True when the local copy is complete; `Path` the local file, `Size` its length (the offset
@@ -146,6 +160,10 @@ signals:
     void FileRefused(const QString& Reason);
     // A recording was read (Ok) or refused, and the view shows it.
     void RecordingShown(bool Ok);
+    // The statistic chart shows display `Disp` (after the three-wire rule); Ok false: unreadable.
+    void StatisticShown(int Disp, bool Ok);
+    // The PDF report was written (Ok) or not; `Text` is the message of the status bar.
+    void ReportWritten(bool Ok, const QString& Path, const QString& Text);
 
 protected:
     // The tree's roots and folders; descendants add the roots in ConnEst or their scan.
@@ -198,6 +216,8 @@ public:
     QAction *actMultiSelect = nullptr, *actRefresh = nullptr, *actReport = nullptr;
     QAction *actMarker1 = nullptr, *actMarker2 = nullptr, *ActScale = nullptr, *ActStack = nullptr;
     QAction *ActCopyImage = nullptr, *ActCopyData = nullptr;
+    QAction *ActRepHrmsSpannung = nullptr, *ActRepHrmsStrom = nullptr, *ActRepIntHrmsSpannung = nullptr,
+            *actRepIntHrmsStrom = nullptr, *ActRepFrqBndSpannung = nullptr, *ActRepFrqBndStrom = nullptr;
 
 private:
     void BuildUi();
@@ -237,6 +257,15 @@ private:
     void RecToTableRead(const std::string& Path, std::shared_ptr<TRecData> Data, bool Ok,
                         const std::string& Why);
     void JoinReader();
+
+    // Reports: the actions with their menu, and the harmonic chart in place of the curves.
+    void BuildReports();
+    void CreateDestroyPQPaintBoxHarm();
+    PaintBoxWidget* FHarmWidget = nullptr;
+    TPQPaintBoxHarm* FPQPaintBoxHarm = nullptr;
+    QMenu* PopUpReport = nullptr;
+    int FStatSeq = 0;
+    TJoiningThread FStatThread, FReportThread;
 };
 
 } // namespace ferro

@@ -50,12 +50,6 @@ void TFormLayout::HideActions() {
         a->setEnabled(false);
 }
 
-void TFormLayout::Enable10MinReports(bool On) {
-    // The statistic reports are not part of this view yet: the action stays off with its reason.
-    actReport->setEnabled(false);
-    (void)On;
-}
-
 void TFormLayout::ShowRefusal(const std::string& Path, const std::string& Why) {
     const std::string text =
         Fmt("Die Datei %s kann nicht angezeigt werden: %s", LocalFileName(Path).c_str(), Why.c_str());
@@ -85,6 +79,7 @@ void TFormLayout::RecToTable(const std::string& Path) {
     tvSelect->clear();
     FGrpLst.clear();
     Enable10MinReports(EqualsNoCase(ClassWordOfName(Path), "10min"));
+    if (actReport->isEnabled()) FRepFN = Path;
     const int seq = ++FReadSeq;
     FReader = std::thread([this, seq, Path] {
         auto data = std::make_shared<TRecData>();
