@@ -241,7 +241,16 @@ void TFormLayout::BuildUi() {
     GridData->setEditTriggers(QAbstractItemView::NoEditTriggers);
     GridData->setAlternatingRowColors(true);
     FRightStack->addWidget(GridData);
-    FRightStack->setCurrentWidget(GridData);
+    lblHint = new QLabel("Links eine Aufzeichnung oder ein Ereignis anklicken: hier erscheinen dann "
+                         "die Kurven oder die Ereignistabelle.",
+                         right);
+    lblHint->setObjectName("lblHint");
+    lblHint->setAlignment(Qt::AlignCenter);
+    lblHint->setWordWrap(true);
+    lblHint->setMargin(24);
+    lblHint->setStyleSheet("color: palette(mid); font-size: 12pt;");
+    FRightStack->addWidget(lblHint);
+    FRightStack->setCurrentWidget(lblHint);
     SplittOpti->setStretchFactor(1, 1);
 
     PopUpRek = new QMenu(this);
