@@ -81,8 +81,10 @@ TFormLayout::TFormLayout(QWidget* Parent) : TFormBasic(Parent) {
     BuildUi();
     SetSettings(FOnOfflineEinstellungen);
     HideActions();
-    // A long message in the status bar is cut, it never widens the window.
+    // A long message in the status bar is cut, it never widens the window; nor does the connection
+    // text, which asks for its whole length: it keeps that length while there is room.
     if (LabSBar) LabSBar->setSizePolicy(QSizePolicy::Ignored, LabSBar->sizePolicy().verticalPolicy());
+    if (PanelBack) PanelBack->setMinimumWidth(1);
 }
 
 TFormLayout::~TFormLayout() {
