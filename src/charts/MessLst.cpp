@@ -47,6 +47,29 @@ void TMessLst::Grow(size_t Limit) {
     FStart = 0;
 }
 
+void TMessLst::Allocate(int CrvCnt, size_t Count) {
+    FCrvCnt = std::max(0, CrvCnt);
+    const size_t floats = Count * size_t(1 + FCrvCnt);
+    FBlock.reset(new uint64_t[Count + (floats + 1) / 2]);
+    FTsl = FBlock.get();
+    FXX = reinterpret_cast<float*>(FTsl + Count);
+    FVal = FXX + Count;
+    std::fill(FXX, FXX + Count, 0.0f);
+    FCap = FCount = Count;
+    FStart = 0;
+}
+
+void TMessLst::Swap(TMessLst& Other) noexcept {
+    std::swap(FBlock, Other.FBlock);
+    std::swap(FTsl, Other.FTsl);
+    std::swap(FXX, Other.FXX);
+    std::swap(FVal, Other.FVal);
+    std::swap(FCap, Other.FCap);
+    std::swap(FStart, Other.FStart);
+    std::swap(FCount, Other.FCount);
+    std::swap(FCrvCnt, Other.FCrvCnt);
+}
+
 void TMessLst::Add(uint64_t Ts, const float* Vals, size_t Limit) {
     if (FCount == FCap) Grow(Limit);
     const size_t p = Phys(int(FCount));

@@ -22,6 +22,12 @@ public:
     // Appends a record; Vals holds CrvCnt values. The block grows by doubling, never beyond Limit
     // records when that is given, so that a long recording is not held twice while it grows.
     void Add(uint64_t Ts, const float* Vals, size_t Limit = 0);
+    // A block of exactly Count records in order, for a list filled elsewhere (a worker) through
+    // Times() and Values() and then handed to a chart whole by Swap. Positions start at 0.
+    void Allocate(int CrvCnt, size_t Count);
+    uint64_t* Times() { return FTsl + FStart; }
+    float* Values(int Crv) { return FVal + size_t(Crv) * FCap + FStart; }
+    void Swap(TMessLst& Other) noexcept;
 
     uint64_t Tsl(int i) const { return FTsl[Phys(i)]; }
     float XX(int i) const { return FXX[Phys(i)]; }

@@ -91,6 +91,14 @@ void TPQPaintBoxCrvFFT::NewValues(const TSingleArray& Values, uint64_t Ts) {
     FMessLst.Add(Ts, padded.data(), size_t(FMaxRecs));
 }
 
+bool TPQPaintBoxCrvFFT::TakeRecords(TMessLst& Records) {
+    if (Records.CrvCnt() != GetCrvCnt()) return false;
+    FMessLst.Swap(Records);
+    FMaxRecs = std::max(FMaxRecs, FMessLst.Count());
+    FForceRepaint = true;
+    return true;
+}
+
 int TPQPaintBoxCrvFFT::SubRegionNumber() const {
     switch (FStack) {
     case stkNone:

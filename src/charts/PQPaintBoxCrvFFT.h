@@ -52,6 +52,9 @@ public:
     // (one per curve; missing ones count 0).
     virtual void NewValues(const TSingleArray& Values, uint64_t Ts);
     int GetMessCnt() const { return FMessLst.Count(); }
+    // Exchanges the records for a list built elsewhere with as many curves (false otherwise, and
+    // nothing changes); the ring then holds at least all of them.
+    bool TakeRecords(TMessLst& Records);
     const TMessLst& MessLst() const { return FMessLst; }
 
     // Regions by the stacking.

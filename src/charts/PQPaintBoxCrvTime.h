@@ -27,6 +27,8 @@ public:
     std::string GetCaption() const override;
     void NewValues(const TSingleArray& Values, uint64_t Ts) override;
     void AutoScale(int Crv) override;
+    // The range AutoScale gives a curve whose finite values span Min..Max (found elsewhere).
+    void ScaleToRange(int Crv, float Min, float Max);
     // The place for a rule that rescales curves whose values left their range; none applies yet.
     void CheckAutoScale() {}
     // Mouse: left drag zooms (rightward) or resets the zoom (leftward); Shift sets marker 1, Ctrl

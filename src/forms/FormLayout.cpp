@@ -82,8 +82,10 @@ TFormLayout::TFormLayout(QWidget* Parent) : TFormBasic(Parent) {
     BuildReports();
     SetSettings(FOnOfflineEinstellungen);
     HideActions();
-    // A long message in the status bar is cut, it never widens the window.
+    // A long message in the status bar is cut, it never widens the window; nor does the connection
+    // text, which asks for its whole length: it keeps that length while there is room.
     if (LabSBar) LabSBar->setSizePolicy(QSizePolicy::Ignored, LabSBar->sizePolicy().verticalPolicy());
+    if (PanelBack) PanelBack->setMinimumWidth(1);
 }
 
 TFormLayout::~TFormLayout() {
@@ -242,7 +244,16 @@ void TFormLayout::BuildUi() {
     GridData->setEditTriggers(QAbstractItemView::NoEditTriggers);
     GridData->setAlternatingRowColors(true);
     FRightStack->addWidget(GridData);
-    FRightStack->setCurrentWidget(GridData);
+    lblHint = new QLabel("Links eine Aufzeichnung oder ein Ereignis anklicken: hier erscheinen dann "
+                         "die Kurven oder die Ereignistabelle.",
+                         right);
+    lblHint->setObjectName("lblHint");
+    lblHint->setAlignment(Qt::AlignCenter);
+    lblHint->setWordWrap(true);
+    lblHint->setMargin(24);
+    lblHint->setStyleSheet("color: palette(mid); font-size: 12pt;");
+    FRightStack->addWidget(lblHint);
+    FRightStack->setCurrentWidget(lblHint);
     SplittOpti->setStretchFactor(1, 1);
 
     PopUpRek = new QMenu(this);

@@ -36,6 +36,7 @@ namespace ferro {
 class PaintBoxWidget;
 class TPQPaintBoxHarm;
 class TValueGridModel;
+struct TGraphSeries;
 
 // A file of the tree: its listed name (with the leading folder), size and whether it holds binary
 // inputs. Folders and roots are plain items.
@@ -205,6 +206,8 @@ protected:
     QMenu* PopUpEvt = nullptr;
     QMenu* PopUpAllEvt = nullptr;
     QMenu* PopUpPaintBoxCurve = nullptr;
+    // What the right side says until a file is shown; descendants tell where their files come from.
+    QLabel* lblHint = nullptr;
 
 public:
     QAction *actDownLoadClsRecorder = nullptr, *actDownloadSelectedRec = nullptr,
@@ -254,8 +257,11 @@ private:
     // joined before the next read and when the form goes.
     std::thread FReader;
     int FReadSeq = 0;
-    void RecToTableRead(const std::string& Path, std::shared_ptr<TRecData> Data, bool Ok,
-                        const std::string& Why);
+    // The curves of a recording with one group, assembled on the reader thread while the tree
+    // would check them; PaintGraph takes them instead of decoding again.
+    std::shared_ptr<TGraphSeries> FPrepared;
+    void RecToTableRead(const std::string& Path, std::shared_ptr<TRecData> Data,
+                        std::shared_ptr<TGraphSeries> Series, bool Ok, const std::string& Why);
     void JoinReader();
 
     // Reports: the actions with their menu, and the harmonic chart in place of the curves.

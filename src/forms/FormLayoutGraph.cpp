@@ -171,6 +171,9 @@ void TFormLayout::CreateDestroyPQPaintBoxCurve() {
         FChartWidget->setMinimumSize(400, 250);
         ScrollPaintBox->setWidget(FChartWidget);
         ShowChartPane();
+        // The size the scroll area would give it later, at once: a first picture of another size
+        // would be drawn twice.
+        FChartWidget->resize(ScrollPaintBox->viewport()->size().expandedTo(FChartWidget->minimumSize()));
         FPQPaintBoxCrvTime->SetMarkerNotify(
             [this](TPQPaintBox*, int Mark, uint64_t TS, const std::vector<std::string>& SL,
                    const TSingleArray& Vals) { MarkerNotify(Mark, TS, SL, Vals); });
@@ -201,18 +204,26 @@ void TFormLayout::PaintGraph() {
     std::vector<int> tags;
     for (QTreeWidgetItem* it : FPaintLst)
         tags.push_back(it->data(0, CTagRole).toInt());
-    TGraphAssembly::Paint(
-        FRec, tags, *FPQPaintBoxCrvTime, ColArr,
-        [this](uint32_t id) {
-            // The long text: the instrument's short texts are often only the unit.
-            std::string s = FLangXML.IdToText(id);
-            return s.empty() ? FLangXML.IdToShort(id) : s;
-        },
-        [this](const std::string& l) { LogPrepare(this, l, false); });
+    auto names = [this](uint32_t id) {
+        // The long text: the instrument's short texts are often only the unit.
+        std::string s = FLangXML.IdToText(id);
+        return s.empty() ? FLangXML.IdToShort(id) : s;
+    };
+    if (FPrepared && FPrepared->Tags == tags) {
+        TGraphAssembly::Show(FRec, *FPrepared, *FPQPaintBoxCrvTime, ColArr, names);
+        FPrepared.reset();
+    } else {
+        TGraphAssembly::Paint(FRec, tags, *FPQPaintBoxCrvTime, ColArr, names,
+                              [this](const std::string& l) { LogPrepare(this, l, false); });
+    }
+    // A new colour is a change of the item: without the guard each would paint all over again.
+    const bool inClick = FInClick;
+    FInClick = true;
     for (size_t i = 0; i < FPaintLst.size(); ++i) {
         const TAlphaColor c = TGraphAssembly::ColourOf(tags[i], ColArr);
         FPaintLst[i]->setForeground(0, QColor::fromRgba(c));
     }
+    FInClick = inClick;
     FPQPaintBoxCrvTime->ForceRepaint();
     FChartWidget->update();
 }

@@ -6,6 +6,7 @@
 #include "forms/ValueGridModel.h"
 #include "foundation/Format.h"
 #include "foundation/records/Units.h"
+#include "stored/GraphAssembly.h"
 #include "stored/ListingTexts.h"
 #include "stored/StoredTexts.h"
 
@@ -17,6 +18,25 @@
 #include <algorithm>
 
 namespace ferro {
+
+namespace {
+
+// The housekeeping groups are not offered: high byte 0 to 7, next byte 0 or 1, low word FFFF.
+bool Housekeeping(uint32_t GrpId) {
+    return (GrpId & 0xFFFF) == 0xFFFF && (GrpId >> 24) <= 7 && ((GrpId >> 16) & 0xFF) <= 1;
+}
+
+// The value columns of a group, in the order tvSelect lists them.
+std::vector<int> GroupColumns(const TRecData& Rec, uint32_t Idx) {
+    std::vector<int> rows;
+    for (size_t r = 0; r < Rec.RecDataLst.size(); ++r) {
+        const TTblStrc& c = Rec.RecDataLst[r];
+        if ((c.getVecIdx() & 0xFF) == Idx && c.ObjId != CTimeColumnId) rows.push_back(int(r));
+    }
+    return rows;
+}
+
+} // namespace
 
 // ---- Tables ----
 
@@ -34,6 +54,7 @@ void TFormLayout::ClearGrid() {
 
 void TFormLayout::ClearLists() {
     FPaintLst.clear();
+    FPrepared.reset();
     FRec = TRecData();
     FEvtLst.clear();
     FAsyncLst.clear();
@@ -86,20 +107,34 @@ void TFormLayout::RecToTable(const std::string& Path) {
         std::string why;
         const bool ok = AnalyseRecData(Path, FerroClsFromNam(ClassWordOfName(Path)), *data,
                                        [&](const std::string& s) { why = s; });
+        // A single group is drawn at once: its curves are decoded here too, so the window only
+        // takes the finished records.
+        std::shared_ptr<TGraphSeries> series;
+        if (ok) {
+            std::vector<uint32_t> shown;
+            for (const TVecIdxStruct& g : data->GrpLst)
+                if (!Housekeeping(g.GrpId)) shown.push_back(g.Idx);
+            if (shown.size() == 1) {
+                series = std::make_shared<TGraphSeries>();
+                if (!TGraphAssembly::Assemble(*data, GroupColumns(*data, shown[0]), *series, nullptr))
+                    series.reset();
+            }
+        }
         // The form joins this thread before it goes, so the queued call finds it alive.
         QMetaObject::invokeMethod(
             this,
-            [this, seq, Path, data, ok, why] {
-                if (seq == FReadSeq) RecToTableRead(Path, data, ok, why);
+            [this, seq, Path, data, series, ok, why] {
+                if (seq == FReadSeq) RecToTableRead(Path, data, series, ok, why);
             },
             Qt::QueuedConnection);
     });
 }
 
-void TFormLayout::RecToTableRead(const std::string& Path, std::shared_ptr<TRecData> Data, bool Ok,
-                                 const std::string& Why) {
+void TFormLayout::RecToTableRead(const std::string& Path, std::shared_ptr<TRecData> Data,
+                                 std::shared_ptr<TGraphSeries> Series, bool Ok, const std::string& Why) {
     JoinReader();
     FRec = std::move(*Data);
+    FPrepared = std::move(Series);
     SetNewSizeToTVI(Path);
     if (!Ok) {
         FRec = TRecData();
@@ -114,21 +149,19 @@ void TFormLayout::RecToTableRead(const std::string& Path, std::shared_ptr<TRecDa
     QTreeWidgetItem* only = nullptr;
     int groups = 0;
     for (const TVecIdxStruct& g : FGrpLst) {
-        // The housekeeping groups: high byte 0 to 7, next byte 0 or 1, low word FFFF.
-        if ((g.GrpId & 0xFFFF) == 0xFFFF && (g.GrpId >> 24) <= 7 && ((g.GrpId >> 16) & 0xFF) <= 1) continue;
+        if (Housekeeping(g.GrpId)) continue;
         std::string text = FLangXML.IdToText(g.GrpId);
         if (text.empty()) text = Fmt("Gruppe %u", g.Idx);
         auto* grp = new QTreeWidgetItem(tvSelect, {QString::fromStdString(text)});
         grp->setData(0, CTagRole, int(g.Idx));
         grp->setFlags(grp->flags() | Qt::ItemIsUserCheckable);
         grp->setCheckState(0, Qt::Unchecked);
-        for (size_t r = 0; r < FRec.RecDataLst.size(); ++r) {
-            const TTblStrc& c = FRec.RecDataLst[r];
-            if ((c.getVecIdx() & 0xFF) != g.Idx || c.ObjId == CTimeColumnId) continue;
+        for (int r : GroupColumns(FRec, g.Idx)) {
+            const TTblStrc& c = FRec.RecDataLst[size_t(r)];
             std::string name = FLangXML.IdToText(c.ObjId);
             if (name.empty()) name = Fmt("0x%X", c.ObjId);
             auto* leaf = new QTreeWidgetItem(grp, {QString::fromStdString(name + " [" + c.UnitTxt + "]")});
-            leaf->setData(0, CTagRole, int(r));
+            leaf->setData(0, CTagRole, r);
             leaf->setCheckState(0, Qt::Unchecked);
         }
         only = grp;
@@ -141,6 +174,7 @@ void TFormLayout::RecToTableRead(const std::string& Path, std::shared_ptr<TRecDa
         only->setExpanded(true);
         only->setCheckState(0, Qt::Checked);
     }
+    FPrepared.reset();
     EndWork();
     emit RecordingShown(true);
 }

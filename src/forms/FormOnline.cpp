@@ -4,6 +4,7 @@
 #include "link/XmlNames.h"
 #include "stored/StoredTexts.h"
 
+#include <QLabel>
 #include <QPointer>
 #include <QTreeWidget>
 
@@ -13,6 +14,11 @@ namespace ferro {
 
 TFormOnline::TFormOnline(QWidget* Parent) : TFormLayout(Parent) {
     setObjectName("FormOnline");
+    lblHint->setText("Links eine Aufzeichnung oder ein Ereignis anklicken: hier erscheinen dann die Kurven "
+                     "oder die Ereignistabelle.\n\nDateien mit Haken liegen schon auf diesem PC und werden "
+                     "sofort gezeigt, die anderen werden zuerst vom Gerät heruntergeladen. Die rechte "
+                     "Maustaste bietet mehr: ganze Klassen herunterladen oder Dateien auf dem Gerät "
+                     "löschen.");
 }
 
 void TFormOnline::ConnEst(TSender Sender, bool Success) {

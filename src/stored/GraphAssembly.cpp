@@ -1,13 +1,118 @@
 #include "stored/GraphAssembly.h"
 
-#include "data/RecCursor.h"
 #include "foundation/Format.h"
 #include "stored/StoredTexts.h"
 
+#include <algorithm>
+#include <cfloat>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace ferro {
+
+namespace {
+
+// The bytes a value column of this kind reads; 0 for a kind no chart takes.
+uint32_t ValueBytes(const TTblStrc& c) {
+    switch (c.PaintStruc) {
+    case psStamp:
+    case psSingle:
+    case psTick:
+        return c.PaintStruc == psStamp ? 8 : 4;
+    case psFloat:
+        return c.Size == 8 ? 8 : 4;
+    case psExtrem:
+        return 12;
+    default:
+        return 0;
+    }
+}
+
+// One column of every record into Out, its finite range into Min and Max. One loop per kind, so
+// the kind is decided once per column and not once per value.
+void DecodeColumn(const TRecData& Data, const TTblStrc& c, uint64_t Records, float* Out, float& Min,
+                  float& Max) {
+    const uint8_t* p = Data.Stream.data() + c.Offset;
+    const size_t stride = Data.RecMemSize;
+    float mn = FLT_MAX, mx = -FLT_MAX;
+    auto fill = [&](auto Value) {
+        for (uint64_t r = 0; r < Records; ++r, p += stride) {
+            const float v = Value(p);
+            Out[r] = v;
+            // x - x is 0 only for a finite x.
+            if (v - v == 0.f) {
+                mn = std::min(mn, v);
+                mx = std::max(mx, v);
+            }
+        }
+    };
+    switch (c.PaintStruc) {
+    case psSingle:
+        fill([](const uint8_t* q) { return MemStream::peekF32(q); });
+        break;
+    case psFloat:
+        if (c.Size == 8)
+            fill([](const uint8_t* q) {
+                double d;
+                std::memcpy(&d, q, 8);
+                return float(d);
+            });
+        else
+            fill([](const uint8_t* q) { return MemStream::peekF32(q); });
+        break;
+    case psTick: {
+        const bool binary = c.ObjId == CBinaryStateId;
+        fill([binary](const uint8_t* q) {
+            int32_t v;
+            std::memcpy(&v, q, 4);
+            return float(binary ? std::clamp(v, 0, 1) : v);
+        });
+        break;
+    }
+    case psExtrem:
+        fill([](const uint8_t* q) { return MemStream::peekF32(q + 8); });
+        break;
+    default: // a stamp is no value
+        std::fill(Out, Out + Records, std::numeric_limits<float>::quiet_NaN());
+        break;
+    }
+    Min = mn;
+    Max = mx;
+}
+
+// The local time of every record by the kind of the first column.
+void DecodeTimes(const TRecData& Data, uint64_t Records, uint64_t* Out) {
+    const TTblStrc& axis = Data.RecDataLst.front();
+    const uint8_t* p = Data.Stream.data() + axis.Offset;
+    const size_t stride = Data.RecMemSize;
+    if (axis.PaintStruc == psStamp) {
+        for (uint64_t r = 0; r < Records; ++r, p += stride)
+            Out[r] = TGraphAssembly::LocalLinear({MemStream::peekU32(p), MemStream::peekU32(p + 4)},
+                                                 Data.TimeZone);
+        return;
+    }
+    const uint64_t base = TGraphAssembly::LocalLinear(Data.Context.Start, Data.TimeZone);
+    if (axis.PaintStruc == psTick) {
+        // A tick counter of 100 ns that restarts each second: a step back is a whole second more.
+        int64_t last = -1;
+        uint64_t seconds = 0;
+        for (uint64_t r = 0; r < Records; ++r, p += stride) {
+            int32_t raw;
+            std::memcpy(&raw, p, 4);
+            const int64_t tick = std::clamp<int64_t>(raw, 0, 9999999);
+            if (last >= 0 && tick < last) ++seconds;
+            last = tick;
+            Out[r] = base + uint64_t(tick) * 100 + seconds * 1000000000ull;
+        }
+        return;
+    }
+    const double step = 1.0 / (Data.SampleRate ? double(Data.SampleRate) : 1.0) * 1e9;
+    for (uint64_t r = 0; r < Records; ++r)
+        Out[r] = base + uint64_t(std::llround(step * double(r)));
+}
+
+} // namespace
 
 TAlphaColor TGraphAssembly::ColourOf(int Tag, const std::vector<TAlphaColor>& Colours) {
     if (Colours.empty()) return 0xFF000000;
@@ -21,68 +126,75 @@ uint64_t TGraphAssembly::LocalLinear(const tmStamp_t& Utc, const time_tz_t& Zone
     return TStoLinear(local);
 }
 
-bool TGraphAssembly::Paint(const TRecData& Data, const std::vector<int>& Tags, TPQPaintBoxCrvTime& Chart,
-                           const std::vector<TAlphaColor>& Colours, const TShortName& Names,
-                           const TLog& Log) {
+bool TGraphAssembly::Assemble(const TRecData& Data, const std::vector<int>& Tags, TGraphSeries& Out,
+                              const TLog& Log) {
+    if (Data.RecDataLst.empty()) return false;
     std::vector<const TTblStrc*> cols;
     for (int tag : Tags) {
         if (tag < 0 || size_t(tag) >= Data.RecDataLst.size()) return false;
         const TTblStrc& c = Data.RecDataLst[size_t(tag)];
-        switch (c.PaintStruc) {
-        case psStamp:
-        case psSingle:
-        case psFloat:
-        case psTick:
-        case psExtrem:
-            break;
-        default:
+        const uint32_t bytes = ValueBytes(c);
+        if (!bytes) {
             if (Log) Log(Fmt("Unknown PaintStruc: %u", unsigned(c.PaintStruc)));
             return false;
         }
+        // The reader checks this for a file; a record set made otherwise is checked here.
+        if (uint64_t(c.Offset) + bytes > Data.RecMemSize) return false;
         cols.push_back(&c);
     }
-    if (Data.RecDataLst.empty()) return false;
-    const uint64_t records = Data.Records();
-    Chart.SetCrvCnt(int(cols.size()));
-    Chart.SetMaxRecs(int(std::min<uint64_t>(std::max<uint64_t>(records, 1), uint64_t(INT32_MAX))));
-    for (size_t i = 0; i < cols.size(); ++i) {
-        const TTblStrc& c = *cols[i];
+    const TTblStrc& axis = Data.RecDataLst.front();
+    const uint32_t axisBytes = axis.PaintStruc == psStamp ? 8 : axis.PaintStruc == psTick ? 4 : 0;
+    if (uint64_t(axis.Offset) + axisBytes > Data.RecMemSize) return false;
+    // One chart record per file record: the chart keeps no more than an int counts.
+    const uint64_t records = std::min<uint64_t>(Data.Records(), uint64_t(INT32_MAX));
+    Out.Tags = Tags;
+    Out.Records.Allocate(int(cols.size()), size_t(records));
+    Out.Min.assign(cols.size(), FLT_MAX);
+    Out.Max.assign(cols.size(), -FLT_MAX);
+    for (size_t i = 0; i < cols.size(); ++i)
+        DecodeColumn(Data, *cols[i], records, Out.Records.Values(int(i)), Out.Min[i], Out.Max[i]);
+    DecodeTimes(Data, records, Out.Records.Times());
+    const tmStamp_t start = records && axis.PaintStruc == psStamp
+                                ? tmStamp_t{MemStream::peekU32(Data.Stream.data() + axis.Offset),
+                                            MemStream::peekU32(Data.Stream.data() + axis.Offset + 4)}
+                                : Data.Context.Start;
+    UTCtoLocal(start, Data.TimeZone, Out.Start);
+    // A file without a trigger gets none, also when the chart showed one before.
+    Out.Trigger = {};
+    if (Data.Context.Trigger.sec != 0) UTCtoLocal(Data.Context.Trigger, Data.TimeZone, Out.Trigger);
+    return true;
+}
+
+void TGraphAssembly::Show(const TRecData& Data, TGraphSeries& Series, TPQPaintBoxCrvTime& Chart,
+                          const std::vector<TAlphaColor>& Colours, const TShortName& Names) {
+    const size_t n = Series.Tags.size();
+    Chart.SetCrvCnt(int(n));
+    Chart.SetMaxRecs(std::max(Series.Records.Count(), 1));
+    for (size_t i = 0; i < n; ++i) {
+        const TTblStrc& c = Data.RecDataLst[size_t(Series.Tags[i])];
         const char* grp = c.ValGrp < CPQValGrpTxt.size() ? CPQValGrpTxt[c.ValGrp] : "";
         std::string name = Names ? Names(c.ObjId) : std::string();
         if (name.empty()) name = Fmt("0x%X", c.ObjId);
         Chart.SetBaseRec(int(i), BaseRect(name, grp, c.UnitTxt, buAuto));
-        Chart.SetLnColor(int(i), ColourOf(Tags[i], Colours));
+        Chart.SetLnColor(int(i), ColourOf(Series.Tags[i], Colours));
     }
-    const TTblStrc& axis = Data.RecDataLst.front();
-    const tmStamp_t start = records && axis.PaintStruc == psStamp ? [&] {
-        TRecCursor first(Data);
-        first.Next();
-        return first.Stamp(axis);
-    }()
-                                                                  : Data.Context.Start;
-    tmStamp_t startLocal;
-    UTCtoLocal(start, Data.TimeZone, startLocal);
-    Chart.SetTSStart(startLocal);
-    const int64_t offsetNs =
-        int64_t(LocalLinear(Data.Context.Start, Data.TimeZone)) - int64_t(TStoLinear(Data.Context.Start));
-    TSingleArray values(cols.size());
-    TRecCursor cur(Data);
-    while (cur.Next()) {
-        for (size_t i = 0; i < cols.size(); ++i) {
-            const TTblStrc& c = *cols[i];
-            values[i] =
-                c.PaintStruc == psStamp ? std::numeric_limits<float>::quiet_NaN() : float(cur.Value(c));
-        }
-        const uint64_t t = axis.PaintStruc == psStamp ? LocalLinear(cur.Stamp(axis), Data.TimeZone)
-                                                      : uint64_t(int64_t(cur.TimeNs()) + offsetNs);
-        Chart.NewValues(values, t);
-    }
-    // A file without a trigger gets none, also when the chart showed one before.
-    tmStamp_t trig{};
-    if (Data.Context.Trigger.sec != 0) UTCtoLocal(Data.Context.Trigger, Data.TimeZone, trig);
-    Chart.SetTrigger(trig);
-    Chart.AutoScaleAll();
+    Chart.SetTSStart(Series.Start);
+    Chart.TakeRecords(Series.Records);
+    Series.Records = TMessLst();
+    Chart.SetTrigger(Series.Trigger);
+    for (size_t i = 0; i < n && i < Series.Min.size(); ++i)
+        Chart.ScaleToRange(int(i), Series.Min[i], Series.Max[i]);
     if (Chart.GetMessCnt() > 0) Chart.ResetZoom();
+    Chart.ForceRepaint();
+    Chart.Repaint();
+}
+
+bool TGraphAssembly::Paint(const TRecData& Data, const std::vector<int>& Tags, TPQPaintBoxCrvTime& Chart,
+                           const std::vector<TAlphaColor>& Colours, const TShortName& Names,
+                           const TLog& Log) {
+    TGraphSeries s;
+    if (!Assemble(Data, Tags, s, Log)) return false;
+    Show(Data, s, Chart, Colours, Names);
     return true;
 }
 

@@ -117,6 +117,26 @@ TEST(GraphAssembly, DecodesEveryKindInLocalTimeWithColoursByTag) {
     EXPECT_EQ(TGraphAssembly::ColourOf(11, colours), colours[0]);
     EXPECT_TRUE(log.empty());
 
+    // Decoded apart, as on the reader thread, and handed over whole: the same records, each curve
+    // scaled as AutoScaleAll scales it.
+    TGraphSeries s;
+    ASSERT_TRUE(TGraphAssembly::Assemble(d, {3, 1, 2}, s, nullptr));
+    TPQPaintBoxCrvTime other;
+    TGraphAssembly::Show(d, s, other, colours, nullptr);
+    EXPECT_EQ(s.Records.Count(), 0);
+    ASSERT_EQ(other.GetMessCnt(), 3);
+    std::vector<double> ranges;
+    for (int c = 0; c < 3; ++c)
+        ranges.insert(ranges.end(), {other.YRec(c).FSclMin, other.YRec(c).FSclMax});
+    other.AutoScaleAll();
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_EQ(other.YRec(c).FSclMin, ranges[size_t(2 * c)]) << c;
+        EXPECT_EQ(other.YRec(c).FSclMax, ranges[size_t(2 * c + 1)]) << c;
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(other.MessLst().Val(i, c), chart.MessLst().Val(i, c));
+    }
+    EXPECT_EQ(other.MessLst().Tsl(2), chart.MessLst().Tsl(2));
+
     // An unknown storage kind gives up before anything reaches the chart.
     const TRecData bad = MakeRecording({1000, 1600}, 9);
     EXPECT_FALSE(TGraphAssembly::Paint(bad, {1}, chart, colours, nullptr,

@@ -11,6 +11,7 @@
 #include "support/Ports.h"
 
 #include <QCryptographicHash>
+#include <QLabel>
 #include <QTableView>
 #include <QTreeWidget>
 
@@ -364,4 +365,81 @@ TEST(FormOnline, EmptyAndUnknownListingsAndEventRules) {
     EXPECT_EQ(v.EvtGetValue(2, 1), "3.0000");
     EXPECT_EQ(v.EvtGetValue(3, 1), "[%]");
     EXPECT_EQ(v.EvtGetValue(4, 1), "5");
+}
+
+TEST(FormOnline, DeletesAskNothingAndKeepTheLocalCopies) {
+    const int port = ferro::test::FreeLoopbackPort();
+    QTemporaryDir rootDir;
+    const std::string root = rootDir.filePath("instrument").toStdString();
+    SimProcess sim({"--history-days", "1", "--port", std::to_string(port)}, root);
+    ASSERT_TRUE(sim.ok()) << sim.output();
+    OnlineRig rig(port);
+    ASSERT_NE(rig.v, nullptr);
+    TFormOnline& v = *rig.v;
+    QApplication::processEvents();
+    EXPECT_LE(rig.w.width(), 1280) << "the view fits a window of 1280 x 800";
+    auto* hint = v.findChild<QLabel*>("lblHint");
+    ASSERT_NE(hint, nullptr);
+    EXPECT_TRUE(hint->isVisible() && hint->text().contains("vom Gerät heruntergeladen"));
+    ASSERT_TRUE(rig.listed());
+    SaveScreenshot(rig.w, "online_hint.png");
+    auto listedName = [&](const std::string& prefix) {
+        for (const std::string& l : v.FAllRecLst)
+            if (l.rfind(prefix, 0) == 0 && l.find(".log=") != std::string::npos)
+                return l.substr(0, l.find('='));
+        return std::string();
+    };
+    const std::string rec = listedName("sync/2h-");
+    ASSERT_FALSE(rec.empty());
+    const std::string recRemote = root + "/flashdrive0/data/rec/" + rec;
+    const std::string recLocal = v.FComUnit->FRecDir + LocalFileName(rec);
+    v.RecordClick(rig.item(rec));
+    ASSERT_TRUE(WaitFor(
+        [&] { return fs::exists(recLocal) && fs::file_size(recLocal) >= fs::file_size(recRemote); }, 30000));
+    EXPECT_FALSE(hint->isVisible()) << "the file took the hint's place";
+    QApplication::processEvents();
+    EXPECT_LE(rig.w.width(), 1280) << "listed and shown, the window keeps its width";
+
+    // One recording: gone from the tree at once, from the instrument after the command, listed
+    // again only by the next overview; the downloaded copy stays.
+    const uint64_t localSize = fs::file_size(recLocal);
+    v.RecMouseDown(rig.item(rec));
+    v.actDelRecorder->trigger();
+    EXPECT_EQ(rig.item(rec), nullptr);
+    EXPECT_FALSE(v.actDelRecorder->isEnabled() || v.actDownloadAllRecorder->isEnabled());
+    ASSERT_TRUE(WaitFor([&] { return !fs::exists(recRemote); }, 20000)) << rig.tail();
+    v.actRefresh->trigger();
+    ASSERT_TRUE(WaitFor([&] { return listedName("sync/2h-") != rec && rig.listed(); }, 20000));
+    EXPECT_TRUE(fs::exists(recLocal) && fs::file_size(recLocal) == localSize);
+
+    // Checked events, then all events: nothing asked, the downloaded one stays on this PC.
+    std::vector<std::string> withData;
+    for (const std::string& l : v.FAllEvtLst)
+        if (l.substr(l.find('=') + 1) != "0") withData.push_back(l.substr(0, l.find('=')));
+    ASSERT_GE(withData.size(), 2u);
+    const std::string first = withData.back(), second = withData.front();
+    const std::string evLocal = v.FComUnit->FEvtDir + first;
+    v.EventClick(rig.item(first));
+    ASSERT_TRUE(WaitFor([&] { return v.GridData->model()->columnCount() == 6; }, 20000));
+    v.actMultiSelect->setChecked(true);
+    rig.item(first)->setCheckState(0, Qt::Checked);
+    rig.item(second)->setCheckState(0, Qt::Checked);
+    v.EvtMouseDown(rig.item(first));
+    v.actDelSelectedEvt->trigger();
+    const std::string evDir = root + "/flashdrive0/data/evt/";
+    ASSERT_TRUE(WaitFor([&] { return !fs::exists(evDir + first) && !fs::exists(evDir + second); }, 20000));
+    ASSERT_TRUE(WaitFor([&] { return rig.item(first) == nullptr && rig.item(second) == nullptr; }, 20000));
+    const std::vector<std::string> rest = v.FAllEvtLst;
+    ASSERT_FALSE(rest.empty());
+    v.EvtAllMouseDown();
+    v.actDelAllEvent->trigger();
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            return std::none_of(rest.begin(), rest.end(), [&](const std::string& l) {
+                return std::find(v.FAllEvtLst.begin(), v.FAllEvtLst.end(), l) != v.FAllEvtLst.end();
+            });
+        },
+        20000));
+    EXPECT_TRUE(fs::exists(evLocal));
+    EXPECT_EQ(BoxContaining(""), nullptr) << "no question was asked";
 }
