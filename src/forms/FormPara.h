@@ -63,7 +63,7 @@ public:
     TSetupDocument& Document() { return Fxf; }
     TFerroGrid* Grid() const { return FGrd; }
     // The fixed pages of level 0.
-    TParaSettings* Settings() const { return FSettings; }
+    TParaSettings* SettingsPages() const { return FSettings; }
     const TModulList& ModulList() const { return FModulList; }
     // The factory templates (read-only copies of the instrument's) and the user's own.
     const std::string& TemplateFolder() const { return FTemplateFolderLocal; }

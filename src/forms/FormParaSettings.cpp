@@ -236,8 +236,9 @@ void TParaSettings::ApplyRow(QWidget* Control, uint32_t Id) {
             if (!own.empty()) r->setText(Q(own));
             const QSignalBlocker b(r);
             r->setChecked(!own.empty() && own == text);
-            if (!r->property("FerroWired").toBool()) {
-                r->setProperty("FerroWired", true);
+            // NameToTag marks the button itself as wired; its toggle is connected here, once.
+            if (!r->property("FerroToggleWired").toBool()) {
+                r->setProperty("FerroToggleWired", true);
                 connect(r, &QRadioButton::toggled, this, [this, r] { OnValChange(r); });
             }
         }

@@ -267,10 +267,12 @@ void TParaTimePage::UpdateGrid(const tmStamp_t& Local) {
     // The stamp is the instrument's local time already: shown as it stands, without the PC's zone.
     const QDateTime device = QDateTime::fromSecsSinceEpoch(qint64(Local.sec), Qt::UTC);
     const QDateTime pc = QDateTime::currentDateTime();
-    const QLocale locale;
-    edtDeviceDate->setText(locale.toString(device.date(), QLocale::ShortFormat));
+    // The locale's short date with the full year (23.11.2026), as everywhere on screen.
+    QString format = QLocale().dateFormat(QLocale::ShortFormat);
+    if (!format.contains("yyyy")) format.replace("yy", "yyyy");
+    edtDeviceDate->setText(device.date().toString(format));
     edtDeviceTime->setText(device.time().toString("HH:mm:ss"));
-    edtPCDate->setText(locale.toString(pc.date(), QLocale::ShortFormat));
+    edtPCDate->setText(pc.date().toString(format));
     edtPCTime->setText(pc.time().toString("HH:mm:ss"));
 }
 

@@ -49,10 +49,6 @@ struct TColumns {
     }
 };
 
-std::string Verdict(bool Pass) {
-    return Pass ? CPass : CFail;
-}
-
 // A quantity judged by the 95 % value of each phase against an upper limit.
 bool UpperRow(const TColumns& Cols, const std::vector<uint32_t>& Ids, const std::string& Name, double Limit,
               const std::string& Unit, int Decimals, TENRow& Row) {

@@ -10,6 +10,7 @@
 
 #include <QComboBox>
 #include <QLineEdit>
+#include <QLocale>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
@@ -71,7 +72,7 @@ bool SendAndReload(TFormPara& F) {
     CloseAllBoxes();
     F.btnSend->click(); // "Reload"
     return done &&
-           WaitFor([&] { return F.btnSend->text() == "Senden" && F.Settings()->isEnabled(); }, kWaitMs);
+           WaitFor([&] { return F.btnSend->text() == "Senden" && F.SettingsPages()->isEnabled(); }, kWaitMs);
 }
 
 void ChooseZone(TParaTimePage& T, const QString& Name) {
@@ -84,6 +85,8 @@ void ChooseZone(TParaTimePage& T, const QString& Name) {
 } // namespace
 
 TEST(FormParaSettings, BasicSettingsAndTimeZoneSentAndReadBack) {
+    // A German desk: the pages show and take decimal commas.
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     SimProcess sim;
     ASSERT_TRUE(sim.ok()) << sim.output();
     QTemporaryDir dir;
@@ -94,8 +97,8 @@ TEST(FormParaSettings, BasicSettingsAndTimeZoneSentAndReadBack) {
     w.SelectInstrument(0);
     QPointer<TFormPara> f = qobject_cast<TFormPara*>(w.OpenDirect(dkpara));
     ASSERT_TRUE(f);
-    ASSERT_TRUE(WaitFor([&] { return f->Document().Loaded() && f->Settings()->isEnabled(); }, kWaitMs));
-    TParaSettings& s = *f->Settings();
+    ASSERT_TRUE(WaitFor([&] { return f->Document().Loaded() && f->SettingsPages()->isEnabled(); }, kWaitMs));
+    TParaSettings& s = *f->SettingsPages();
     ASSERT_TRUE(s.isVisible()) << "level 0 shows the settings pages";
     auto edit = [&](const char* Name) { return s.findChild<QLineEdit*>(Name); };
 
