@@ -238,7 +238,6 @@ void TMainWindow::BuildUi() {
         ++i;
     }
     leftLayout->addWidget(views);
-    left->setMinimumWidth(590);
 
     // Right: the open views.
     tabViews = new QTabWidget(splitter);
@@ -254,7 +253,8 @@ void TMainWindow::BuildUi() {
     splitter->addWidget(tabViews);
     splitter->setStretchFactor(0, 0);
     splitter->setStretchFactor(1, 1);
-    splitter->setSizes({640, 640});
+    // The views get the larger part: a parameter page needs about 800 pixels.
+    splitter->setSizes({440, 840});
     setCentralWidget(splitter);
 
     // Bottom: the log pane.

@@ -161,6 +161,8 @@ void TFormPara::BuildUi() {
     tbPara->addWidget(spacer);
     lblChanges = new QLabel(tbPara);
     lblChanges->setObjectName("lblChanges");
+    // Room for the longest count, so that the tool bar never hides it behind its extension.
+    lblChanges->setMinimumWidth(lblChanges->fontMetrics().horizontalAdvance("99999 geänderte Werte  "));
     tbPara->addWidget(lblChanges);
     lay->addWidget(tbPara);
 

@@ -140,6 +140,11 @@ void TParaSettings::NameToTag(QWidget* Container) {
                 }
             } else if (auto* c = qobject_cast<QCheckBox*>(w)) {
                 w->setProperty(CTagProperty, tag);
+                // A check box with its own caption takes the instrument's text of its (mapped) id.
+                if (tag && c->property("FerroCaption").toBool() && FEasy.Language()) {
+                    const std::string text = FEasy.Language()->IdToText(tag);
+                    if (!text.empty()) c->setText(Q(text));
+                }
                 GetSettings(w, tag);
                 if (tag && !w->property("FerroWired").toBool())
                     connect(c, &QCheckBox::toggled, this, [this, c] { OnValChange(c); });

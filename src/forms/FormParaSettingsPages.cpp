@@ -278,7 +278,7 @@ QWidget* TParaSettings::BuildRecorderPage(bool Osci) {
     for (int ch = 0; ch < 12; ++ch) {
         tg->addWidget(new QLabel(CChannels[ch], trig), ch + 1, 0);
         for (uint32_t k = 0; k < 3; ++k)
-            tg->addWidget(Edit(trig, qPrintable(Name("edt", trigBase + uint32_t(ch) * 4 + k)), 80), ch + 1,
+            tg->addWidget(Edit(trig, qPrintable(Name("edt", trigBase + uint32_t(ch) * 4 + k)), 64), ch + 1,
                           int(k) + 1);
         auto* on = new QCheckBox(trig);
         on->setObjectName(Name("chkbx", trigBase + uint32_t(ch) * 4 + 3));
@@ -286,9 +286,13 @@ QWidget* TParaSettings::BuildRecorderPage(bool Osci) {
     }
     // The triggers of the binary inputs and the network, by their ids of the older layout.
     int r = 14;
-    for (uint32_t off : {0x59u, 0x5Au, 0x5Du, 0x5Eu}) {
-        auto* c = new QCheckBox(QString::number(trigBase + off), trig);
+    for (auto [off, text] : {std::pair{0x59u, "Auslösung über Binäreingang 1"},
+                             {0x5Au, "Auslösung über Binäreingang 2"},
+                             {0x5Du, "Auslösung über Netzwerk"},
+                             {0x5Eu, "Auslösung über Ereignis"}}) {
+        auto* c = new QCheckBox(text, trig);
         c->setObjectName(Name("chkbx", trigBase + off));
+        c->setProperty("FerroCaption", true);
         tg->addWidget(c, r++, 0, 1, 5);
     }
     tg->setRowStretch(r, 1);

@@ -100,6 +100,7 @@ TEST(FormParaSettings, BasicSettingsAndTimeZoneSentAndReadBack) {
     ASSERT_TRUE(WaitFor([&] { return f->Document().Loaded() && f->SettingsPages()->isEnabled(); }, kWaitMs));
     TParaSettings& s = *f->SettingsPages();
     ASSERT_TRUE(s.isVisible()) << "level 0 shows the settings pages";
+    EXPECT_LE(w.minimumSizeHint().width(), 1280) << "the pages fit a 1280x800 screen";
     auto edit = [&](const char* Name) { return s.findChild<QLineEdit*>(Name); };
 
     // Three wires: ratios back to 1, 100 V between lines, the 100 V range; then 20000/100 V at 20 kV.
