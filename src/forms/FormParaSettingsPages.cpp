@@ -102,7 +102,7 @@ QWidget* TParaSettings::BuildBasicPage() {
     for (uint32_t id : {4261413248u, 4261413261u, 4261413255u, 4261413256u}) {
         auto* e = AddRow<QLineEdit>(ng, names, "edt", id, QString());
         e->setMaxLength(60);
-        e->setMinimumWidth(220);
+        e->setMinimumWidth(150);
         e->installEventFilter(filter);
     }
     left->addWidget(names);
@@ -136,8 +136,13 @@ QWidget* TParaSettings::BuildBasicPage() {
     mainsLay->addWidget(freq);
     auto* refs = new QGridLayout;
     mainsLay->addLayout(refs);
-    AddRow<QComboBox>(refs, mains, "CmbBox", 234881024u, QString());
-    AddRow<QComboBox>(refs, mains, "CmbBox", 235077632u, QString());
+    // The captions are long: the boxes take what is left, not the width of their longest entry.
+    for (uint32_t id : {234881024u, 235077632u}) {
+        auto* box = AddRow<QComboBox>(refs, mains, "CmbBox", id, QString());
+        box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+        box->setMinimumContentsLength(10);
+    }
+    refs->setColumnStretch(1, 1);
     left->addWidget(mains);
 
     auto* nominal = Group(page, "Nennwerte");
@@ -166,16 +171,19 @@ QWidget* TParaSettings::BuildBasicPage() {
 
     auto* trans = Group(page, "Wandler");
     auto* tg = Grid(trans);
-    tg->addWidget(new QLabel("Übersetzung (primär / sekundär, z. B. 200 für 20000/100 V)", trans), 0, 0, 1,
-                  4);
+    // One row per channel, the voltage and current ratio side by side.
+    auto* hint = new QLabel("Übersetzung primär / sekundär, z. B. 200 für 20000/100 V", trans);
+    hint->setWordWrap(true);
+    tg->addWidget(hint, 0, 0, 1, 3);
+    tg->addWidget(new QLabel("<b>Spannungswandler</b>", trans), 1, 1);
+    tg->addWidget(new QLabel("<b>Stromwandler</b>", trans), 1, 2);
     for (int i = 0; i < 4; ++i) {
-        const int r = 1 + i;
-        tg->addWidget(new QLabel(QString("Spannungswandler Kanal %1").arg(i + 1), trans), r, 0);
+        const int r = 2 + i;
+        tg->addWidget(new QLabel(QString("Kanal %1").arg(i + 1), trans), r, 0);
         edtUL[i] = Edit(trans, qPrintable(QString("edtUL%1").arg(i + 1)));
         tg->addWidget(edtUL[i], r, 1);
-        tg->addWidget(new QLabel(QString("Stromwandler Kanal %1").arg(i + 1), trans), r, 2);
         edtI[i] = Edit(trans, qPrintable(QString("edtI%1").arg(i + 1)));
-        tg->addWidget(edtI[i], r, 3);
+        tg->addWidget(edtI[i], r, 2);
         connect(edtUL[i], &QLineEdit::editingFinished, this, [this] { UpdateWandler(); });
         connect(edtI[i], &QLineEdit::editingFinished, this, [this] { UpdateWandler(); });
     }

@@ -90,6 +90,8 @@ inline std::string SteadyRoot(const QTemporaryDir& dir) {
 #endif
 
 inline bool SaveScreenshot(QWidget& w, const char* name) {
+    // Layout requests posted by the last changes are applied first, as a running program would.
+    QCoreApplication::processEvents();
     QDir().mkpath(FERRO_BINARY_DIR "/screenshots");
     return w.grab().save(QString(FERRO_BINARY_DIR "/screenshots/") + name);
 }
