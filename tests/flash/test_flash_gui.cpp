@@ -113,10 +113,16 @@ TEST(FlashView, StatusRunSendsTheScriptRunsItAndShowsTheInstrumentsStatusText) {
     QPointer<TFormFlash> status(
         qobject_cast<TFormFlash*>(rig.w.OpenView(view, "Status", "View_flashstatus")));
     ASSERT_TRUE(status);
-    ASSERT_TRUE(WaitFor([&] { return status->mmoLog->toPlainText().contains("flashdrive0.total"); }, CLongMs))
-        << rig.w.LogText().toStdString() << sim.log();
+    // The lines come one by one, in the order Lua walks the table: wait for both that are checked.
     // One line per leaf: the dotted key left-justified in 35 characters, then the value.
-    EXPECT_TRUE(status->mmoLog->toPlainText().contains(QRegularExpression("\\nserial {29}5120042")));
+    const QRegularExpression serial("(^|\\n)serial {29}5120042");
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            const QString text = status->mmoLog->toPlainText();
+            return text.contains(serial) && text.contains("flashdrive0.total");
+        },
+        CLongMs))
+        << status->mmoLog->toPlainText().toStdString() << rig.w.LogText().toStdString() << sim.log();
     EXPECT_TRUE(FileText(Scratchpad(sim) + "status.lua").find("prntStat(\"\", uti.stat()") !=
                 std::string::npos);
     EXPECT_TRUE(WaitFor([&] { return !status->Established(); }, CLongMs)) << "the run ends the link";
