@@ -42,6 +42,7 @@ echo "== events on the instrument"
 "$CTL" --port "$PORT" ls evt
 echo "== three live blocks of 1-second values (first columns)"
 "$CTL" --port "$PORT" stream 1s --count 3 --csv | cut -d, -f1-12
+LANG_DE="$WORK/instrument/flashdrive0/data/ccci/scratchpad/lang/lang_de.xml"
 echo "== download of a 10-minute recording into $WORK/data (a second run finds it complete)"
 # The simulator writes its history of recordings after it started; the 10-minute file comes first.
 REC=""
@@ -54,14 +55,23 @@ if [ -n "$REC" ]; then
   "$CTL" --port "$PORT" --data-dir "$WORK/data" get rec "$REC"
   LOCAL="$(find "$WORK/data" -name "$(basename "$REC")" | head -n 1)"
   echo "== what the recording holds (the head of ferroctl show)"
-  LANG_DE="$WORK/instrument/flashdrive0/data/ccci/scratchpad/lang/lang_de.xml"
   "$CTL" show "$LOCAL" --lang "$LANG_DE" > "$WORK/show.json"
   python3 -c 'import json,sys; d=json.load(open(sys.argv[1])); cols=d.pop("columns",[]); print(json.dumps(d,indent=1,ensure_ascii=False)); print("columns:", len(cols), "e.g.", ", ".join(c["name"] for c in cols[1:6]))' "$WORK/show.json"
   echo "== the recording as CSV (first three lines, first columns)"
   "$CTL" export "$LOCAL" --lang "$LANG_DE" --csv "$WORK/rec.csv"
   head -n 3 "$WORK/rec.csv" | cut -d, -f1-6
+  echo "== EN 50160 report of the recording as PDF"
+  "$CTL" report "$LOCAL" --pdf "$WORK/report.pdf"
+  ls -l "$WORK/report.pdf" | awk '{print $5, "Bytes:", $NF}'
 fi
 echo "== setup read into $WORK/setup.xml"
 "$CTL" --port "$PORT" setup-get "$WORK/setup.xml"
 head -c 400 "$WORK/setup.xml"; echo
+echo "== parameters of the basic view (first lines of ferroctl params --level 0)"
+"$CTL" --port "$PORT" params --level 0 --lang "$LANG_DE" > "$WORK/params.txt"
+head -n 8 "$WORK/params.txt"
+echo "== one value changed and sent, then the setups compared"
+"$CTL" --port "$PORT" param-set 235667456=110 --send
+"$CTL" --port "$PORT" setup-get "$WORK/setup-after.xml"
+"$CTL" setup-diff "$WORK/setup.xml" "$WORK/setup-after.xml" --lang "$LANG_DE" || true
 echo "== demo done"

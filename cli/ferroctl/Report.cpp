@@ -50,9 +50,10 @@ int RunReport(const CliOptions& opt) {
         std::fprintf(stderr, "%s\n", error.c_str());
         return 1;
     }
-    std::printf("Bericht %s geschrieben: %d Seiten, %d Größen, %d Wochen, %d Spannungseinbrüche\n",
-                pdf.c_str(), pages, int(report.Rows.size()), int(report.Weeks.size()),
-                report.Events.DipCount);
+    const int weeks = int(report.Weeks.size());
+    std::printf("Bericht %s geschrieben: %d Seiten, %d Größen, %d %s, %d Spannungseinbrüche\n", pdf.c_str(),
+                pages, int(report.Rows.size()), weeks,
+                weeks == 1 ? "Beobachtungswoche" : "Beobachtungswochen", report.Events.DipCount);
     return 0;
 }
 
