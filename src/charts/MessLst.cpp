@@ -1,5 +1,7 @@
 #include "charts/MessLst.h"
 
+#include "foundation/HugePages.h"
+
 #include <algorithm>
 
 namespace ferro {
@@ -50,7 +52,9 @@ void TMessLst::Grow(size_t Limit) {
 void TMessLst::Allocate(int CrvCnt, size_t Count) {
     FCrvCnt = std::max(0, CrvCnt);
     const size_t floats = Count * size_t(1 + FCrvCnt);
-    FBlock.reset(new uint64_t[Count + (floats + 1) / 2]);
+    const size_t words = Count + (floats + 1) / 2;
+    FBlock.reset(new uint64_t[words]);
+    AdviseHugePages(FBlock.get(), words * sizeof(uint64_t));
     FTsl = FBlock.get();
     FXX = reinterpret_cast<float*>(FTsl + Count);
     FVal = FXX + Count;

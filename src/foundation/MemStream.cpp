@@ -1,5 +1,8 @@
 #include "foundation/MemStream.h"
 
+#include "foundation/HugePages.h"
+
+#include <algorithm>
 #include <fstream>
 
 namespace ferro {
@@ -126,6 +129,16 @@ bool MemStream::saveToFile(const std::string& path) const {
     if (!out) return false;
     if (!data_.empty()) out.write(reinterpret_cast<const char*>(data_.data()), std::streamsize(data_.size()));
     return bool(out);
+}
+
+void MemStream::resize(size_t n) {
+    if (n > data_.capacity()) {
+        // Doubling at least, as the vector itself would: growing step by step stays linear.
+        data_.reserve(std::max(n, 2 * data_.capacity()));
+        AdviseHugePages(data_.data(), data_.capacity());
+    }
+    data_.resize(n);
+    if (pos_ > n) pos_ = n;
 }
 
 } // namespace ferro

@@ -30,10 +30,8 @@ public:
         data_.clear();
         pos_ = 0;
     }
-    void resize(size_t n) {
-        data_.resize(n);
-        if (pos_ > n) pos_ = n;
-    }
+    // Growing to many megabytes asks for huge pages first (a year of records).
+    void resize(size_t n);
     void reserve(size_t n) { data_.reserve(n); }
 
     // Writes at the position, growing the buffer as needed.

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -115,6 +116,25 @@ TEST(ENStatistic, NinetyFivePercentEntryThreeWireRuleAndNormalisedLimits) {
     float mx = 0, p95 = 0;
     ASSERT_TRUE(MaxAnd95(hundred, mx, p95));
     EXPECT_EQ(p95, 96.0f) << "entry 95 of the ascending order";
+    // Against a full sort, for sizes around the cut, ascending, descending and with repeats and NaN.
+    uint32_t x = 7;
+    for (size_t n : {1u, 2u, 19u, 20u, 21u, 101u, 5000u})
+        for (int shape = 0; shape < 3; ++shape) {
+            std::vector<float> v(n);
+            for (size_t k = 0; k < n; ++k) {
+                x = x * 1664525u + 1013904223u;
+                v[k] = shape == 0 ? float(k) : shape == 1 ? float(n - k) : float(x >> 28);
+            }
+            if (shape == 2) v.push_back(std::nanf(""));
+            std::vector<float> sorted = v;
+            sorted.erase(std::remove_if(sorted.begin(), sorted.end(), [](float f) { return f != f; }),
+                         sorted.end());
+            std::sort(sorted.begin(), sorted.end());
+            ASSERT_TRUE(MaxAnd95(v, mx, p95));
+            EXPECT_EQ(p95, sorted[std::min(sorted.size() - 1, sorted.size() * 95 / 100)])
+                << n << " " << shape;
+            EXPECT_EQ(mx, sorted.back()) << n << " " << shape;
+        }
 
     // Three wires: asked for line to earth, the line-to-line harmonics are shown, normalised
     // against the head's limit; the current stays as asked.
