@@ -1,5 +1,7 @@
 #include "ferrosim/SetupTime.h"
 
+#include "foundation/TimeRecords.h"
+
 #include <pugixml.hpp>
 
 #include <cstdlib>
@@ -8,26 +10,6 @@
 #include <string>
 
 namespace ferro::sim {
-
-namespace {
-
-// The week of a day code as the setup writes it: 1, 7, 14, 21 are the first four, anything else the last.
-uint8_t Week(uint32_t DayCode) {
-    switch (DayCode) {
-    case 1:
-        return 1;
-    case 7:
-        return 2;
-    case 14:
-        return 3;
-    case 21:
-        return 4;
-    default:
-        return 5;
-    }
-}
-
-} // namespace
 
 bool ApplySetupTime(const std::vector<uint8_t>& Xml, time_set_t& Ts) {
     pugi::xml_document doc;
@@ -52,7 +34,7 @@ bool ApplySetupTime(const std::vector<uint8_t>& Xml, time_set_t& Ts) {
     auto rule = [&](uint32_t Month, uint32_t Day, uint32_t Hour, uint32_t Weekday) {
         time_rule_t r;
         r.mon = uint8_t(v[Month] % 13);
-        r.day = Week(v[Day]);
+        r.day = uint8_t(WeekOfDayCode(v[Day]));
         r.hour = uint8_t(v[Hour] % 24);
         r.dow = uint8_t(v[Weekday] % 7); // the setup's Sunday is 7, the clock's 0
         return r;

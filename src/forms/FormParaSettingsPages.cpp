@@ -2,6 +2,7 @@
 #include "charts/PQPaintBoxHarm.h"
 #include "forms/FormParaSettings.h"
 #include "forms/PaintBoxWidget.h"
+#include "forms/ParaPageRows.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -18,16 +19,15 @@
 
 namespace ferro {
 
+using parapage::AddRow;
+using parapage::Name;
+
 namespace {
 
 const char* const CChannels[] = {"U1E", "U2E", "U3E", "UNE", "U12", "U23",
                                  "U31", "I1",  "I2",  "I3",  "IN",  "IR"};
 const char* const CNameKeys =
     "Erlaubt sind nur die Buchstaben a bis Z, die Ziffern, der Unterstrich und der Bindestrich.";
-
-QString Name(const char* Prefix, uint32_t Id) {
-    return QString("%1_%2").arg(Prefix).arg(Id);
-}
 
 // The designation fields take letters, digits, "_" and "-" only: the instrument builds names from them.
 class TNameKeyFilter : public QObject {
@@ -50,21 +50,6 @@ public:
 private:
     TParaSettings* FPage;
 };
-
-// One line of a form grid: caption (from the language file by id), control, unit.
-template <class T>
-T* AddRow(QGridLayout* G, QWidget* Parent, const char* Prefix, uint32_t Id, const QString& Unit,
-          const QString& Caption = QString()) {
-    const int r = G->rowCount();
-    auto* cap = new QLabel(Caption.isEmpty() ? QString::number(Id) : Caption, Parent);
-    cap->setObjectName(Name("txt", Id));
-    auto* c = new T(Parent);
-    c->setObjectName(Name(Prefix, Id));
-    G->addWidget(cap, r, 0);
-    G->addWidget(c, r, 1);
-    if (!Unit.isEmpty()) G->addWidget(new QLabel(Unit, Parent), r, 2);
-    return c;
-}
 
 QLineEdit* Edit(QWidget* Parent, const char* Name, int Width = 110) {
     auto* e = new QLineEdit(Parent);

@@ -1,5 +1,7 @@
 #include "forms/FormParaTime.h"
 
+#include "forms/ParaPageRows.h"
+
 #include "foundation/Format.h"
 #include "foundation/MainThread.h"
 #include "para/EasyPara.h"
@@ -17,6 +19,9 @@
 #include <QVBoxLayout>
 
 namespace ferro {
+
+using parapage::AddRow;
+using parapage::Name;
 
 namespace {
 
@@ -38,23 +43,6 @@ const TFrameDef CFrames[] = {
     {"TtimeControlframe_NTP", "Zeiteinstellung NTP"},
 };
 
-QString Name(const char* Prefix, uint32_t Id) {
-    return QString("%1_%2").arg(Prefix).arg(Id);
-}
-
-template <class T>
-T* Row(QGridLayout* G, QWidget* Parent, const char* Prefix, uint32_t Id, const QString& Unit = {}) {
-    const int r = G->rowCount();
-    auto* cap = new QLabel(QString::number(Id), Parent);
-    cap->setObjectName(Name("txt", Id));
-    auto* c = new T(Parent);
-    c->setObjectName(Name(Prefix, Id));
-    G->addWidget(cap, r, 0);
-    G->addWidget(c, r, 1);
-    if (!Unit.isEmpty()) G->addWidget(new QLabel(Unit, Parent), r, 2);
-    return c;
-}
-
 QLineEdit* ReadOnly(QWidget* Parent, const char* Name) {
     auto* e = new QLineEdit(Parent);
     e->setObjectName(Name);
@@ -69,7 +57,7 @@ TParaTimePage::TParaTimePage(TEasyPara& Easy, QWidget* Parent) : QWidget(Parent)
     auto* lay = new QVBoxLayout(this);
     auto* method = new QGroupBox("Zeitsynchronisation", this);
     auto* mg = new QGridLayout(method);
-    CmbBox_4261413634 = Row<QComboBox>(mg, method, "CmbBox", 4261413634u);
+    CmbBox_4261413634 = AddRow<QComboBox>(mg, method, "CmbBox", 4261413634u);
     CmbBox_4261413634->setMinimumWidth(220);
     mg->setColumnStretch(3, 1);
     lay->addWidget(method);
@@ -129,18 +117,18 @@ QGroupBox* TParaTimePage::MakeFrame(int Index) {
         g->addWidget(andctrTime, 3, 2);
         connect(btnSendPCTime, &QPushButton::clicked, this, [this] { SendTimeToDevice(); });
     } else if (Index <= 4) {
-        Row<QComboBox>(g, f, "CmbBox", 4261413665u);
-        Row<QComboBox>(g, f, "CmbBox", 4261413635u);
-        Row<QLineEdit>(g, f, "edt", 4261413636u, "µs")->setMaximumWidth(140);
-        Row<QLineEdit>(g, f, "edt", 4261413637u)->setMaximumWidth(140);
+        AddRow<QComboBox>(g, f, "CmbBox", 4261413665u);
+        AddRow<QComboBox>(g, f, "CmbBox", 4261413635u);
+        AddRow<QLineEdit>(g, f, "edt", 4261413636u, "µs")->setMaximumWidth(140);
+        AddRow<QLineEdit>(g, f, "edt", 4261413637u)->setMaximumWidth(140);
         auto* port = ReadOnly(f, "edtAnschluss");
         port->setText("COM2");
         const int r = g->rowCount();
         g->addWidget(new QLabel("Anschluss", f), r, 0);
         g->addWidget(port, r, 1);
     } else if (Index <= 6) {
-        Row<QComboBox>(g, f, "CmbBox", 4261413664u);
-        Row<QComboBox>(g, f, "CmbBox", 4261413665u);
+        AddRow<QComboBox>(g, f, "CmbBox", 4261413664u);
+        AddRow<QComboBox>(g, f, "CmbBox", 4261413665u);
         auto* info =
             new QLabel("Die GPS-Uhr wird an die serielle Schnittstelle COM2 des Geräts angeschlossen; "
                        "Baudrate und Zeitbezug müssen mit der Einstellung der Uhr übereinstimmen.",

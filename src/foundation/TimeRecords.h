@@ -95,5 +95,21 @@ struct TCivilDate {
 TCivilDate CivilFromDays(int64_t days);
 // An offset from UTC as "+hh:mm" / "-hh:mm".
 std::string UtcOffsetText(int offsetSeconds);
+// The week of a daylight-saving change as the setup writes its day code: 1, 7, 14 and 21 are the
+// first four weeks of the month, anything else the last.
+inline int WeekOfDayCode(uint32_t Code) {
+    switch (Code) {
+    case 1:
+        return 1;
+    case 7:
+        return 2;
+    case 14:
+        return 3;
+    case 21:
+        return 4;
+    default:
+        return 5;
+    }
+}
 
 } // namespace ferro

@@ -122,21 +122,6 @@ uint32_t DayCodeOfWeek(int Week, int Month) {
     }
 }
 
-int WeekOfDayCode(uint32_t Code) {
-    switch (Code) {
-    case 1:
-        return 1;
-    case 7:
-        return 2;
-    case 14:
-        return 3;
-    case 21:
-        return 4;
-    default:
-        return 5;
-    }
-}
-
 std::vector<std::pair<uint32_t, uint32_t>> ZoneSettingValues(const TTZI& Zone) {
     std::vector<std::pair<uint32_t, uint32_t>> v;
     auto weekday = [](uint16_t D) { return D == 0 ? 7u : uint32_t(D); };

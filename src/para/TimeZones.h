@@ -3,6 +3,8 @@
 // instrument's time settings are made from (offset, daylight offset, the two change dates as
 // "n-th weekday of a month"), and the way between such a record and the setup's time zone ids.
 
+#include "foundation/TimeRecords.h" // WeekOfDayCode
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -47,8 +49,6 @@ std::vector<TTimeZoneSettings> ReadTimeZones(int Year);
 // The instrument's day code of a week of the month (1..5, 5 = last): 1, 7, 14, 21, or the month's
 // days in 2018 minus 6. Week 0 (no rule) counts as the first.
 uint32_t DayCodeOfWeek(int Week, int Month);
-// The week back from a day code: 1, 7, 14, 21 give 1 to 4, anything else 5.
-int WeekOfDayCode(uint32_t Code);
 
 // What choosing a zone writes, id = value in this order; a month of 0 is left out, so that the
 // instrument keeps its last dates when a zone has no daylight saving.

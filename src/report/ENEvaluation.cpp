@@ -49,14 +49,20 @@ struct TColumns {
     }
 };
 
-// A quantity judged by the 95 % value of each phase against an upper limit.
-bool UpperRow(const TColumns& Cols, const std::vector<uint32_t>& Ids, const std::string& Name, double Limit,
-              const std::string& Unit, int Decimals, TENRow& Row) {
+// The week values of those of the ids the recording holds.
+std::vector<TWeekValues> PhaseValues(const TColumns& Cols, const std::vector<uint32_t>& Ids) {
     std::vector<TWeekValues> phases;
     for (uint32_t id : Ids) {
         TWeekValues v;
         if (Cols.Values(id, v)) phases.push_back(std::move(v));
     }
+    return phases;
+}
+
+// A quantity judged by the 95 % value of each phase against an upper limit.
+bool UpperRow(const TColumns& Cols, const std::vector<uint32_t>& Ids, const std::string& Name, double Limit,
+              const std::string& Unit, int Decimals, TENRow& Row) {
+    std::vector<TWeekValues> phases = PhaseValues(Cols, Ids);
     if (phases.empty()) return false;
     Row.Name = Name;
     Row.Limit = "95 %: ≤ " + DeNumber(Limit, Decimals) + Unit;
@@ -86,11 +92,7 @@ bool UpperRow(const TColumns& Cols, const std::vector<uint32_t>& Ids, const std:
 bool BandRow(const TColumns& Cols, const std::vector<uint32_t>& Ids, const std::string& Name, double Nominal,
              double Band, double Share, double Low, double High, const std::string& Unit, int Decimals,
              const std::string& Limit, TENRow& Row) {
-    std::vector<TWeekValues> phases;
-    for (uint32_t id : Ids) {
-        TWeekValues v;
-        if (Cols.Values(id, v)) phases.push_back(std::move(v));
-    }
+    std::vector<TWeekValues> phases = PhaseValues(Cols, Ids);
     if (phases.empty()) return false;
     Row.Name = Name;
     Row.Limit = Limit;
