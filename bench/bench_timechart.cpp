@@ -96,6 +96,7 @@ double Envelope(const std::vector<uint64_t>& ts, const std::vector<float>& v, QI
 } // namespace
 
 int main(int argc, char** argv) {
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     QImage img(CW, CH, QImage::Format_ARGB32_Premultiplied);
     double worstRatio = 0, worstMs = 0, zoomMs = 0;
