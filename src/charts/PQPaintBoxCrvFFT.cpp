@@ -279,8 +279,12 @@ void TPQPaintBoxCrvFFT::PaintRegionAxis(TCanvas& Canvas, int i, bool Percent) {
         return;
     }
     if (!(p.Max > p.Min)) return;
-    TextOutR(Canvas, FltToStrShrt(p.Max, 2, buAuto, p.Unt), TPointF(r.Left, r.Top), 0, FFontCol, true);
-    TextOutR(Canvas, FltToStrShrt(p.Min, 2, buAuto, p.Unt), TPointF(r.Left, r.Bottom), -FTxtH, FFontCol,
+    // Enough decimals that neighbouring labels differ: a frequency spans hundredths of a hertz.
+    const double step = FYNorm.FSclCnt > 0 ? (p.Max - p.Min) / FYNorm.FSclCnt : p.Max - p.Min;
+    const TAftPoint digits =
+        TAftPoint(step > 0 ? std::clamp(int(std::ceil(-std::log10(step) + 1e-9)), 2, 6) : 2);
+    TextOutR(Canvas, FltToStrShrt(p.Max, digits, buAuto, p.Unt), TPointF(r.Left, r.Top), 0, FFontCol, true);
+    TextOutR(Canvas, FltToStrShrt(p.Min, digits, buAuto, p.Unt), TPointF(r.Left, r.Bottom), -FTxtH, FFontCol,
              true);
     Canvas.Stroke.Dash = TStrokeDash::Dot;
     for (int k = 0; k <= FYNorm.FSclCnt; ++k) {
@@ -288,7 +292,7 @@ void TPQPaintBoxCrvFFT::PaintRegionAxis(TCanvas& Canvas, int i, bool Percent) {
         if (!(v > p.Min && v < p.Max)) continue;
         const double y = FYNorm.YNorm(v);
         Canvas.DrawLine(TPointF(r.Left, y), TPointF(r.Right, y), 1);
-        TextOutR(Canvas, FltToStrShrt(v, 2, buAuto, p.Unt), TPointF(r.Left, y), -half, FFontCol, true);
+        TextOutR(Canvas, FltToStrShrt(v, digits, buAuto, p.Unt), TPointF(r.Left, y), -half, FFontCol, true);
     }
     Canvas.Stroke.Dash = TStrokeDash::Solid;
 }

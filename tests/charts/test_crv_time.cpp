@@ -218,3 +218,19 @@ TEST_F(TimeChart, ColumnSpansDrawTheSamePixelsAsEveryKeptPoint) {
     b.SetScl(0, -1.5, 1.5);
     EXPECT_EQ(differing(), 0);
 }
+
+TEST_F(TimeChart, AxisLabelsOfANarrowRangeDiffer) {
+    // A frequency within hundredths of a hertz: two decimals would print one value on every line.
+    Fill(100, [](int i) { return 50.0 + 0.0002 * (i - 50); });
+    b.SetStack(stkCurve);
+    b.ScaleToRange(0, 49.99f, 50.01f);
+    Paint();
+    std::vector<std::string> labels;
+    for (const std::string& t : Picture().Texts())
+        if (t.size() > 2 && t.compare(t.size() - 2, 2, " V") == 0) labels.push_back(t);
+    ASSERT_GE(labels.size(), 3u);
+    std::vector<std::string> unique = labels;
+    std::sort(unique.begin(), unique.end());
+    unique.erase(std::unique(unique.begin(), unique.end()), unique.end());
+    EXPECT_EQ(unique.size(), labels.size()) << labels[0] << " " << labels[1] << " " << labels[2];
+}
