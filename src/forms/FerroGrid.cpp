@@ -49,7 +49,9 @@ void TFerroGrid::SetRowCnt() {
     // Name, value and default as wide as their longest text (the value with room for the list
     // mark), within bounds that keep the other columns on screen; a kept width stands, and only
     // name and value grow beyond it for a longer text.
-    const int bounds[][2] = {{100, 520}, {140, 340}, {120, 300}};
+    // The name never takes more than about half of a narrow grid: value and default stay in view.
+    const int nameMax = viewport()->width() > 0 ? std::clamp(viewport()->width() * 45 / 100, 160, 520) : 520;
+    const int bounds[][2] = {{100, nameMax}, {140, 340}, {120, 300}};
     const QFontMetrics fm(font());
     for (int c = TFerroGridModel::ColCap; c < TFerroGridModel::ColCount; ++c) {
         const int kept = FKeptWidths[size_t(c)];
