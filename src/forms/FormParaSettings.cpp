@@ -174,8 +174,11 @@ void TParaSettings::NameToTag(QWidget* Container) {
                 if (tag && !w->property("FerroWired").toBool())
                     connect(b, qOverload<int>(&QComboBox::currentIndexChanged), this,
                             [this, b] { OnValChange(b); });
-            } else if (qobject_cast<QRadioButton*>(w)) {
+            } else if (auto* r = qobject_cast<QRadioButton*>(w)) {
+                // A button stands for one value of its container's list: the change goes by that.
                 w->setProperty(CTagProperty, tag);
+                if (tag && !w->property("FerroWired").toBool())
+                    connect(r, &QRadioButton::toggled, this, [this, r] { OnValChange(r); });
             } else if (IsRadioLayout(w)) {
                 NameToTag(w);
                 w->setProperty(CTagProperty, tag);
@@ -241,11 +244,6 @@ void TParaSettings::ApplyRow(QWidget* Control, uint32_t Id) {
             if (!own.empty()) r->setText(Q(own));
             const QSignalBlocker b(r);
             r->setChecked(!own.empty() && own == text);
-            // NameToTag marks the button itself as wired; its toggle is connected here, once.
-            if (!r->property("FerroToggleWired").toBool()) {
-                r->setProperty("FerroToggleWired", true);
-                connect(r, &QRadioButton::toggled, this, [this, r] { OnValChange(r); });
-            }
         }
         if (Id == easyid::Netzform) {
             const double form = row->RowVal.AsFloat();

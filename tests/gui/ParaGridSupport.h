@@ -2,15 +2,28 @@
 // Driving the parameter grid as a user does: rows of a tree item, clicks on cells, typing into the
 // value editor.
 
+#include "GuiSupport.h"
+#include "MainWindow.h"
 #include "forms/FerroGrid.h"
+#include "forms/FormPara.h"
 #include "para/SetupDocument.h"
 
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QPointer>
 #include <QTest>
 
 namespace ferro::guitest {
+
+// The host at 1280x800 with ferrosim on `Port` as its only instrument, the parameter form opened.
+inline QPointer<TFormPara> OpenParaOn(TMainWindow& W, int Port) {
+    W.resize(1280, 800);
+    W.show();
+    W.AddInstruments({Entry("ferrosim", "127.0.0.1", Port)});
+    W.SelectInstrument(0);
+    return qobject_cast<TFormPara*>(W.OpenDirect(dkpara));
+}
 
 // The rows of the group or module `Id` in the grid, as a click on its tree item shows them.
 inline bool ShowItem(TFerroGrid& Grid, const TSetupDocument& Doc, uint32_t Id, const TXMLLangu& Lang) {

@@ -96,11 +96,7 @@ TEST(FormPara, EditSendResetAndCompareWithAFactoryTemplate) {
     ASSERT_TRUE(sim.ok()) << sim.output();
     QTemporaryDir dir;
     TMainWindow w(SettingsIn(dir), FoldersIn(dir));
-    w.resize(1280, 800);
-    w.show();
-    w.AddInstruments({Entry("ferrosim", "127.0.0.1", sim.port())});
-    w.SelectInstrument(0);
-    QPointer<TFormPara> f = qobject_cast<TFormPara*>(w.OpenDirect(dkpara));
+    QPointer<TFormPara> f = OpenParaOn(w, sim.port());
     ASSERT_TRUE(f);
     int templates = -1;
     f->FTemplatesArrived = [&](int n) { templates = n; };

@@ -4,6 +4,7 @@
 // instrument's identity reports the zone.
 #include "GuiSupport.h"
 #include "MainWindow.h"
+#include "ParaGridSupport.h"
 #include "forms/FormPara.h"
 #include "forms/FormParaSettings.h"
 #include "forms/FormParaTime.h"
@@ -85,17 +86,17 @@ void ChooseZone(TParaTimePage& T, const QString& Name) {
 } // namespace
 
 TEST(FormParaSettings, BasicSettingsAndTimeZoneSentAndReadBack) {
-    // A German desk: the pages show and take decimal commas.
-    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    // A German desk: the pages show and take decimal commas; the locale before returns afterwards.
+    struct GermanDesk {
+        const QLocale before;
+        GermanDesk() { QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany)); }
+        ~GermanDesk() { QLocale::setDefault(before); }
+    } german;
     SimProcess sim;
     ASSERT_TRUE(sim.ok()) << sim.output();
     QTemporaryDir dir;
     TMainWindow w(SettingsIn(dir), FoldersIn(dir));
-    w.resize(1280, 800);
-    w.show();
-    w.AddInstruments({Entry("ferrosim", "127.0.0.1", sim.port())});
-    w.SelectInstrument(0);
-    QPointer<TFormPara> f = qobject_cast<TFormPara*>(w.OpenDirect(dkpara));
+    QPointer<TFormPara> f = OpenParaOn(w, sim.port());
     ASSERT_TRUE(f);
     ASSERT_TRUE(WaitFor([&] { return f->Document().Loaded() && f->SettingsPages()->isEnabled(); }, kWaitMs));
     TParaSettings& s = *f->SettingsPages();
