@@ -1,5 +1,6 @@
 // The TCP link against a loopback instrument: session, identity, failures.
 #include "foundation/Format.h"
+#include "link/ReadThreadTCP.h"
 #include "link/TCPComUnit.h"
 #include "support/FakeInstrument.h"
 #include "support/Lines.h"
@@ -249,4 +250,37 @@ TEST(TcpLink, AnNtpRequestBehindAnotherFrameIsAnsweredOnTheLinkThreadWithTheComp
         uint64_t(ntp[40]) << 24 | uint64_t(ntp[41]) << 16 | uint64_t(ntp[42]) << 8 | ntp[43];
     const int64_t unix = int64_t(secs) - 2208988800LL;
     EXPECT_LE(std::llabs(unix - int64_t(std::time(nullptr))), 2);
+}
+
+namespace {
+// The link thread's own NTP path without a socket: bytes go into its receive buffer, and what it
+// would write back is kept.
+class NtpProbeThread : public TIdReadThreadTCP {
+public:
+    NtpProbeThread() : TIdReadThreadTCP(nullptr) {}
+    std::vector<MemStream> written;
+    void feed(const std::vector<uint8_t>& bytes) {
+        FreadStream.Append(bytes.data(), bytes.size());
+        ReadData();
+    }
+    bool WriteData(MemStream&, bool) override { return false; }
+    void HandleNTPSendAnswer(MemStream& s) override { written.push_back(s); }
+    void DoConnect() override {}
+    void ThreadRun() override {}
+};
+} // namespace
+
+TEST(TcpLink, AnNtpRequestArrivingAfterTheLineFellIsDroppedAndNotAnswered) {
+    std::vector<uint8_t> packet(48, 0);
+    packet[0] = 0x23;
+    const auto request = Frame(9, 1, 2, packet, 4);
+    NtpProbeThread thread;
+    thread.FIsconnected = true;
+    thread.feed(request);
+    ASSERT_EQ(thread.written.size(), 1u) << "a connected line answers";
+    EXPECT_EQ(thread.written[0].size(), 68u);
+    // The session ended in the same batch of data that carried the request.
+    thread.FIsconnected = false;
+    thread.feed(request);
+    EXPECT_EQ(thread.written.size(), 1u) << "no reply goes to a line that is gone";
 }
