@@ -8,7 +8,9 @@
 #include <cfloat>
 #include <cmath>
 #include <cstring>
+#include <future>
 #include <limits>
+#include <system_error>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -24,6 +26,8 @@ constexpr TAlphaColor CZoomCol = 0xFF0000FF;
 constexpr double CMinDrag = 20;
 // Records mapped to the screen at once before the drawing rule runs over them.
 constexpr size_t CScanChunk = 4096;
+// From this many records in the window, a second thread scans half of the columns.
+constexpr uint64_t CSplitRecords = 200000;
 
 // A zoom window needs this many records.
 constexpr int CMinZoomRecs = 5;
@@ -57,27 +61,185 @@ struct TColumnRun {
     }
 };
 
-// The vertical mapping of n values, clamped to the range; what is not finite becomes NaN (x - x
-// is 0 only for a finite x). Two at a time where SSE2 is there, with the same double arithmetic.
-void MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, double K, double* Out) {
-    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+// A non-negative double's bits order as the numbers do: the drawing rule's tests become integer ones.
+inline uint64_t Bits(double d) {
+    uint64_t u;
+    std::memcpy(&u, &d, sizeof u);
+    return u;
+}
+// The drawing rule's step: a point outside the window [Lo, Lo + W] is drawn, and the window moves
+// to it (Lo = PL, W = PW) and Last to P; returns 1 then, else 0. The whole chain from one record to
+// the next runs through here, so it is a compare and three conditional moves: with jumps, a dense
+// signal (drawn or not, at random) costs a misprediction every few records.
+inline int TakeIfOutside(uint64_t P, uint64_t PL, uint64_t PW, uint64_t& Lo, uint64_t& W, uint64_t& Last) {
+#if defined(__x86_64__)
+    const uint64_t d = P - Lo;
+    uint8_t t;
+    asm("cmp %[w], %[d]\n\t"
+        "cmova %[pl], %[lo]\n\t"
+        "cmova %[pw], %[w]\n\t"
+        "cmova %[p], %[last]\n\t"
+        "seta %[t]"
+        : [lo] "+r"(Lo), [w] "+r"(W), [last] "+r"(Last), [t] "=q"(t)
+        : [d] "r"(d), [pl] "r"(PL), [pw] "r"(PW), [p] "r"(P)
+        : "cc");
+    return t;
+#else
+    const uint64_t m = uint64_t(0) - uint64_t(P - Lo > W);
+    Lo ^= (Lo ^ PL) & m;
+    W ^= (W ^ PW) & m;
+    Last ^= (Last ^ P) & m;
+    return int(m & 1);
+#endif
+}
+
+inline double FromBits(uint64_t u) {
+    double d;
+    std::memcpy(&d, &u, sizeof d);
+    return d;
+}
+
+// One chunk of mapped records for the drawing rule, as bits (see Bits): the position, the low end
+// of the window of +-2 pixels around it and the window's width.
+struct TScanChunk {
+    uint64_t *P, *PL, *PW, *T; // T: all ones where the point was drawn
+};
+
+// The vertical mapping of n values, clamped to the range, two at a time where SSE2 is there, with
+// the same double arithmetic, and each one's window. What is not finite is left out, as the drawing
+// rule skips it; returns how many were written.
+size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, double K, const TScanChunk& Out) {
     size_t i = 0;
+    bool gap = false;
 #if defined(__SSE2__)
     const __m128d lo = _mm_set1_pd(Lo), hi = _mm_set1_pd(Hi), bot = _mm_set1_pd(Bot), k = _mm_set1_pd(K),
-                  vnan = _mm_set1_pd(nan);
+                  two = _mm_set1_pd(2.0);
+    int finiteBits = 3;
     for (; i + 2 <= N; i += 2) {
         double pair; // two floats
         std::memcpy(&pair, V + i, sizeof pair);
         const __m128d d = _mm_cvtps_pd(_mm_castpd_ps(_mm_set_sd(pair)));
         const __m128d y = _mm_sub_pd(bot, _mm_mul_pd(_mm_sub_pd(_mm_min_pd(_mm_max_pd(d, lo), hi), lo), k));
-        const __m128d finite = _mm_cmpeq_pd(_mm_sub_pd(d, d), _mm_setzero_pd());
-        _mm_storeu_pd(Out + i, _mm_or_pd(_mm_and_pd(finite, y), _mm_andnot_pd(finite, vnan)));
+        const __m128i below = _mm_castpd_si128(_mm_max_pd(_mm_sub_pd(y, two), _mm_setzero_pd()));
+        const __m128i above = _mm_castpd_si128(_mm_add_pd(y, two));
+        // x - x is 0 only for a finite x.
+        finiteBits &= _mm_movemask_pd(_mm_cmpeq_pd(_mm_sub_pd(d, d), _mm_setzero_pd()));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.P + i), _mm_castpd_si128(y));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.PL + i), below);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.PW + i), _mm_sub_epi64(above, below));
     }
+    gap = finiteBits != 3;
 #endif
     for (; i < N; ++i) {
         const float x = V[i];
         const double y = Bot - (std::min(std::max(double(x), Lo), Hi) - Lo) * K;
-        Out[i] = x - x == 0.f ? y : nan;
+        Out.P[i] = Bits(y);
+        Out.PL[i] = Bits(std::max(y - 2.0, 0.0));
+        Out.PW[i] = Bits(y + 2.0) - Out.PL[i];
+        gap |= x - x != 0.f;
+    }
+    if (!gap) return N;
+    size_t n = 0; // rare: close the gaps
+    for (i = 0; i < N; ++i)
+        if (V[i] - V[i] == 0.f) {
+            Out.P[n] = Out.P[i];
+            Out.PL[n] = Out.PL[i];
+            Out.PW[n++] = Out.PW[i];
+        }
+    return n;
+}
+
+// Widens [Least, Most] (bits) to the drawn points among [From, To) of a chunk: apart from the chain,
+// two at a time where SSE2 is there. Positions are not negative, so 0 is neutral for the maximum.
+void SpanOfTaken(const TScanChunk& C, size_t From, size_t To, uint64_t& Least, uint64_t& Most) {
+    size_t i = From;
+#if defined(__SSE2__)
+    const __m128d inf = _mm_set1_pd(std::numeric_limits<double>::infinity());
+    __m128d lo = inf, hi = _mm_setzero_pd();
+    for (; i + 2 <= To; i += 2) {
+        const __m128d y = _mm_loadu_pd(reinterpret_cast<const double*>(C.P + i));
+        const __m128d drawn = _mm_castsi128_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(C.T + i)));
+        lo = _mm_min_pd(lo, _mm_or_pd(_mm_and_pd(drawn, y), _mm_andnot_pd(drawn, inf)));
+        hi = _mm_max_pd(hi, _mm_and_pd(drawn, y));
+    }
+    double l[2], h[2];
+    _mm_storeu_pd(l, lo);
+    _mm_storeu_pd(h, hi);
+    Least = std::min({Least, Bits(l[0]), Bits(l[1])});
+    Most = std::max({Most, Bits(h[0]), Bits(h[1])});
+#endif
+    for (; i < To; ++i) {
+        Least = std::min(Least, C.P[i] | ~C.T[i]);
+        Most = std::max(Most, C.P[i] & C.T[i]);
+    }
+}
+
+// Where the drawing rule stands between two columns: the last drawn point.
+struct TScanState {
+    double LastX = 0, LastY = 0;
+    bool Any = false;
+    bool operator==(const TScanState& o) const {
+        return Any == o.Any && LastX == o.LastX && Bits(LastY) == Bits(o.LastY);
+    }
+};
+
+// A curve's vertical mapping: values clamped to [Lo, Hi], Bot - (v - Lo) * K.
+struct TYMap {
+    double Lo, Hi, Bot, K;
+};
+
+// The drawing rule over N columns from state S: within a column, the x test holds once a point of
+// it or of the column before was drawn, so only y decides. The window of +-2 pixels around the
+// last drawn point is kept as its low end and width in bits, so that the test and the update are a
+// few integer steps: the chain from one record to the next is what limits the speed. Runs[i] gets
+// column i's drawn points, Ends[i] the state after it; Scratch holds four chunks.
+template <class TCol>
+void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScanState S, const TYMap& M,
+                 uint64_t* Scratch, TColumnRun* Runs, TScanState* Ends) {
+    constexpr uint64_t CNoWindow = 0x7FF0000000000000ull; // +inf: every finite point leaves it
+    const TScanChunk c{Scratch, Scratch + CScanChunk, Scratch + 2 * CScanChunk, Scratch + 3 * CScanChunk};
+    for (size_t ci = 0; ci < N; ++ci) {
+        TColumnRun& run = Runs[ci];
+        run = TColumnRun();
+        run.X = Cols[ci].X + 0.5;
+        uint64_t lo = CNoWindow, w = 0;
+        if (S.Any && std::fabs(run.X - S.LastX) <= 1.0) {
+            lo = Bits(std::max(S.LastY - 2.0, 0.0));
+            w = Bits(S.LastY + 2.0) - lo;
+        }
+        uint64_t last = Bits(S.LastY), least = ~uint64_t(0), most = 0;
+        Lst.ForRuns(Cols[ci].First, Cols[ci].Last, Crv,
+                    [&](const uint64_t*, const float*, const float* v, size_t n) {
+                        for (size_t at = 0; at < n; at += CScanChunk) {
+                            const size_t m =
+                                MapChunk(v + at, std::min(n - at, CScanChunk), M.Lo, M.Hi, M.Bot, M.K, c);
+                            // The first three drawn points of a column are kept; after them only the span and
+                            // the last one count.
+                            size_t i = 0;
+                            for (; i < m && run.Cnt < 3; ++i) {
+                                const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
+                                run.Ys[t ? run.Cnt : 4] = FromBits(c.P[i]);
+                                least = std::min(least, t ? c.P[i] : ~uint64_t(0));
+                                most = std::max(most, t ? c.P[i] : 0);
+                                run.Cnt += t;
+                            }
+                            const size_t rest = i;
+                            for (; i < m; ++i) {
+                                const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
+                                c.T[i] = uint64_t(0) - uint64_t(t); // all ones when drawn
+                                run.Cnt += t;
+                            }
+                            SpanOfTaken(c, rest, m, least, most);
+                        }
+                    });
+        S.LastY = run.Last = FromBits(last);
+        run.Lo = FromBits(least);
+        run.Hi = FromBits(most);
+        if (run.Cnt) {
+            S.Any = true;
+            S.LastX = run.X;
+        }
+        Ends[ci] = S;
     }
 }
 
@@ -405,7 +567,9 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
     FPath.Clear();
     // Positions lie on the pixel centres: on a pixel's edge, a segment's direction would choose
     // the column.
-    if (FPlainDecimation) {
+    // The fast way below tests bits of non-negative positions; a region above the canvas's top
+    // (never on screen) takes the rule as it reads.
+    if (FPlainDecimation || RR.Top < 0) {
         // The rule as it reads: a point is drawn when it leaves the box of 1 x 2 pixels around the
         // last drawn one.
         bool started = false;
@@ -429,48 +593,39 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
                     }
                 });
     } else {
-        // The same rule, column by column and without branches inside a column: within one, the x
-        // test holds once a point of it or of the column before was drawn, so only y decides.
-        TColumnRun run;
-        bool any = false, near = false;
-        double lastX = 0, lastY = 0;
-        for (const TColumn& col : FColumns) {
-            if (run.Cnt) {
-                run.Last = lastY;
-                run.Flush(FPath);
-                any = true;
-                lastX = run.X;
-            }
-            run.X = col.X + 0.5;
-            run.Cnt = 0;
-            run.Lo = 1e300;
-            run.Hi = -1e300;
-            near = any && std::fabs(run.X - lastX) <= 1.0;
-            FMessLst.ForRuns(
-                col.First, col.Last, Crv, [&](const uint64_t*, const float*, const float* v, size_t n) {
-                    for (size_t at = 0; at < n; at += CScanChunk) {
-                        const size_t m = std::min(n - at, CScanChunk);
-                        // The vertical mapping of a chunk at once, free of the loop below's chain;
-                        // what is not finite becomes NaN (x - x is 0 only for a finite x).
-                        MapChunk(v + at, m, SclMin, hiVal, bot, k, FScan.data());
-                        // Selects instead of jumps: whether a point is drawn follows the data,
-                        // which no branch predictor guesses. A point left out writes to slot 4.
-                        for (size_t i = 0; i < m; ++i) {
-                            const double py = FScan[i];
-                            // NaN fails both tests: skipped like a point within reach of the last one.
-                            const bool take = (py == py) & !(near & (std::fabs(py - lastY) <= 2.0));
-                            run.Ys[take ? std::min(run.Cnt, 3) : 4] = py;
-                            lastY = take ? py : lastY;
-                            run.Lo = take ? std::min(run.Lo, py) : run.Lo;
-                            run.Hi = take ? std::max(run.Hi, py) : run.Hi;
-                            run.Cnt += int(take);
-                            near |= take;
-                        }
-                    }
+        // The same rule, column by column (see ScanColumns). With many records the right half of
+        // the columns goes to a second thread, which starts without knowing where the left half
+        // ends; its first columns are then run again from the true state until the two agree.
+        const size_t n = FColumns.size();
+        std::vector<TColumnRun> runs(n);
+        std::vector<TScanState> ends(n);
+        const TYMap map{SclMin, hiVal, bot, k};
+        const uint64_t records = uint64_t(FZoomIdx2 - FZoomIdx1 + 1);
+        const TColumn* cols = FColumns.data();
+        std::future<void> right;
+        const size_t h = n / 2;
+        if (records >= CSplitRecords && n >= 4) try {
+                right = std::async(std::launch::async, [&] {
+                    ScanColumns(FMessLst, Crv, cols + h, n - h, TScanState(), map,
+                                FScan.data() + 4 * CScanChunk, runs.data() + h, ends.data() + h);
                 });
+            } catch (const std::system_error&) {
+                // No thread to spare: all on this one.
+            }
+        if (right.valid()) {
+            ScanColumns(FMessLst, Crv, cols, h, TScanState(), map, FScan.data(), runs.data(), ends.data());
+            right.get();
+            for (size_t i = h; i < n; ++i) {
+                const TScanState guessed = ends[i];
+                ScanColumns(FMessLst, Crv, cols + i, 1, ends[i - 1], map, FScan.data(), runs.data() + i,
+                            ends.data() + i);
+                if (ends[i] == guessed) break;
+            }
+        } else {
+            ScanColumns(FMessLst, Crv, cols, n, TScanState(), map, FScan.data(), runs.data(), ends.data());
         }
-        run.Last = lastY;
-        if (run.Cnt) run.Flush(FPath);
+        for (const TColumnRun& run : runs)
+            if (run.Cnt) run.Flush(FPath);
     }
     // One solid pixel wide with its end pixels: a thinner pen is drawn translucent, so overlapping
     // segments of a column would darken where its span does not, and a flat end leaves out a pixel.

@@ -234,3 +234,35 @@ TEST_F(TimeChart, AxisLabelsOfANarrowRangeDiffer) {
     unique.erase(std::unique(unique.begin(), unique.end()), unique.end());
     EXPECT_EQ(unique.size(), labels.size()) << labels[0] << " " << labels[1] << " " << labels[2];
 }
+
+TEST_F(TimeChart, AStairOfSmallStepsKeepsTheSamePointsWhenHalfTheColumnsAreScannedApart) {
+    // Steps of 1.5 pixels, each a few hundred records long: the rule keeps every second one, so a
+    // scan of the right half that starts without the left half's last point keeps the wrong ones
+    // until it is run again from where the left half ended.
+    constexpr int n = 400000;
+    Fill(n, [](int) { return 0.0; });
+    b.SetScl(0, 0, 1000);
+    Paint();
+    const double perPixel = 1000 / b.PropLst()[0].RR.Height();
+    auto points = [&](bool plain) {
+        b.SetPlainDecimation(plain);
+        b.ForceRepaint();
+        Paint();
+        const auto paths = Picture().Of(TCanvasOp::DrawPath);
+        std::vector<TPointF> out;
+        for (const auto& s : paths.back().Path)
+            out.push_back(s.Point);
+        return out;
+    };
+    // Stairs of 200 steps, a step about a column long, with a few step lengths so that the split
+    // falls on a step the rule skips in one of them.
+    for (int len : {331, 347, 359, 373}) {
+        Fill(n, [&](int i) { return 100 + ((i / len) % 200) * 1.5 * perPixel; });
+        b.SetScl(0, 0, 1000);
+        const auto fast = points(false), plain = points(true);
+        EXPECT_GT(plain.size(), 500u);
+        ASSERT_EQ(fast.size(), plain.size()) << len;
+        for (size_t i = 0; i < fast.size(); ++i)
+            ASSERT_TRUE(fast[i].X == plain[i].X && fast[i].Y == plain[i].Y) << len << ", point " << i;
+    }
+}
