@@ -8,6 +8,9 @@
 #include <QPainterPath>
 #include <QStaticText>
 
+#include <cmath>
+#include <vector>
+
 namespace ferro {
 
 namespace {
@@ -188,6 +191,17 @@ TLaidOutText& TPainterCanvas::LaidOut(const QString& Text) {
     return *cache.insert(key, std::move(t));
 }
 
+TLaidOutText& TPainterCanvas::Prepared(const QString& Text) {
+    TLaidOutText& t = LaidOut(Text);
+    if (t.Static.text().isEmpty() && !Text.isEmpty()) {
+        t.Static.setTextFormat(Qt::PlainText);
+        t.Static.setPerformanceHint(QStaticText::AggressiveCaching);
+        t.Static.setText(Text);
+        t.Static.prepare(QTransform(), FFont);
+    }
+    return t;
+}
+
 double TPainterCanvas::TextWidth(const std::string& Text) {
     return LaidOut(ToQText(Text)).Size.width();
 }
@@ -206,13 +220,7 @@ void TPainterCanvas::FillText(const TRectF& Rect, const std::string& Text, bool 
     const QRectF box = ToQRect(Rect);
     if (!WordWrap && !(Flags & ftRightToLeft) && !text.contains(QLatin1Char('\n'))) {
         // One line: placed by its measured box, drawn from its cached layout.
-        TLaidOutText& t = LaidOut(text);
-        if (t.Static.text().isEmpty() && !text.isEmpty()) {
-            t.Static.setTextFormat(Qt::PlainText);
-            t.Static.setPerformanceHint(QStaticText::AggressiveCaching);
-            t.Static.setText(text);
-            t.Static.prepare(QTransform(), FFont);
-        }
+        TLaidOutText& t = Prepared(text);
         const double x = HAlign == taLeading    ? box.left()
                          : HAlign == taTrailing ? box.right() - t.Size.width()
                                                 : box.center().x() - t.Size.width() / 2;
@@ -221,6 +229,33 @@ void TPainterCanvas::FillText(const TRectF& Rect, const std::string& Text, bool 
                                                 : box.center().y() - t.Size.height() / 2;
         FPainter->setLayoutDirection(Qt::LeftToRight);
         FPainter->drawStaticText(QPointF(x, y), t.Static);
+        return;
+    }
+    if (!WordWrap && !(Flags & ftRightToLeft)) {
+        // Several lines: each from its cached layout, stacked as the painter's own text layout
+        // stacks them (the leading before each line, a line on a whole pixel), which a detail
+        // box redrawn on every repaint would otherwise lay out anew each time.
+        const QFontMetricsF& fm = Metrics();
+        const QStringList lines = text.split(QLatin1Char('\n'));
+        std::vector<double> tops;
+        double height = 0;
+        for (int i = 0; i < lines.size(); ++i) {
+            height = std::ceil(height + fm.leading());
+            tops.push_back(height);
+            height += fm.ascent() + fm.descent();
+        }
+        const double y = VAlign == taLeading    ? box.top()
+                         : VAlign == taTrailing ? box.bottom() - height
+                                                : box.center().y() - height / 2;
+        FPainter->setLayoutDirection(Qt::LeftToRight);
+        for (int i = 0; i < lines.size(); ++i) {
+            TLaidOutText& t = Prepared(lines[i]);
+            if (lines[i].isEmpty()) continue;
+            const double x = HAlign == taLeading    ? box.left()
+                             : HAlign == taTrailing ? box.right() - t.Size.width()
+                                                    : box.center().x() - t.Size.width() / 2;
+            FPainter->drawStaticText(QPointF(x, y + tops[size_t(i)]), t.Static);
+        }
         return;
     }
     FPainter->setLayoutDirection((Flags & ftRightToLeft) ? Qt::RightToLeft : Qt::LeftToRight);
@@ -234,12 +269,19 @@ void TPainterCanvas::ApplyPen() {
              ToJoin(Stroke.Join));
     FPainter->setPen(pen);
     FPainter->setBrush(Qt::NoBrush);
-    FPainter->setRenderHint(QPainter::Antialiasing, Stroke.Antialias);
+    SetAntialias(Stroke.Antialias);
 }
 
-void TPainterCanvas::ApplyNoPen() {
+void TPainterCanvas::SetAntialias(bool On) {
+    // The painter tells its engine of every hint set, changed or not, and the engine then works
+    // out its drawing paths again: a bar chart's hundreds of rectangles would pay that twice each.
+    if (FPainter->testRenderHint(QPainter::Antialiasing) != On)
+        FPainter->setRenderHint(QPainter::Antialiasing, On);
+}
+
+void TPainterCanvas::ApplyNoPen(bool Antialias) {
     FPainter->setPen(Qt::NoPen);
-    FPainter->setRenderHint(QPainter::Antialiasing, true);
+    SetAntialias(Antialias);
 }
 
 void TPainterCanvas::DrawLine(const TPointF& P1, const TPointF& P2, double Opacity) {
@@ -263,14 +305,10 @@ void TPainterCanvas::FillRect(const TRectF& Rect, double Opacity) {
 void TPainterCanvas::FillRect(const TRectF& Rect, double Opacity, const TBrush& Brush) {
     if (!FPainter->isActive()) return;
     FPainter->setOpacity(Opacity);
-    ApplyNoPen();
     // An upright rectangle needs no antialiasing: its edges are only softened, and the rasteriser
     // takes several times as long with it. Turned shapes keep it.
-    const QTransform& t = FPainter->transform();
-    const bool upright = t.type() <= QTransform::TxScale;
-    if (upright) FPainter->setRenderHint(QPainter::Antialiasing, false);
+    ApplyNoPen(FPainter->transform().type() > QTransform::TxScale);
     FPainter->fillRect(ToQRect(Rect), ToQColor(Brush.Color));
-    if (upright) FPainter->setRenderHint(QPainter::Antialiasing, true);
 }
 
 void TPainterCanvas::DrawEllipse(const TRectF& Rect, double Opacity) {

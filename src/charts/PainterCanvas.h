@@ -59,8 +59,12 @@ private:
     const QFont& CurrentFont();
     // The measured size and the layout of a text in the current font, from the thread's cache.
     TLaidOutText& LaidOut(const QString& Text);
+    // The text laid out once and ready to be drawn from the cache.
+    TLaidOutText& Prepared(const QString& Text);
     void ApplyPen();
-    void ApplyNoPen();
+    // No outline; fills antialiased unless told otherwise.
+    void ApplyNoPen(bool Antialias = true);
+    void SetAntialias(bool On);
 
     QPaintDevice* FDevice = nullptr;
     std::unique_ptr<QPainter> FOwnPainter;
