@@ -93,8 +93,10 @@ TPointF TPQPaintBoxVecDiag::DrawVector(TCanvas& Canvas, const TPointF& P, double
     Canvas.Stroke.Color = Colour;
     Canvas.Stroke.Thickness = Thickness;
     Canvas.Stroke.Dash = TStrokeDash::Solid;
-    // Round ends: a zero magnitude still shows as a point at the centre.
-    Canvas.Stroke.Cap = TStrokeCap::Round;
+    // A zero magnitude still shows as a point at the centre: round ends then. Longer vectors end
+    // flat, which the painter draws as a plain band instead of an outline with arcs.
+    const bool point = std::hypot(tip.X - P.X, tip.Y - P.Y) < Thickness;
+    Canvas.Stroke.Cap = point ? TStrokeCap::Round : TStrokeCap::Flat;
     Canvas.DrawLine(P, tip, 1);
     Canvas.Stroke.Cap = TStrokeCap::Flat;
     return tip;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 
 namespace ferro {
 
@@ -55,6 +56,8 @@ bool ZoneToTZI(const std::string& Id, int Year, TTZI& Out) {
         to(QDate(Year + 1, 1, 1), QTime(0, 0), Qt::UTC);
     // The offset the zone keeps outside daylight saving in that year.
     const QTimeZone::OffsetData mid = zone.offsetData(QDateTime(QDate(Year, 7, 1), QTime(0, 0), Qt::UTC));
+    // A zone without data for that year tells an offset of INT_MIN: nothing to offer.
+    if (mid.standardTimeOffset == std::numeric_limits<int>::min()) return false;
     Out.Bias = -mid.standardTimeOffset / 60;
     // Only one daylight period of a year can be told: the first begin and the last end. A zone whose
     // "daylight" lies below its standard offset (negative saving) is taken as without it.

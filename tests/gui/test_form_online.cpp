@@ -30,10 +30,11 @@ namespace fs = std::filesystem;
 namespace {
 
 struct OnlineRig {
+    // Before the window: a form being torn down still reports to them.
+    std::vector<std::string> progress, log;
     QTemporaryDir dir;
     TMainWindow w{SettingsIn(dir), FoldersIn(dir)};
     QPointer<TFormOnline> v;
-    std::vector<std::string> progress, log;
 
     explicit OnlineRig(int port) {
         w.resize(1280, 800);
