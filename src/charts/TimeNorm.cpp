@@ -58,8 +58,10 @@ void TTimeNorm::SetSclMinMax(uint64_t TSMin, uint64_t TSMax, float XLeft, float 
     FXLeft = XLeft;
     FXBer = XBer;
     FTS_Diff = FTS_SclMax - FTS_SclMin;
+    FPixelsPerNs = FTS_Diff ? static_cast<double>(XBer) / static_cast<double>(FTS_Diff) : 0.0;
 
-    // Leading zeros less one: both operands of TmNorm then keep all their bits in a 64-bit mantissa.
+    // Leading zeros less one: a difference of times shifted by it keeps all its bits in a 64-bit
+    // mantissa.
     // Bounded, so that even a forbidden zero range cannot hang the caller.
     FShiftNum = 0;
     uint64_t copy = FTS_Diff;
@@ -100,14 +102,6 @@ std::string TTimeNorm::GetDuration() const {
     if (number < 3600000u) return FltToStrShrt(v / 1000 / 60, 2) + "min";
     if (number < 86400000u) return FltToStrShrt(v / 1000 / 60 / 60, 2) + "hour";
     return FltToStrShrt(v / 1000 / 60 / 60 / 24, 2) + "days";
-}
-
-float TTimeNorm::TmNorm(uint64_t ts) const {
-    if (ts < FTS_SclMin || ts > FTS_SclMax) return FXLeft;
-    const long double a = static_cast<long double>((ts - FTS_SclMin) << FShiftNum);
-    const long double b = static_cast<long double>(FTS_Diff << FShiftNum);
-    const double q = static_cast<double>(a / b);
-    return static_cast<float>(q * FXBer + FXLeft);
 }
 
 uint64_t TTimeNorm::ScaleAt(int i) const {
