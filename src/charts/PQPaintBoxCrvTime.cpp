@@ -99,6 +99,13 @@ inline double FromBits(uint64_t u) {
     return d;
 }
 
+// The window of +-2 pixels around a position, as its low end and width in bits (clamped at 0, where
+// the bits stop ordering as the numbers).
+inline void WindowAround(double Y, uint64_t& Lo, uint64_t& W) {
+    Lo = Bits(std::max(Y - 2.0, 0.0));
+    W = Bits(Y + 2.0) - Lo;
+}
+
 // One chunk of mapped records for the drawing rule, as bits (see Bits): the position, the low end
 // of the window of +-2 pixels around it and the window's width.
 struct TScanChunk {
@@ -134,8 +141,7 @@ size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, doub
         const float x = V[i];
         const double y = Bot - (std::min(std::max(double(x), Lo), Hi) - Lo) * K;
         Out.P[i] = Bits(y);
-        Out.PL[i] = Bits(std::max(y - 2.0, 0.0));
-        Out.PW[i] = Bits(y + 2.0) - Out.PL[i];
+        WindowAround(y, Out.PL[i], Out.PW[i]);
         gap |= x - x != 0.f;
     }
     if (!gap) return N;
@@ -203,10 +209,7 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
         run = TColumnRun();
         run.X = Cols[ci].X + 0.5;
         uint64_t lo = CNoWindow, w = 0;
-        if (S.Any && std::fabs(run.X - S.LastX) <= 1.0) {
-            lo = Bits(std::max(S.LastY - 2.0, 0.0));
-            w = Bits(S.LastY + 2.0) - lo;
-        }
+        if (S.Any && std::fabs(run.X - S.LastX) <= 1.0) WindowAround(S.LastY, lo, w);
         uint64_t last = Bits(S.LastY), least = ~uint64_t(0), most = 0;
         Lst.ForRuns(Cols[ci].First, Cols[ci].Last, Crv,
                     [&](const uint64_t*, const float*, const float* v, size_t n) {
@@ -218,18 +221,16 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                             size_t i = 0;
                             for (; i < m && run.Cnt < 3; ++i) {
                                 const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
+                                c.T[i] = uint64_t(0) - uint64_t(t); // all ones when drawn
                                 run.Ys[t ? run.Cnt : 4] = FromBits(c.P[i]);
-                                least = std::min(least, t ? c.P[i] : ~uint64_t(0));
-                                most = std::max(most, t ? c.P[i] : 0);
                                 run.Cnt += t;
                             }
-                            const size_t rest = i;
                             for (; i < m; ++i) {
                                 const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
-                                c.T[i] = uint64_t(0) - uint64_t(t); // all ones when drawn
+                                c.T[i] = uint64_t(0) - uint64_t(t);
                                 run.Cnt += t;
                             }
-                            SpanOfTaken(c, rest, m, least, most);
+                            SpanOfTaken(c, 0, m, least, most);
                         }
                     });
         S.LastY = run.Last = FromBits(last);

@@ -218,25 +218,27 @@ void TPainterCanvas::FillText(const TRectF& Rect, const std::string& Text, bool 
     FPainter->setFont(CurrentFont());
     const QString text = ToQText(Text);
     const QRectF box = ToQRect(Rect);
-    if (!WordWrap && !(Flags & ftRightToLeft) && !text.contains(QLatin1Char('\n'))) {
-        // One line: placed by its measured box, drawn from its cached layout.
-        TLaidOutText& t = Prepared(text);
-        const double x = HAlign == taLeading    ? box.left()
-                         : HAlign == taTrailing ? box.right() - t.Size.width()
-                                                : box.center().x() - t.Size.width() / 2;
-        const double y = VAlign == taLeading    ? box.top()
-                         : VAlign == taTrailing ? box.bottom() - t.Size.height()
-                                                : box.center().y() - t.Size.height() / 2;
-        FPainter->setLayoutDirection(Qt::LeftToRight);
-        FPainter->drawStaticText(QPointF(x, y), t.Static);
-        return;
-    }
+    // Where a block of `size` starts between `from` and `to`.
+    auto place = [](double from, double to, double size, TTextAlign a) {
+        return a == taLeading ? from : a == taTrailing ? to - size : (from + to) / 2 - size / 2;
+    };
     if (!WordWrap && !(Flags & ftRightToLeft)) {
+        FPainter->setLayoutDirection(Qt::LeftToRight);
+        if (!text.contains(QLatin1Char('\n'))) {
+            // One line: placed by its measured box, drawn from its cached layout.
+            TLaidOutText& t = Prepared(text);
+            FPainter->drawStaticText(QPointF(place(box.left(), box.right(), t.Size.width(), HAlign),
+                                             place(box.top(), box.bottom(), t.Size.height(), VAlign)),
+                                     t.Static);
+            return;
+        }
         // Several lines: each from its cached layout, stacked as the painter's own text layout
         // stacks them (the leading before each line, a line on a whole pixel), which a detail
         // box redrawn on every repaint would otherwise lay out anew each time.
         const QFontMetricsF& fm = Metrics();
-        const QStringList lines = text.split(QLatin1Char('\n'));
+        QStringList lines = text.split(QLatin1Char('\n'));
+        for (QString& l : lines)
+            if (l.endsWith(QLatin1Char('\r'))) l.chop(1);
         std::vector<double> tops;
         double height = 0;
         for (int i = 0; i < lines.size(); ++i) {
@@ -244,17 +246,13 @@ void TPainterCanvas::FillText(const TRectF& Rect, const std::string& Text, bool 
             tops.push_back(height);
             height += fm.ascent() + fm.descent();
         }
-        const double y = VAlign == taLeading    ? box.top()
-                         : VAlign == taTrailing ? box.bottom() - height
-                                                : box.center().y() - height / 2;
-        FPainter->setLayoutDirection(Qt::LeftToRight);
+        const double y = place(box.top(), box.bottom(), height, VAlign);
         for (int i = 0; i < lines.size(); ++i) {
-            TLaidOutText& t = Prepared(lines[i]);
             if (lines[i].isEmpty()) continue;
-            const double x = HAlign == taLeading    ? box.left()
-                             : HAlign == taTrailing ? box.right() - t.Size.width()
-                                                    : box.center().x() - t.Size.width() / 2;
-            FPainter->drawStaticText(QPointF(x, y + tops[size_t(i)]), t.Static);
+            TLaidOutText& t = Prepared(lines[i]);
+            FPainter->drawStaticText(
+                QPointF(place(box.left(), box.right(), t.Size.width(), HAlign), y + tops[size_t(i)]),
+                t.Static);
         }
         return;
     }

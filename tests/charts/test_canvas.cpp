@@ -87,6 +87,25 @@ TEST(PainterCanvas, TextIsMeasuredInDevicePixelsAndDrawnInItsBox) {
     EXPECT_EQ(InkIn(img, QRect(0, 0, 100, 80)), 0);
 }
 
+TEST(PainterCanvas, LinesOfATextStackInTheirBoxEachAlignedOnItsOwn) {
+    QImage img(200, 120, QImage::Format_ARGB32_Premultiplied);
+    TPainterCanvas c(img);
+    ASSERT_TRUE(c.BeginScene());
+    c.Clear(0xFFFFFFFF);
+    c.Font.Size = 20;
+    c.Fill.Color = 0xFF000000;
+    const double h = c.TextHeight("H");
+    const double block = c.TextHeight("H\r\nHHHH");
+    // Bottom and right: the short first line ends where the long second one does.
+    c.FillText(TRectF(0, 0, 190, 110), "H\r\nHHHH", false, 1, 0, taTrailing, taTrailing);
+    c.EndScene();
+    const int top = int(110 - block), mid = int(110 - block + h);
+    EXPECT_EQ(InkIn(img, QRect(0, 0, 200, top - 1)), 0) << "nothing above the block";
+    EXPECT_GT(InkIn(img, QRect(170, top, 20, int(h))), 10) << "first line at the right";
+    EXPECT_EQ(InkIn(img, QRect(0, top, 150, int(h) - 2)), 0) << "and only there";
+    EXPECT_GT(InkIn(img, QRect(120, mid, 40, int(h))), 10) << "second line below it, wider";
+}
+
 TEST(PainterCanvas, PathEllipseAndRotatedLine) {
     QImage img(100, 100, QImage::Format_ARGB32_Premultiplied);
     TPainterCanvas c(img);
