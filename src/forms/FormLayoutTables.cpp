@@ -176,6 +176,8 @@ void TFormLayout::RecToTableRead(const std::string& Path, std::shared_ptr<TRecDa
     }
     FPrepared.reset();
     EndWork();
+    // A file refused before this one no longer stands in the footer.
+    if (LabSBar && LabSBar->text() == QString::fromStdString(FLastRefusal)) LabSBar->clear();
     emit RecordingShown(true);
 }
 

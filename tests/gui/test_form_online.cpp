@@ -179,6 +179,8 @@ TEST(FormOnline, TreeBulkDownloadChartMarkersAndEvents) {
     QObject::connect(&v, &TFormLayout::RecordingShown, [&](bool ok) { shown = ok; });
     v.RecordClick(rig.item(realName));
     ASSERT_TRUE(WaitFor([&] { return shown; }, 20000));
+    EXPECT_FALSE(v.findChild<QLabel*>("LabSBar")->text().contains("kann nicht angezeigt"))
+        << "the refusal of the file before does not stay in the footer";
     EXPECT_TRUE(rig.logged("File " + local + " Exists")) << "complete, no request";
     EXPECT_FALSE(rig.logged("Resuming"));
     ASSERT_GT(v.tvSelect->topLevelItemCount(), 1);
