@@ -3,8 +3,62 @@
 #include "foundation/HugePages.h"
 
 #include <algorithm>
+#include <mutex>
 
 namespace ferro {
+
+namespace {
+
+// One spare block: charts come and go one at a time, and a view shows one recording after another.
+struct TSpare {
+    std::mutex Lock;
+    uint64_t* Block = nullptr;
+    size_t Words = 0;
+};
+
+TSpare& Spare() {
+    static TSpare s;
+    return s;
+}
+
+constexpr size_t CKeepMinWords = (size_t(4) << 20) / 8;   // smaller blocks come cheap
+constexpr size_t CKeepMaxWords = (size_t(512) << 20) / 8; // not held for nothing beyond this
+
+} // namespace
+
+void TMessBlockReturn::operator()(uint64_t* Block) const {
+    if (!Block) return;
+    if (!Keep || Words < CKeepMinWords || Words > CKeepMaxWords) {
+        delete[] Block;
+        return;
+    }
+    TSpare& s = Spare();
+    uint64_t* old = nullptr;
+    {
+        std::lock_guard<std::mutex> g(s.Lock);
+        old = s.Block;
+        s.Block = Block;
+        s.Words = Words;
+    }
+    delete[] old;
+}
+
+TMessLst::TBlock TMessLst::TakeBlock(size_t Words, bool Keep) {
+    if (Keep && Words >= CKeepMinWords) {
+        TSpare& s = Spare();
+        std::lock_guard<std::mutex> g(s.Lock);
+        // Taken when it fits without wasting more than a third of itself.
+        if (s.Block && s.Words >= Words && s.Words - Words <= s.Words / 3) {
+            TBlock b(s.Block, TMessBlockReturn{s.Words, true});
+            s.Block = nullptr;
+            s.Words = 0;
+            return b;
+        }
+    }
+    TBlock b(new uint64_t[Words], TMessBlockReturn{Words, Keep});
+    AdviseHugePages(b.get(), Words * sizeof(uint64_t));
+    return b;
+}
 
 void TMessLst::SetCrvCnt(int CrvCnt) {
     CrvCnt = std::max(0, CrvCnt);
@@ -27,7 +81,8 @@ void TMessLst::Grow(size_t Limit) {
     if (Limit && cap > Limit) cap = std::max(Limit, FCount + 1);
     // Times first, then positions and values as floats, all in 8-byte words.
     const size_t floats = cap * size_t(1 + FCrvCnt);
-    std::unique_ptr<uint64_t[]> block(new uint64_t[cap + (floats + 1) / 2]);
+    // A growing ring's block is not kept: it is half of the next one.
+    TBlock block = TakeBlock(cap + (floats + 1) / 2, false);
     uint64_t* tsl = block.get();
     float* xx = reinterpret_cast<float*>(tsl + cap);
     float* val = xx + cap;
@@ -53,8 +108,7 @@ void TMessLst::Allocate(int CrvCnt, size_t Count) {
     FCrvCnt = std::max(0, CrvCnt);
     const size_t floats = Count * size_t(1 + FCrvCnt);
     const size_t words = Count + (floats + 1) / 2;
-    FBlock.reset(new uint64_t[words]);
-    AdviseHugePages(FBlock.get(), words * sizeof(uint64_t));
+    FBlock = TakeBlock(words, true);
     FTsl = FBlock.get();
     FXX = reinterpret_cast<float*>(FTsl + Count);
     FVal = FXX + Count;

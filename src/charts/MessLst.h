@@ -10,6 +10,15 @@
 
 namespace ferro {
 
+// Gives a large block of a whole recording back for the next chart of about its size: a block the
+// kernel hands out anew is cleared page by page on first touch, which for a week of records costs
+// as much as filling it.
+struct TMessBlockReturn {
+    size_t Words = 0;
+    bool Keep = false;
+    void operator()(uint64_t* Block) const;
+};
+
 class TMessLst {
 public:
     // Clears the list when the number of curves changes.
@@ -57,7 +66,10 @@ private:
     }
     void Grow(size_t Limit);
 
-    std::unique_ptr<uint64_t[]> FBlock;
+    using TBlock = std::unique_ptr<uint64_t[], TMessBlockReturn>;
+    static TBlock TakeBlock(size_t Words, bool Keep);
+
+    TBlock FBlock;
     uint64_t* FTsl = nullptr;
     float* FXX = nullptr;
     float* FVal = nullptr;

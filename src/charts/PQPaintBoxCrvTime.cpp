@@ -26,6 +26,10 @@ constexpr TAlphaColor CZoomCol = 0xFF0000FF;
 constexpr double CMinDrag = 20;
 // Records mapped to the screen at once before the drawing rule runs over them.
 constexpr size_t CScanChunk = 4096;
+// One thread's scratch: four words per record of a chunk and a bit per record (see TScanChunk).
+constexpr size_t CScanScratch = 4 * CScanChunk + CScanChunk / 64 + 2;
+// Records that the drawing rule takes or passes as a whole when it can tell at once.
+constexpr size_t CScanBlock = 16;
 // From this many records in the window, a second thread scans half of the columns.
 constexpr uint64_t CSplitRecords = 200000;
 
@@ -110,33 +114,61 @@ inline void WindowAround(double Y, uint64_t& Lo, uint64_t& W) {
 // of the window of +-2 pixels around it and the window's width.
 struct TScanChunk {
     uint64_t *P, *PL, *PW, *T; // T: all ones where the point was drawn
+    uint64_t* Leaves;          // bit i (i > 0): point i lies outside the window around point i - 1
 };
 
+// Leaves for the points [From, N) one at a time.
+void MarkLeaves(const TScanChunk& C, size_t From, size_t N) {
+    for (size_t i = std::max<size_t>(From, 1); i < N; ++i) {
+        const uint64_t bit = uint64_t(1) << (i & 63);
+        if (C.P[i] - C.PL[i - 1] > C.PW[i - 1])
+            C.Leaves[i >> 6] |= bit;
+        else
+            C.Leaves[i >> 6] &= ~bit;
+    }
+}
+
 // The vertical mapping of n values, clamped to the range, two at a time where SSE2 is there, with
-// the same double arithmetic, and each one's window. What is not finite is left out, as the drawing
+// the same double arithmetic, each one's window, and whether it leaves the window of the one
+// before (when that one was drawn, it is drawn too). What is not finite is left out, as the drawing
 // rule skips it; returns how many were written.
 size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, double K, const TScanChunk& Out) {
     size_t i = 0;
     bool gap = false;
 #if defined(__SSE2__)
     const __m128d lo = _mm_set1_pd(Lo), hi = _mm_set1_pd(Hi), bot = _mm_set1_pd(Bot), k = _mm_set1_pd(K),
-                  two = _mm_set1_pd(2.0);
+                  two = _mm_set1_pd(2.0), zero = _mm_setzero_pd();
     int finiteBits = 3;
+    __m128d prev = zero;
+    uint64_t word = 0;
     for (; i + 2 <= N; i += 2) {
         double pair; // two floats
         std::memcpy(&pair, V + i, sizeof pair);
         const __m128d d = _mm_cvtps_pd(_mm_castpd_ps(_mm_set_sd(pair)));
         const __m128d y = _mm_sub_pd(bot, _mm_mul_pd(_mm_sub_pd(_mm_min_pd(_mm_max_pd(d, lo), hi), lo), k));
-        const __m128i below = _mm_castpd_si128(_mm_max_pd(_mm_sub_pd(y, two), _mm_setzero_pd()));
-        const __m128i above = _mm_castpd_si128(_mm_add_pd(y, two));
+        const __m128d below = _mm_max_pd(_mm_sub_pd(y, two), zero);
+        const __m128d above = _mm_add_pd(y, two);
         // x - x is 0 only for a finite x.
-        finiteBits &= _mm_movemask_pd(_mm_cmpeq_pd(_mm_sub_pd(d, d), _mm_setzero_pd()));
+        finiteBits &= _mm_movemask_pd(_mm_cmpeq_pd(_mm_sub_pd(d, d), zero));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.P + i), _mm_castpd_si128(y));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.PL + i), below);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.PW + i), _mm_sub_epi64(above, below));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.PL + i), _mm_castpd_si128(below));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.PW + i),
+                         _mm_sub_epi64(_mm_castpd_si128(above), _mm_castpd_si128(below)));
+        // The point before each of the two: the last of the pair before, then the first of these.
+        const __m128d before = _mm_shuffle_pd(prev, y, 1);
+        const __m128d out = _mm_or_pd(_mm_cmpgt_pd(y, _mm_add_pd(before, two)),
+                                      _mm_cmplt_pd(y, _mm_max_pd(_mm_sub_pd(before, two), zero)));
+        word |= uint64_t(_mm_movemask_pd(out)) << (i & 63);
+        if ((i & 63) == 62) {
+            Out.Leaves[i >> 6] = word;
+            word = 0;
+        }
+        prev = y;
     }
+    if (i & 63) Out.Leaves[i >> 6] = word;
     gap = finiteBits != 3;
 #endif
+    const size_t tail = i;
     for (; i < N; ++i) {
         const float x = V[i];
         const double y = Bot - (std::min(std::max(double(x), Lo), Hi) - Lo) * K;
@@ -144,7 +176,10 @@ size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, doub
         WindowAround(y, Out.PL[i], Out.PW[i]);
         gap |= x - x != 0.f;
     }
-    if (!gap) return N;
+    if (!gap) {
+        MarkLeaves(Out, tail, N);
+        return N;
+    }
     size_t n = 0; // rare: close the gaps
     for (i = 0; i < N; ++i)
         if (V[i] - V[i] == 0.f) {
@@ -152,6 +187,7 @@ size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, doub
             Out.PL[n] = Out.PL[i];
             Out.PW[n++] = Out.PW[i];
         }
+    MarkLeaves(Out, 0, n);
     return n;
 }
 
@@ -180,6 +216,35 @@ void SpanOfTaken(const TScanChunk& C, size_t From, size_t To, uint64_t& Least, u
     }
 }
 
+// Bits [From, From + N) of a bit array, N at most 32.
+inline uint64_t BitRange(const uint64_t* A, size_t From, unsigned N) {
+    const size_t w = From >> 6, s = From & 63;
+    uint64_t v = A[w] >> s;
+    if (s + N > 64) v |= A[w + 1] << (64 - s);
+    return v & ((uint64_t(1) << N) - 1);
+}
+
+// True when every point of [From, To) lies inside the window [Lo, Lo + W] (bits): none is drawn.
+inline bool AllInside(const TScanChunk& C, size_t From, size_t To, uint64_t Lo, uint64_t W) {
+#if defined(__SSE2__)
+    const __m128d lo = _mm_set1_pd(FromBits(Lo)), hi = _mm_set1_pd(FromBits(Lo + W));
+    __m128d ok = _mm_castsi128_pd(_mm_set1_epi32(-1));
+    size_t i = From;
+    for (; i + 2 <= To; i += 2) {
+        const __m128d y = _mm_loadu_pd(reinterpret_cast<const double*>(C.P + i));
+        ok = _mm_and_pd(ok, _mm_and_pd(_mm_cmpge_pd(y, lo), _mm_cmple_pd(y, hi)));
+    }
+    bool in = _mm_movemask_pd(ok) == 3;
+    for (; in && i < To; ++i)
+        in = C.P[i] - Lo <= W;
+    return in;
+#else
+    for (size_t i = From; i < To; ++i)
+        if (C.P[i] - Lo > W) return false;
+    return true;
+#endif
+}
+
 // Where the drawing rule stands between two columns: the last drawn point.
 struct TScanState {
     double LastX = 0, LastY = 0;
@@ -203,7 +268,8 @@ template <class TCol>
 void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScanState S, const TYMap& M,
                  uint64_t* Scratch, TColumnRun* Runs, TScanState* Ends) {
     constexpr uint64_t CNoWindow = 0x7FF0000000000000ull; // +inf: every finite point leaves it
-    const TScanChunk c{Scratch, Scratch + CScanChunk, Scratch + 2 * CScanChunk, Scratch + 3 * CScanChunk};
+    const TScanChunk c{Scratch, Scratch + CScanChunk, Scratch + 2 * CScanChunk, Scratch + 3 * CScanChunk,
+                       Scratch + 4 * CScanChunk};
     for (size_t ci = 0; ci < N; ++ci) {
         TColumnRun& run = Runs[ci];
         run = TColumnRun();
@@ -225,10 +291,28 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                                 run.Ys[t ? run.Cnt : 4] = FromBits(c.P[i]);
                                 run.Cnt += t;
                             }
-                            for (; i < m; ++i) {
-                                const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
-                                c.T[i] = uint64_t(0) - uint64_t(t);
-                                run.Cnt += t;
+                            // A block whose first point leaves the window and whose every point leaves
+                            // the one before is drawn whole (a dense signal); one inside the window is
+                            // passed whole (a quiet one). Only what is neither runs point by point.
+                            while (i < m) {
+                                const size_t e = std::min(m, i + CScanBlock);
+                                const unsigned k = unsigned(e - i - 1);
+                                if (c.P[i] - lo > w && BitRange(c.Leaves, i + 1, k) == (uint64_t(1) << k) - 1) {
+                                    std::fill(c.T + i, c.T + e, ~uint64_t(0));
+                                    run.Cnt += int(e - i);
+                                    lo = c.PL[e - 1];
+                                    w = c.PW[e - 1];
+                                    last = c.P[e - 1];
+                                } else if (AllInside(c, i, e, lo, w)) {
+                                    std::fill(c.T + i, c.T + e, uint64_t(0));
+                                } else {
+                                    for (size_t j = i; j < e; ++j) {
+                                        const int t = TakeIfOutside(c.P[j], c.PL[j], c.PW[j], lo, w, last);
+                                        c.T[j] = uint64_t(0) - uint64_t(t);
+                                        run.Cnt += t;
+                                    }
+                                }
+                                i = e;
                             }
                             SpanOfTaken(c, 0, m, least, most);
                         }
@@ -246,7 +330,7 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
 
 } // namespace
 
-TPQPaintBoxCrvTime::TPQPaintBoxCrvTime() {
+TPQPaintBoxCrvTime::TPQPaintBoxCrvTime() : FScan(2 * CScanScratch) {
     FFerroDisp = chartdefs::sdOsziTime;
 }
 
@@ -608,7 +692,7 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
         if (records >= CSplitRecords && n >= 4) try {
                 right = std::async(std::launch::async, [&] {
                     ScanColumns(FMessLst, Crv, cols + h, n - h, TScanState(), map,
-                                FScan.data() + 4 * CScanChunk, runs.data() + h, ends.data() + h);
+                                FScan.data() + CScanScratch, runs.data() + h, ends.data() + h);
                 });
             } catch (const std::system_error&) {
                 // No thread to spare: all on this one.

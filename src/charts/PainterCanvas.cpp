@@ -1,9 +1,11 @@
 #include "charts/PainterCanvas.h"
 
 #include "charts/ImageBitmap.h"
+#include "charts/ThinPathRaster.h"
 
 #include <QFontMetricsF>
 #include <QHash>
+#include <QImage>
 #include <QPaintDevice>
 #include <QPainterPath>
 #include <QStaticText>
@@ -317,7 +319,7 @@ void TPainterCanvas::DrawEllipse(const TRectF& Rect, double Opacity) {
 }
 
 void TPainterCanvas::DrawPath(const TPathData& Path, double Opacity) {
-    if (!FPainter->isActive() || Path.Empty()) return;
+    if (!FPainter->isActive() || Path.Empty() || DrawThinPath(Path, Opacity)) return;
     FPainter->setOpacity(Opacity);
     ApplyPen();
     // The scratch path keeps its storage between curves.
@@ -329,6 +331,32 @@ void TPainterCanvas::DrawPath(const TPathData& Path, double Opacity) {
             FPathScratch.lineTo(s.Point.X, s.Point.Y);
     }
     FPainter->drawPath(FPathScratch);
+}
+
+bool TPainterCanvas::DrawThinPath(const TPathData& Path, double Opacity) {
+    // Only what the painter would draw exactly so: one opaque, solid, aliased pixel wide, on a
+    // plain image, not turned or scaled, nothing clipped or blended otherwise.
+    if (Opacity < 1 || Stroke.Antialias || Stroke.Thickness > 1 || Stroke.Dash != TStrokeDash::Solid ||
+        (Stroke.Color >> 24) != 0xFF)
+        return false;
+    QPaintDevice* dev = Device();
+    if (!dev || dev->devType() != QInternal::Image || FPainter->hasClipping() ||
+        FPainter->compositionMode() != QPainter::CompositionMode_SourceOver)
+        return false;
+    auto* img = static_cast<QImage*>(dev);
+    const QImage::Format f = img->format();
+    if ((f != QImage::Format_ARGB32_Premultiplied && f != QImage::Format_ARGB32 && f != QImage::Format_RGB32) ||
+        img->devicePixelRatio() != 1.0 || !img->isDetached())
+        return false;
+    const QTransform& t = FPainter->transform();
+    if (t.type() > QTransform::TxTranslate) return false;
+    TPixelTarget target;
+    target.Bits = reinterpret_cast<uint32_t*>(img->bits());
+    target.StrideWords = int(img->bytesPerLine() / 4);
+    target.Width = img->width();
+    target.Height = img->height();
+    RasterThinPath(target, Path, t.dx(), t.dy(), Stroke.Color);
+    return true;
 }
 
 void TPainterCanvas::ApplyTransform() {

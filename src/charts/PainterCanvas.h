@@ -61,6 +61,8 @@ private:
     TLaidOutText& LaidOut(const QString& Text);
     // The text laid out once and ready to be drawn from the cache.
     TLaidOutText& Prepared(const QString& Text);
+    // Draws a thin aliased path straight into the image's pixels; false when the painter must.
+    bool DrawThinPath(const TPathData& Path, double Opacity);
     void ApplyPen();
     // No outline; fills antialiased unless told otherwise.
     void ApplyNoPen(bool Antialias = true);

@@ -7,11 +7,16 @@
 #include <cfloat>
 #include <cmath>
 #include <cstring>
+#include <future>
 #include <limits>
+#include <system_error>
 
 namespace ferro {
 
 namespace {
+
+// From this many records on, the second half is decoded on a second thread.
+constexpr uint64_t CSplitRecords = 1u << 16;
 
 // The bytes a value column of this kind reads; 0 for a kind no chart takes.
 uint32_t ValueBytes(const TTblStrc& c) {
@@ -29,15 +34,15 @@ uint32_t ValueBytes(const TTblStrc& c) {
     }
 }
 
-// One column of every record into Out, its finite range into Min and Max. One loop per kind, so
-// the kind is decided once per column and not once per value.
-void DecodeColumn(const TRecData& Data, const TTblStrc& c, uint64_t Records, float* Out, float& Min,
+// Column c of the records [From, To) into Out[From..To), their finite range into Min and Max. One
+// loop per kind, so the kind is decided once per column and block and not once per value.
+void DecodeColumn(const TRecData& Data, const TTblStrc& c, uint64_t From, uint64_t To, float* Out, float& Min,
                   float& Max) {
-    const uint8_t* p = Data.Stream.data() + c.Offset;
     const size_t stride = Data.RecMemSize;
-    float mn = FLT_MAX, mx = -FLT_MAX;
+    const uint8_t* p = Data.Stream.data() + c.Offset + From * stride;
+    float mn = Min, mx = Max;
     auto fill = [&](auto Value) {
-        for (uint64_t r = 0; r < Records; ++r, p += stride) {
+        for (uint64_t r = From; r < To; ++r, p += stride) {
             const float v = Value(p);
             Out[r] = v;
             // x - x is 0 only for a finite x.
@@ -74,42 +79,60 @@ void DecodeColumn(const TRecData& Data, const TTblStrc& c, uint64_t Records, flo
         fill([](const uint8_t* q) { return MemStream::peekF32(q + 8); });
         break;
     default: // a stamp is no value
-        std::fill(Out, Out + Records, std::numeric_limits<float>::quiet_NaN());
+        std::fill(Out + From, Out + To, std::numeric_limits<float>::quiet_NaN());
         break;
     }
     Min = mn;
     Max = mx;
 }
 
-// The local time of every record by the kind of the first column.
-void DecodeTimes(const TRecData& Data, uint64_t Records, uint64_t* Out) {
+// The local times of the records [From, To) when the first column is a stamp or there is none (a
+// fixed rate from the start). A tick counter is read whole by DecodeTicks: each time depends on the
+// ones before.
+void DecodeTimes(const TRecData& Data, uint64_t From, uint64_t To, uint64_t* Out) {
     const TTblStrc& axis = Data.RecDataLst.front();
-    const uint8_t* p = Data.Stream.data() + axis.Offset;
     const size_t stride = Data.RecMemSize;
     if (axis.PaintStruc == psStamp) {
-        for (uint64_t r = 0; r < Records; ++r, p += stride)
+        const uint8_t* p = Data.Stream.data() + axis.Offset + From * stride;
+        for (uint64_t r = From; r < To; ++r, p += stride)
             Out[r] = TGraphAssembly::LocalLinear({MemStream::peekU32(p), MemStream::peekU32(p + 4)},
                                                  Data.TimeZone);
         return;
     }
     const uint64_t base = TGraphAssembly::LocalLinear(Data.Context.Start, Data.TimeZone);
-    if (axis.PaintStruc == psTick) {
-        // A tick counter of 100 ns that restarts each second: a step back is a whole second more.
-        int64_t last = -1;
-        uint64_t seconds = 0;
-        for (uint64_t r = 0; r < Records; ++r, p += stride) {
-            int32_t raw;
-            std::memcpy(&raw, p, 4);
-            const int64_t tick = std::clamp<int64_t>(raw, 0, 9999999);
-            if (last >= 0 && tick < last) ++seconds;
-            last = tick;
-            Out[r] = base + uint64_t(tick) * 100 + seconds * 1000000000ull;
-        }
-        return;
-    }
     const double step = 1.0 / (Data.SampleRate ? double(Data.SampleRate) : 1.0) * 1e9;
-    for (uint64_t r = 0; r < Records; ++r)
+    for (uint64_t r = From; r < To; ++r)
         Out[r] = base + uint64_t(std::llround(step * double(r)));
+}
+
+void DecodeTicks(const TRecData& Data, uint64_t Records, uint64_t* Out) {
+    const TTblStrc& axis = Data.RecDataLst.front();
+    const uint8_t* p = Data.Stream.data() + axis.Offset;
+    const uint64_t base = TGraphAssembly::LocalLinear(Data.Context.Start, Data.TimeZone);
+    // A tick counter of 100 ns that restarts each second: a step back is a whole second more.
+    int64_t last = -1;
+    uint64_t seconds = 0;
+    for (uint64_t r = 0; r < Records; ++r, p += Data.RecMemSize) {
+        int32_t raw;
+        std::memcpy(&raw, p, 4);
+        const int64_t tick = std::clamp<int64_t>(raw, 0, 9999999);
+        if (last >= 0 && tick < last) ++seconds;
+        last = tick;
+        Out[r] = base + uint64_t(tick) * 100 + seconds * 1000000000ull;
+    }
+}
+
+// The columns and (unless they are ticks) the times of the records [From, To), a block of records
+// at a time for all columns: the records pass through the cache once and not once per column.
+void DecodeRange(const TRecData& Data, const std::vector<const TTblStrc*>& Cols, uint64_t From, uint64_t To,
+                 TMessLst& Out, float* Min, float* Max) {
+    constexpr uint64_t CBlock = 4096;
+    for (uint64_t from = From; from < To; from += CBlock) {
+        const uint64_t to = std::min(To, from + CBlock);
+        for (size_t i = 0; i < Cols.size(); ++i)
+            DecodeColumn(Data, *Cols[i], from, to, Out.Values(int(i)), Min[i], Max[i]);
+    }
+    if (Data.RecDataLst.front().PaintStruc != psTick) DecodeTimes(Data, From, To, Out.Times());
 }
 
 } // namespace
@@ -151,9 +174,27 @@ bool TGraphAssembly::Assemble(const TRecData& Data, const std::vector<int>& Tags
     Out.Records.Allocate(int(cols.size()), size_t(records));
     Out.Min.assign(cols.size(), FLT_MAX);
     Out.Max.assign(cols.size(), -FLT_MAX);
-    for (size_t i = 0; i < cols.size(); ++i)
-        DecodeColumn(Data, *cols[i], records, Out.Records.Values(int(i)), Out.Min[i], Out.Max[i]);
-    DecodeTimes(Data, records, Out.Records.Times());
+    // The second half of the records on a second thread where there are enough of them: reading
+    // them is bound by memory, which one core does not use up. Each half keeps its own ranges.
+    const uint64_t half = records >= CSplitRecords ? records / 2 : records;
+    std::vector<float> min2(cols.size(), FLT_MAX), max2(cols.size(), -FLT_MAX);
+    std::future<void> second;
+    if (half < records) try {
+            second = std::async(std::launch::async, [&] {
+                DecodeRange(Data, cols, half, records, Out.Records, min2.data(), max2.data());
+            });
+        } catch (const std::system_error&) {
+            // No thread to spare: all on this one.
+        }
+    DecodeRange(Data, cols, 0, second.valid() ? half : records, Out.Records, Out.Min.data(), Out.Max.data());
+    if (axis.PaintStruc == psTick) DecodeTicks(Data, records, Out.Records.Times());
+    if (second.valid()) {
+        second.get();
+        for (size_t i = 0; i < cols.size(); ++i) {
+            Out.Min[i] = std::min(Out.Min[i], min2[i]);
+            Out.Max[i] = std::max(Out.Max[i], max2[i]);
+        }
+    }
     const tmStamp_t start = records && axis.PaintStruc == psStamp
                                 ? tmStamp_t{MemStream::peekU32(Data.Stream.data() + axis.Offset),
                                             MemStream::peekU32(Data.Stream.data() + axis.Offset + 4)}

@@ -218,3 +218,58 @@ TEST(PainterCanvas, ChartsFromTheirCachedLayerPaintWhatAFreshChartPaints) {
     }
     EXPECT_EQ(paint(vcached), paint(vfresh));
 }
+
+// Thin aliased paths on an image are written straight into its pixels: a column's zigzag covers
+// exactly its span, either direction gives the same pixels, and coordinates far off cost nothing.
+TEST(PainterCanvas, ThinAliasedPathsCoverTheSamePixelsInAnyOrderAndStayOnTheImage) {
+    auto render = [](const TPathData& p, TAlphaColor colour, int w = 60, int h = 60) {
+        QImage img(w, h, QImage::Format_ARGB32_Premultiplied);
+        TPainterCanvas c(img);
+        EXPECT_TRUE(c.BeginScene());
+        c.Clear(0xFFFFFFFF);
+        c.Stroke.Antialias = false;
+        c.Stroke.Thickness = 1;
+        c.Stroke.Color = colour;
+        c.DrawPath(p, 1);
+        c.EndScene();
+        return img;
+    };
+    TPathData zigzag, span, reversed;
+    const double ys[] = {30.2, 12.7, 44.9, 20.1, 38.6, 12.7, 25.0};
+    zigzag.MoveTo({10.5, ys[0]});
+    for (double y : ys)
+        zigzag.LineTo({10.5, y});
+    zigzag.LineTo({11.5, 50.3}); // on to the next column
+    span.MoveTo({10.5, 30.2});
+    span.LineTo({10.5, 12.7});
+    span.LineTo({10.5, 44.9});
+    span.LineTo({10.5, 25.0});
+    span.LineTo({11.5, 50.3});
+    for (size_t i = zigzag.Count(); i-- > 0;)
+        i + 1 == zigzag.Count() ? reversed.MoveTo(zigzag.Steps()[i].Point) : reversed.LineTo(zigzag.Steps()[i].Point);
+    const QImage a = render(zigzag, 0xFF000000), b = render(span, 0xFF000000), r = render(reversed, 0xFF000000);
+    EXPECT_EQ(a, b);
+    EXPECT_EQ(a, r);
+    EXPECT_EQ(InkIn(a, QRect(10, 0, 1, 60)), 44 - 12 + 1) << "rows 12 to 44 of the column";
+    EXPECT_EQ(Px(a, 10, 11), 0xFFFFFFFFu);
+    EXPECT_EQ(Px(a, 11, 50), 0xFF000000u);
+
+    // A line across the plane of numbers draws its pixels on the image and no others; what is not
+    // finite draws nothing.
+    TPathData far;
+    far.MoveTo({-1e300, 20.5});
+    far.LineTo({1e300, 20.5});
+    far.MoveTo({5.5, std::nan("")});
+    far.LineTo({5.5, 40});
+    const QImage f = render(far, 0xFF000000);
+    EXPECT_EQ(InkIn(f, QRect(0, 0, 60, 60)), 60);
+    EXPECT_EQ(InkIn(f, QRect(0, 20, 60, 1)), 60);
+
+    // A translucent colour is blended by the painter, not written over.
+    TPathData line;
+    line.MoveTo({0.5, 5.5});
+    line.LineTo({50.5, 5.5});
+    const QImage t = render(line, 0x80000000);
+    EXPECT_NE(Px(t, 20, 5), 0xFF000000u);
+    EXPECT_NE(Px(t, 20, 5), 0xFFFFFFFFu);
+}

@@ -218,6 +218,13 @@ TEST_F(TimeChart, ColumnSpansDrawTheSamePixelsAsEveryKeptPoint) {
     Fill(300000, [](int i) { return std::sin(i / 40000.0) + 0.02 * ((int64_t(i) * 7919) % 13); });
     b.SetScl(0, -1.5, 1.5);
     EXPECT_EQ(differing(), 0);
+    // Every point far from the one before (all drawn), then a level with a rare jump (hardly any).
+    Fill(300000, [](int i) { return double((int64_t(i) * 37) % 101); });
+    b.SetScl(0, 0, 100);
+    EXPECT_EQ(differing(), 0);
+    Fill(300000, [](int i) { return (i / 7001) % 2 + 0.001 * (i % 3); });
+    b.SetScl(0, -0.5, 1.5);
+    EXPECT_EQ(differing(), 0);
 }
 
 TEST_F(TimeChart, AxisLabelsOfANarrowRangeDiffer) {

@@ -144,3 +144,23 @@ TEST(GraphAssembly, DecodesEveryKindInLocalTimeWithColoursByTag) {
     EXPECT_EQ(log, std::vector<std::string>{"Unknown PaintStruc: 9"});
     EXPECT_EQ(chart.GetMessCnt(), 3);
 }
+
+TEST(GraphAssembly, ALongRecordingDecodedInTwoHalvesKeepsEveryRecordAndTheWholeRange) {
+    std::vector<uint32_t> secs(140000);
+    for (size_t i = 0; i < secs.size(); ++i)
+        secs[i] = 1000 + uint32_t(i);
+    const TRecData d = MakeRecording(secs);
+    TGraphSeries s;
+    ASSERT_TRUE(TGraphAssembly::Assemble(d, {1, 3}, s, nullptr));
+    ASSERT_EQ(s.Records.Count(), 140000);
+    for (int r : {0, 69999, 70000, 139999}) {
+        EXPECT_EQ(s.Records.Tsl(r), (4600ull + uint64_t(r)) * 1000000000ull) << r;
+        EXPECT_EQ(s.Records.Val(r, 0), 230.0f + float(r)) << r;
+        EXPECT_EQ(s.Records.Val(r, 1), 10.0f * float(r)) << r;
+    }
+    // The lowest values are in the first half, the highest in the second.
+    EXPECT_EQ(s.Min[0], 230.0f);
+    EXPECT_EQ(s.Max[0], 140229.0f);
+    EXPECT_EQ(s.Min[1], 0.0f);
+    EXPECT_EQ(s.Max[1], 1399990.0f);
+}
