@@ -216,6 +216,28 @@ void SpanOfTaken(const TScanChunk& C, size_t From, size_t To, uint64_t& Least, u
     }
 }
 
+// Widens [Least, Most] (bits) to all points of [From, To).
+inline void SpanOfAll(const TScanChunk& C, size_t From, size_t To, uint64_t& Least, uint64_t& Most) {
+    size_t i = From;
+#if defined(__SSE2__)
+    __m128d lo = _mm_set1_pd(std::numeric_limits<double>::infinity()), hi = _mm_setzero_pd();
+    for (; i + 2 <= To; i += 2) {
+        const __m128d y = _mm_loadu_pd(reinterpret_cast<const double*>(C.P + i));
+        lo = _mm_min_pd(lo, y);
+        hi = _mm_max_pd(hi, y);
+    }
+    double l[2], h[2];
+    _mm_storeu_pd(l, lo);
+    _mm_storeu_pd(h, hi);
+    Least = std::min({Least, Bits(l[0]), Bits(l[1])});
+    Most = std::max({Most, Bits(h[0]), Bits(h[1])});
+#endif
+    for (; i < To; ++i) {
+        Least = std::min(Least, C.P[i]);
+        Most = std::max(Most, C.P[i]);
+    }
+}
+
 // Bits [From, From + N) of a bit array, N at most 32.
 inline uint64_t BitRange(const uint64_t* A, size_t From, unsigned N) {
     const size_t w = From >> 6, s = From & 63;
@@ -291,6 +313,7 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                                 run.Ys[t ? run.Cnt : 4] = FromBits(c.P[i]);
                                 run.Cnt += t;
                             }
+                            SpanOfTaken(c, 0, i, least, most);
                             // A block whose first point leaves the window and whose every point leaves
                             // the one before is drawn whole (a dense signal); one inside the window is
                             // passed whole (a quiet one). Only what is neither runs point by point.
@@ -298,23 +321,21 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                                 const size_t e = std::min(m, i + CScanBlock);
                                 const unsigned k = unsigned(e - i - 1);
                                 if (c.P[i] - lo > w && BitRange(c.Leaves, i + 1, k) == (uint64_t(1) << k) - 1) {
-                                    std::fill(c.T + i, c.T + e, ~uint64_t(0));
+                                    SpanOfAll(c, i, e, least, most);
                                     run.Cnt += int(e - i);
                                     lo = c.PL[e - 1];
                                     w = c.PW[e - 1];
                                     last = c.P[e - 1];
-                                } else if (AllInside(c, i, e, lo, w)) {
-                                    std::fill(c.T + i, c.T + e, uint64_t(0));
-                                } else {
+                                } else if (!AllInside(c, i, e, lo, w)) {
                                     for (size_t j = i; j < e; ++j) {
                                         const int t = TakeIfOutside(c.P[j], c.PL[j], c.PW[j], lo, w, last);
                                         c.T[j] = uint64_t(0) - uint64_t(t);
                                         run.Cnt += t;
                                     }
+                                    SpanOfTaken(c, i, e, least, most);
                                 }
                                 i = e;
                             }
-                            SpanOfTaken(c, 0, m, least, most);
                         }
                     });
         S.LastY = run.Last = FromBits(last);
