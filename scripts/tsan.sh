@@ -4,16 +4,22 @@
 # atomics are invisible and its queued calls look like races: scripts/tsan.supp silences Qt's
 # internals only. Any other report, of any process, fails the run. Run it before resolving an issue
 # that touches threads. TARGETS="test_link" builds only those (and the programs they start).
-# With clang 14 (Debian 12), ThreadSanitizer's own fork handling stops a test that starts a
-# process (QProcess clones the way vfork does): "CHECK failed: tsan_rtl.cpp:234" in ForkAfter. Such
-# a test is not checked for races; the reports it leaves name no data race.
+# clang 16 is taken where it is there (Debian 12 has it as clang-16 with libclang-rt-16-dev):
+# clang 14's ThreadSanitizer stops in its own fork handling as soon as a test starts a process
+# (QProcess clones the way vfork does): "CHECK failed: tsan_rtl.cpp:234" in ForkAfter.
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 TSAN_DIR="${TSAN_DIR:-$ROOT/build-tsan}"
 "$ROOT/scripts/install-deps.sh" clang
+CC_TSAN=clang
+CXX_TSAN=clang++
+if command -v clang++-16 >/dev/null; then
+  CC_TSAN=clang-16
+  CXX_TSAN=clang++-16
+fi
 if [ ! -f "$TSAN_DIR/CMakeCache.txt" ]; then
   cmake -S "$ROOT" -B "$TSAN_DIR" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
-    -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang \
+    -DCMAKE_CXX_COMPILER="$CXX_TSAN" -DCMAKE_C_COMPILER="$CC_TSAN" \
     -DCMAKE_CXX_FLAGS="-fsanitize=thread -fno-omit-frame-pointer -O1" \
     -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=thread"
 fi

@@ -10,7 +10,10 @@
 #include <QPainterPath>
 #include <QStaticText>
 
+#include <climits>
 #include <cmath>
+#include <future>
+#include <system_error>
 #include <vector>
 
 namespace ferro {
@@ -73,6 +76,9 @@ int AlignFlags(TTextAlign h, TTextAlign v) {
 QTransform ToQTransform(const TMatrix& m) {
     return QTransform(m.m11, m.m12, m.m21, m.m22, m.m31, m.m32);
 }
+
+// From this many steps on, a thin path is drawn by two threads.
+constexpr size_t CThinPathSplit = 2048;
 
 } // namespace
 
@@ -355,6 +361,18 @@ bool TPainterCanvas::DrawThinPath(const TPathData& Path, double Opacity) {
     target.StrideWords = int(img->bytesPerLine() / 4);
     target.Width = img->width();
     target.Height = img->height();
+    // A long path (a dense curve) by halves of the columns on two threads.
+    if (Path.Count() >= CThinPathSplit && target.Width >= 64) try {
+            TPixelTarget right = target;
+            right.XFrom = target.XTo = target.Width / 2;
+            auto other = std::async(std::launch::async,
+                                    [&] { RasterThinPath(right, Path, t.dx(), t.dy(), Stroke.Color); });
+            RasterThinPath(target, Path, t.dx(), t.dy(), Stroke.Color);
+            other.get();
+            return true;
+        } catch (const std::system_error&) {
+            target.XTo = INT_MAX; // no thread to spare: all on this one
+        }
     RasterThinPath(target, Path, t.dx(), t.dy(), Stroke.Color);
     return true;
 }

@@ -43,6 +43,9 @@ public:
     void Segment(double X1, double Y1, double X2, double Y2) {
         // A pixel beyond each edge, so that the cut never moves an end pixel that is on the target.
         if (!Cut(X1, Y1, X2, Y2, -1, -1, FT.Width + 1, FT.Height + 1)) return;
+        // Cut to the image only, so that every share computes the same pixels; then a segment
+        // wholly outside this share's columns is passed over.
+        if (std::floor(std::max(X1, X2)) < FT.XFrom || std::floor(std::min(X1, X2)) >= FT.XTo) return;
         if (std::fabs(X2 - X1) >= std::fabs(Y2 - Y1)) {
             if (X1 > X2) {
                 std::swap(X1, X2);
@@ -74,12 +77,12 @@ public:
 
 private:
     void Put(int X, int Y) {
-        if (unsigned(X) < unsigned(FT.Width) && unsigned(Y) < unsigned(FT.Height))
+        if (X >= FT.XFrom && X < FT.XTo && unsigned(X) < unsigned(FT.Width) && unsigned(Y) < unsigned(FT.Height))
             FT.Bits[size_t(Y) * size_t(FT.StrideWords) + size_t(X)] = FPixel;
     }
     // The rows A to B of one column: the dense curve's common case, one store per pixel.
     void Run(int X, int A, int B) {
-        if (unsigned(X) >= unsigned(FT.Width)) return;
+        if (X < FT.XFrom || X >= FT.XTo || unsigned(X) >= unsigned(FT.Width)) return;
         A = std::max(A, 0);
         B = std::min(B, FT.Height - 1);
         uint32_t* p = FT.Bits + size_t(A) * size_t(FT.StrideWords) + size_t(X);

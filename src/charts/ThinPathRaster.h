@@ -5,6 +5,7 @@
 
 #include "charts/PathData.h"
 
+#include <climits>
 #include <cstdint>
 
 namespace ferro {
@@ -13,6 +14,9 @@ struct TPixelTarget {
     uint32_t* Bits = nullptr;
     int StrideWords = 0; // 32-bit words from one row to the next
     int Width = 0, Height = 0;
+    // Only the pixel columns [XFrom, XTo) are written: two threads can share a path by halves and
+    // still draw exactly the pixels that one would.
+    int XFrom = 0, XTo = INT_MAX;
 };
 
 // Draws every segment of Path, shifted by (Dx, Dy), in Pixel. A segment covers the pixel of each

@@ -265,6 +265,34 @@ TEST(PainterCanvas, ThinAliasedPathsCoverTheSamePixelsInAnyOrderAndStayOnTheImag
     EXPECT_EQ(InkIn(f, QRect(0, 0, 60, 60)), 60);
     EXPECT_EQ(InkIn(f, QRect(0, 20, 60, 1)), 60);
 
+    // A long path is drawn by two threads, each in its half of the columns: the same pixels as the
+    // same segments drawn as short paths by one.
+    TPathData longPath;
+    std::vector<TPathData> pieces(1);
+    for (int i = 0; i < 5000; ++i) {
+        const TPointF p(0.5 + i * 0.012, 30 + 25 * std::sin(i * 0.37) + 3 * std::sin(i * 0.011));
+        i ? longPath.LineTo(p) : longPath.MoveTo(p);
+        if (i % 1000 == 999) pieces.back().LineTo(p), pieces.emplace_back();
+        pieces.back().Count() ? pieces.back().LineTo(p) : pieces.back().MoveTo(p);
+    }
+    QImage whole(60, 60, QImage::Format_ARGB32_Premultiplied), parts = whole;
+    for (QImage* img : {&whole, &parts}) {
+        TPainterCanvas c(*img);
+        ASSERT_TRUE(c.BeginScene());
+        c.Clear(0xFFFFFFFF);
+        c.Stroke.Antialias = false;
+        c.Stroke.Thickness = 1;
+        c.Stroke.Color = 0xFF0000FF;
+        if (img == &whole)
+            c.DrawPath(longPath, 1);
+        else
+            for (const TPathData& p : pieces)
+                c.DrawPath(p, 1);
+        c.EndScene();
+    }
+    EXPECT_EQ(whole, parts);
+    EXPECT_GT(InkIn(whole, QRect(0, 0, 60, 60)), 1000);
+
     // A translucent colour is blended by the painter, not written over.
     TPathData line;
     line.MoveTo({0.5, 5.5});
