@@ -1,14 +1,16 @@
 #pragma once
 // The simulator and the command line as processes, for end-to-end tests on loopback.
 
+#include "ChildProcess.h"
+
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #ifndef FERRO_NO_GTEST
 #include <gtest/gtest.h>
 #endif
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <string>
@@ -25,27 +27,23 @@ public:
     explicit SimProcess(const std::vector<std::string>& extraArgs = {}, const std::string& root = {}) {
         root_ = root.empty() ? dir_.path().toStdString() + "/instrument" : root;
         const QString out = dir_.filePath("ferrosim.out");
-        proc_.setStandardOutputFile(out);
-        proc_.setStandardErrorFile(dir_.filePath("ferrosim.err"));
         // A test process that dies (a crash, a sanitizer's abort) takes its simulator along.
-        QStringList args = {"--root", QString::fromStdString(root_), "--port", "0", "--exit-with-parent"};
-        for (const auto& a : extraArgs)
-            args << QString::fromStdString(a);
+        std::vector<std::string> args = {"--root", root_, "--port", "0", "--exit-with-parent"};
+        args.insert(args.end(), extraArgs.begin(), extraArgs.end());
         // No recording history unless a test asks for one: it would only cost time here.
-        if (!args.contains("--history-days"))
-            args << "--history-days"
-                 << "0";
-        proc_.start(FERROSIM_BIN, args);
-        proc_.waitForStarted(5000);
+        if (std::find(args.begin(), args.end(), "--history-days") == args.end())
+            args.insert(args.end(), {"--history-days", "0"});
+        proc_.start(FERROSIM_BIN, args, "/dev/null", out.toStdString(),
+                    dir_.filePath("ferrosim.err").toStdString());
         auto until = std::chrono::steady_clock::now() + std::chrono::seconds(15);
-        while (std::chrono::steady_clock::now() < until && proc_.state() == QProcess::Running) {
+        while (std::chrono::steady_clock::now() < until && proc_.running()) {
             if (QFile f(out); f.open(QIODevice::ReadOnly)) out_ = f.readAll().toStdString();
             port_ = number("listening on 127.0.0.1:");
             sshPort_ = number("ssh on 127.0.0.1:");
             ftpPort_ = number("ftp on 127.0.0.1:");
             serial_ = text("serial on ");
             if (complete(extraArgs)) break;
-            proc_.waitForFinished(20);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
     }
     ~SimProcess() {
@@ -62,20 +60,20 @@ public:
     }
     // SIGTERM, then the exit code (-1 when it had to be killed).
     int stop() {
-        if (proc_.state() == QProcess::NotRunning) return proc_.exitCode();
-        proc_.terminate();
-        if (!proc_.waitForFinished(8000)) {
-            proc_.kill();
-            proc_.waitForFinished(3000);
+        if (!proc_.running()) return proc_.exitCode();
+        proc_.signal(SIGTERM);
+        if (!proc_.finish(8000)) {
+            proc_.signal(SIGKILL);
+            proc_.finish(3000);
             return -1;
         }
-        return proc_.exitStatus() == QProcess::NormalExit ? proc_.exitCode() : -1;
+        return proc_.exitCode();
     }
     bool ok() const {
         return port_ > 0;
     }
-    qint64 pid() const {
-        return proc_.processId();
+    long long pid() const {
+        return proc_.pid();
     }
     int port() const {
         return port_;
@@ -127,7 +125,7 @@ private:
     }
 
     QTemporaryDir dir_;
-    QProcess proc_;
+    ChildProcess proc_;
     std::string out_, root_, serial_;
     int port_ = 0, sshPort_ = 0, ftpPort_ = 0;
 };
@@ -141,22 +139,27 @@ struct CtlResult {
 #ifdef FERROCTL_BIN
 // Runs ferroctl with `args`; standard input is empty (no terminal).
 inline CtlResult RunCtl(const std::vector<std::string>& args, int timeoutMs = 60000) {
-    QProcess p;
-    QStringList a;
-    for (const auto& s : args)
-        a << QString::fromStdString(s);
-    p.setStandardInputFile(QProcess::nullDevice());
-    p.start(FERROCTL_BIN, a);
+    QTemporaryDir dir;
+    const std::string out = dir.filePath("out").toStdString(), err = dir.filePath("err").toStdString();
+    ChildProcess p;
     CtlResult r;
-    if (!p.waitForFinished(timeoutMs)) {
-        p.kill();
-        p.waitForFinished(2000);
+    if (!p.start(FERROCTL_BIN, args, "/dev/null", out, err)) {
+        r.err = "not started";
+        return r;
+    }
+    if (!p.finish(timeoutMs)) {
+        p.signal(SIGKILL);
+        p.finish(2000);
         r.err = "timeout";
         return r;
     }
-    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = p.readAllStandardOutput().toStdString();
-    r.err = p.readAllStandardError().toStdString();
+    r.code = p.exitCode();
+    auto read = [](const std::string& path) {
+        QFile f(QString::fromStdString(path));
+        return f.open(QIODevice::ReadOnly) ? f.readAll().toStdString() : std::string();
+    };
+    r.out = read(out);
+    r.err = read(err);
     return r;
 }
 #endif
