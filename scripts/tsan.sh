@@ -4,13 +4,14 @@
 # atomics are invisible and its queued calls look like races: scripts/tsan.supp silences Qt's
 # internals only. Any other report, of any process, fails the run. Run it before resolving an issue
 # that touches threads. TARGETS="test_link" builds only those (and the programs they start).
-# clang 16 is taken where it is there (Debian 12 has it as clang-16 with libclang-rt-16-dev):
-# clang 14's ThreadSanitizer stops in its own fork handling as soon as a test starts a process
-# (QProcess clones the way vfork does): "CHECK failed: tsan_rtl.cpp:234" in ForkAfter.
+# ThreadSanitizer stops in its own fork handling when QProcess starts a process ("CHECK failed" in
+# ForkAfter, with clang 14 and 16 alike), so the tests start ferrosim and ferroctl through
+# posix_spawn (tests/support/ChildProcess.h). Built with clang 16 (Debian 12's clang-16 and
+# libclang-rt-16-dev, installed here), the newer of the two; clang when it is missing.
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 TSAN_DIR="${TSAN_DIR:-$ROOT/build-tsan}"
-"$ROOT/scripts/install-deps.sh" clang
+"$ROOT/scripts/install-deps.sh" clang clang-16 libclang-rt-16-dev
 CC_TSAN=clang
 CXX_TSAN=clang++
 if command -v clang++-16 >/dev/null; then

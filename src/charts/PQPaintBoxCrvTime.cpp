@@ -191,6 +191,17 @@ size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, doub
     return n;
 }
 
+#if defined(__SSE2__)
+// Widens [Least, Most] (bits) by the two lanes of Lo and Hi.
+inline void Widen(__m128d Lo, __m128d Hi, uint64_t& Least, uint64_t& Most) {
+    double l[2], h[2];
+    _mm_storeu_pd(l, Lo);
+    _mm_storeu_pd(h, Hi);
+    Least = std::min({Least, Bits(l[0]), Bits(l[1])});
+    Most = std::max({Most, Bits(h[0]), Bits(h[1])});
+}
+#endif
+
 // Widens [Least, Most] (bits) to the drawn points among [From, To) of a chunk: apart from the chain,
 // two at a time where SSE2 is there. Positions are not negative, so 0 is neutral for the maximum.
 void SpanOfTaken(const TScanChunk& C, size_t From, size_t To, uint64_t& Least, uint64_t& Most) {
@@ -204,11 +215,7 @@ void SpanOfTaken(const TScanChunk& C, size_t From, size_t To, uint64_t& Least, u
         lo = _mm_min_pd(lo, _mm_or_pd(_mm_and_pd(drawn, y), _mm_andnot_pd(drawn, inf)));
         hi = _mm_max_pd(hi, _mm_and_pd(drawn, y));
     }
-    double l[2], h[2];
-    _mm_storeu_pd(l, lo);
-    _mm_storeu_pd(h, hi);
-    Least = std::min({Least, Bits(l[0]), Bits(l[1])});
-    Most = std::max({Most, Bits(h[0]), Bits(h[1])});
+    Widen(lo, hi, Least, Most);
 #endif
     for (; i < To; ++i) {
         Least = std::min(Least, C.P[i] | ~C.T[i]);
@@ -226,11 +233,7 @@ inline void SpanOfAll(const TScanChunk& C, size_t From, size_t To, uint64_t& Lea
         lo = _mm_min_pd(lo, y);
         hi = _mm_max_pd(hi, y);
     }
-    double l[2], h[2];
-    _mm_storeu_pd(l, lo);
-    _mm_storeu_pd(h, hi);
-    Least = std::min({Least, Bits(l[0]), Bits(l[1])});
-    Most = std::max({Most, Bits(h[0]), Bits(h[1])});
+    Widen(lo, hi, Least, Most);
 #endif
     for (; i < To; ++i) {
         Least = std::min(Least, C.P[i]);
