@@ -6,8 +6,16 @@
 #include <QTcpSocket>
 #include <QThread>
 
+#include <cerrno>
 #include <csignal>
-#include <sys/prctl.h>
+#include <cstring>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+extern char** environ;
 
 namespace ferro::sim {
 
@@ -49,7 +57,11 @@ bool FtpServer::start(int port, std::string& error) {
 // pyftpdlib serving the instrument tree anonymously with write access, but never the simulator's own
 // files in it: the SSH host key and authorized keys, and the profile with every user's password.
 const char* const CServerScript = R"(
-import os, sys
+import ctypes, os, signal, sys
+# The server must not outlive the simulator, even when it is killed without a chance to stop it.
+ctypes.CDLL(None).prctl(1, signal.SIGTERM)  # PR_SET_PDEATHSIG
+if os.getppid() != int(sys.argv[3]):
+    sys.exit(0)
 from pyftpdlib.authorizers import DummyAuthorizer
 from pyftpdlib.filesystems import AbstractedFS
 from pyftpdlib.handlers import FTPHandler
@@ -72,26 +84,40 @@ FTPServer(("127.0.0.1", port), FTPHandler).serve_forever()
 )";
 
 bool FtpServer::launch(int port, std::string& error) {
-    process_ = std::make_unique<QProcess>();
-    process_->setProgram(CPython);
-    process_->setArguments({"-c", CServerScript, QString::fromStdString(root_), QString::number(port)});
-    process_->setStandardOutputFile(QProcess::nullDevice());
-    process_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    // The server must not outlive us, even when we are killed without a chance to stop it.
-    process_->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    process_->start();
-    if (!process_->waitForStarted(kStartTimeoutMs)) {
-        error = "cannot start " + std::string(CPython) + ": " + process_->errorString().toStdString();
+    std::vector<std::string> args = {CPython, "-c", CServerScript, root_, std::to_string(port),
+                                     std::to_string(::getpid())};
+    std::vector<char*> argv;
+    for (std::string& a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    // Its errors go where ours go; it reads and writes nothing else.
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&files, 1, "/dev/null", O_WRONLY, 0);
+    const int rc = posix_spawn(&pid_, CPython, &files, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&files);
+    if (rc != 0) {
+        pid_ = -1;
+        error = "cannot start " + std::string(CPython) + ": " + std::strerror(rc);
         return false;
     }
     return true;
+}
+
+bool FtpServer::running() {
+    if (pid_ <= 0) return false;
+    int status = 0;
+    const pid_t r = ::waitpid(pid_, &status, WNOHANG);
+    if (r == pid_ || (r < 0 && errno == ECHILD)) pid_ = -1;
+    return pid_ > 0;
 }
 
 bool FtpServer::waitUntilAccepting(int port, std::string& error) {
     QElapsedTimer clock;
     clock.start();
     while (clock.elapsed() < kStartTimeoutMs) {
-        if (process_->state() != QProcess::Running) {
+        if (!running()) {
             error = "the FTP server ended at start (is python3-pyftpdlib installed?)";
             return false;
         }
@@ -108,15 +134,19 @@ bool FtpServer::waitUntilAccepting(int port, std::string& error) {
 }
 
 void FtpServer::stop() {
-    if (!process_) return;
-    if (process_->state() != QProcess::NotRunning) {
-        process_->terminate();
-        if (!process_->waitForFinished(kStopGraceMs)) {
-            process_->kill();
-            process_->waitForFinished(kStopGraceMs);
+    if (running()) {
+        ::kill(pid_, SIGTERM);
+        QElapsedTimer clock;
+        clock.start();
+        while (running() && clock.elapsed() < kStopGraceMs)
+            QThread::msleep(10);
+        if (running()) {
+            ::kill(pid_, SIGKILL);
+            clock.restart();
+            while (running() && clock.elapsed() < kStopGraceMs)
+                QThread::msleep(10);
         }
     }
-    process_.reset();
     port_ = 0;
 }
 
