@@ -19,7 +19,6 @@
 #include <chrono>
 #include <fstream>
 
-
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);

@@ -84,8 +84,8 @@ FTPServer(("127.0.0.1", port), FTPHandler).serve_forever()
 )";
 
 bool FtpServer::launch(int port, std::string& error) {
-    std::vector<std::string> args = {CPython, "-c", CServerScript, root_, std::to_string(port),
-                                     std::to_string(::getpid())};
+    std::vector<std::string> args = {
+        CPython, "-c", CServerScript, root_, std::to_string(port), std::to_string(::getpid())};
     std::vector<char*> argv;
     for (std::string& a : args)
         argv.push_back(a.data());

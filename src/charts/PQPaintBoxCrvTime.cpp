@@ -302,45 +302,45 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
         uint64_t lo = CNoWindow, w = 0;
         if (S.Any && std::fabs(run.X - S.LastX) <= 1.0) WindowAround(S.LastY, lo, w);
         uint64_t last = Bits(S.LastY), least = ~uint64_t(0), most = 0;
-        Lst.ForRuns(Cols[ci].First, Cols[ci].Last, Crv,
-                    [&](const uint64_t*, const float*, const float* v, size_t n) {
-                        for (size_t at = 0; at < n; at += CScanChunk) {
-                            const size_t m =
-                                MapChunk(v + at, std::min(n - at, CScanChunk), M.Lo, M.Hi, M.Bot, M.K, c);
-                            // The first three drawn points of a column are kept; after them only the span and
-                            // the last one count.
-                            size_t i = 0;
-                            for (; i < m && run.Cnt < 3; ++i) {
-                                const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
-                                c.T[i] = uint64_t(0) - uint64_t(t); // all ones when drawn
-                                run.Ys[t ? run.Cnt : 4] = FromBits(c.P[i]);
+        Lst.ForRuns(
+            Cols[ci].First, Cols[ci].Last, Crv, [&](const uint64_t*, const float*, const float* v, size_t n) {
+                for (size_t at = 0; at < n; at += CScanChunk) {
+                    const size_t m =
+                        MapChunk(v + at, std::min(n - at, CScanChunk), M.Lo, M.Hi, M.Bot, M.K, c);
+                    // The first three drawn points of a column are kept; after them only the span and
+                    // the last one count.
+                    size_t i = 0;
+                    for (; i < m && run.Cnt < 3; ++i) {
+                        const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
+                        c.T[i] = uint64_t(0) - uint64_t(t); // all ones when drawn
+                        run.Ys[t ? run.Cnt : 4] = FromBits(c.P[i]);
+                        run.Cnt += t;
+                    }
+                    SpanOfTaken(c, 0, i, least, most);
+                    // A block whose first point leaves the window and whose every point leaves
+                    // the one before is drawn whole (a dense signal); one inside the window is
+                    // passed whole (a quiet one). Only what is neither runs point by point.
+                    while (i < m) {
+                        const size_t e = std::min(m, i + CScanBlock);
+                        const unsigned k = unsigned(e - i - 1);
+                        if (c.P[i] - lo > w && BitRange(c.Leaves, i + 1, k) == (uint64_t(1) << k) - 1) {
+                            SpanOfAll(c, i, e, least, most);
+                            run.Cnt += int(e - i);
+                            lo = c.PL[e - 1];
+                            w = c.PW[e - 1];
+                            last = c.P[e - 1];
+                        } else if (!AllInside(c, i, e, lo, w)) {
+                            for (size_t j = i; j < e; ++j) {
+                                const int t = TakeIfOutside(c.P[j], c.PL[j], c.PW[j], lo, w, last);
+                                c.T[j] = uint64_t(0) - uint64_t(t);
                                 run.Cnt += t;
                             }
-                            SpanOfTaken(c, 0, i, least, most);
-                            // A block whose first point leaves the window and whose every point leaves
-                            // the one before is drawn whole (a dense signal); one inside the window is
-                            // passed whole (a quiet one). Only what is neither runs point by point.
-                            while (i < m) {
-                                const size_t e = std::min(m, i + CScanBlock);
-                                const unsigned k = unsigned(e - i - 1);
-                                if (c.P[i] - lo > w && BitRange(c.Leaves, i + 1, k) == (uint64_t(1) << k) - 1) {
-                                    SpanOfAll(c, i, e, least, most);
-                                    run.Cnt += int(e - i);
-                                    lo = c.PL[e - 1];
-                                    w = c.PW[e - 1];
-                                    last = c.P[e - 1];
-                                } else if (!AllInside(c, i, e, lo, w)) {
-                                    for (size_t j = i; j < e; ++j) {
-                                        const int t = TakeIfOutside(c.P[j], c.PL[j], c.PW[j], lo, w, last);
-                                        c.T[j] = uint64_t(0) - uint64_t(t);
-                                        run.Cnt += t;
-                                    }
-                                    SpanOfTaken(c, i, e, least, most);
-                                }
-                                i = e;
-                            }
+                            SpanOfTaken(c, i, e, least, most);
                         }
-                    });
+                        i = e;
+                    }
+                }
+            });
         S.LastY = run.Last = FromBits(last);
         run.Lo = FromBits(least);
         run.Hi = FromBits(most);

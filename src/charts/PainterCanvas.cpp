@@ -351,7 +351,8 @@ bool TPainterCanvas::DrawThinPath(const TPathData& Path, double Opacity) {
         return false;
     auto* img = static_cast<QImage*>(dev);
     const QImage::Format f = img->format();
-    if ((f != QImage::Format_ARGB32_Premultiplied && f != QImage::Format_ARGB32 && f != QImage::Format_RGB32) ||
+    if ((f != QImage::Format_ARGB32_Premultiplied && f != QImage::Format_ARGB32 &&
+         f != QImage::Format_RGB32) ||
         img->devicePixelRatio() != 1.0 || !img->isDetached())
         return false;
     const QTransform& t = FPainter->transform();

@@ -77,7 +77,8 @@ public:
 
 private:
     void Put(int X, int Y) {
-        if (X >= FT.XFrom && X < FT.XTo && unsigned(X) < unsigned(FT.Width) && unsigned(Y) < unsigned(FT.Height))
+        if (X >= FT.XFrom && X < FT.XTo && unsigned(X) < unsigned(FT.Width) &&
+            unsigned(Y) < unsigned(FT.Height))
             FT.Bits[size_t(Y) * size_t(FT.StrideWords) + size_t(X)] = FPixel;
     }
     // The rows A to B of one column: the dense curve's common case, one store per pixel.

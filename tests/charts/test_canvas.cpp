@@ -246,8 +246,10 @@ TEST(PainterCanvas, ThinAliasedPathsCoverTheSamePixelsInAnyOrderAndStayOnTheImag
     span.LineTo({10.5, 25.0});
     span.LineTo({11.5, 50.3});
     for (size_t i = zigzag.Count(); i-- > 0;)
-        i + 1 == zigzag.Count() ? reversed.MoveTo(zigzag.Steps()[i].Point) : reversed.LineTo(zigzag.Steps()[i].Point);
-    const QImage a = render(zigzag, 0xFF000000), b = render(span, 0xFF000000), r = render(reversed, 0xFF000000);
+        i + 1 == zigzag.Count() ? reversed.MoveTo(zigzag.Steps()[i].Point)
+                                : reversed.LineTo(zigzag.Steps()[i].Point);
+    const QImage a = render(zigzag, 0xFF000000), b = render(span, 0xFF000000),
+                 r = render(reversed, 0xFF000000);
     EXPECT_EQ(a, b);
     EXPECT_EQ(a, r);
     EXPECT_EQ(InkIn(a, QRect(10, 0, 1, 60)), 44 - 12 + 1) << "rows 12 to 44 of the column";
