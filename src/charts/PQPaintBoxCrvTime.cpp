@@ -249,25 +249,21 @@ inline uint64_t BitRange(const uint64_t* A, size_t From, unsigned N) {
     return v & ((uint64_t(1) << N) - 1);
 }
 
-// True when every point of [From, To) lies inside the window [Lo, Lo + W] (bits): none is drawn.
-inline bool AllInside(const TScanChunk& C, size_t From, size_t To, uint64_t Lo, uint64_t W) {
+// The first point of [From, To) outside the window [Lo, Lo + W] (bits), the next one the rule
+// draws; To when there is none. Two at a time where SSE2 is there.
+inline size_t FirstOutside(const TScanChunk& C, size_t From, size_t To, uint64_t Lo, uint64_t W) {
+    size_t i = From;
 #if defined(__SSE2__)
     const __m128d lo = _mm_set1_pd(FromBits(Lo)), hi = _mm_set1_pd(FromBits(Lo + W));
-    __m128d ok = _mm_castsi128_pd(_mm_set1_epi32(-1));
-    size_t i = From;
     for (; i + 2 <= To; i += 2) {
         const __m128d y = _mm_loadu_pd(reinterpret_cast<const double*>(C.P + i));
-        ok = _mm_and_pd(ok, _mm_and_pd(_mm_cmpge_pd(y, lo), _mm_cmple_pd(y, hi)));
+        if (const int m = _mm_movemask_pd(_mm_or_pd(_mm_cmplt_pd(y, lo), _mm_cmpgt_pd(y, hi))))
+            return i + ((m & 1) ? 0 : 1);
     }
-    bool in = _mm_movemask_pd(ok) == 3;
-    for (; in && i < To; ++i)
-        in = C.P[i] - Lo <= W;
-    return in;
-#else
-    for (size_t i = From; i < To; ++i)
-        if (C.P[i] - Lo > W) return false;
-    return true;
 #endif
+    for (; i < To; ++i)
+        if (C.P[i] - Lo > W) return i;
+    return To;
 }
 
 // Where the drawing rule stands between two columns: the last drawn point.
@@ -319,7 +315,7 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                     SpanOfTaken(c, 0, i, least, most);
                     // A block whose first point leaves the window and whose every point leaves
                     // the one before is drawn whole (a dense signal); one inside the window is
-                    // passed whole (a quiet one). Only what is neither runs point by point.
+                    // passed whole (a quiet one).
                     while (i < m) {
                         const size_t e = std::min(m, i + CScanBlock);
                         const unsigned k = unsigned(e - i - 1);
@@ -329,13 +325,27 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                             lo = c.PL[e - 1];
                             w = c.PW[e - 1];
                             last = c.P[e - 1];
-                        } else if (!AllInside(c, i, e, lo, w)) {
-                            for (size_t j = i; j < e; ++j) {
-                                const int t = TakeIfOutside(c.P[j], c.PL[j], c.PW[j], lo, w, last);
-                                c.T[j] = uint64_t(0) - uint64_t(t);
-                                run.Cnt += t;
+                        } else {
+                            // A slow signal draws a point now and then: each is found by comparing the
+                            // block with the window. Past a few, the block goes point by point.
+                            size_t j = FirstOutside(c, i, e, lo, w);
+                            for (int found = 0; j < e && found < 4; ++found) {
+                                ++run.Cnt;
+                                least = std::min(least, c.P[j]);
+                                most = std::max(most, c.P[j]);
+                                lo = c.PL[j];
+                                w = c.PW[j];
+                                last = c.P[j];
+                                j = FirstOutside(c, j + 1, e, lo, w);
                             }
-                            SpanOfTaken(c, i, e, least, most);
+                            if (j < e) {
+                                for (size_t q = j; q < e; ++q) {
+                                    const int t = TakeIfOutside(c.P[q], c.PL[q], c.PW[q], lo, w, last);
+                                    c.T[q] = uint64_t(0) - uint64_t(t);
+                                    run.Cnt += t;
+                                }
+                                SpanOfTaken(c, j, e, least, most);
+                            }
                         }
                         i = e;
                     }
