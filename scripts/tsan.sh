@@ -6,7 +6,7 @@
 # that touches threads. TARGETS="test_link" builds only those (and the programs they start).
 # ThreadSanitizer stops in its own fork handling when QProcess starts a process ("CHECK failed" in
 # ForkAfter, with clang 14 and 16 alike), so the tests start ferrosim and ferroctl through
-# posix_spawn (tests/support/ChildProcess.h). Built with clang 16 (Debian 12's clang-16 and
+# posix_spawn (src/foundation/ChildProcess.h), ferrosim its FTP server too. Built with clang 16 (Debian 12's clang-16 and
 # libclang-rt-16-dev, installed here), the newer of the two; clang when it is missing.
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"

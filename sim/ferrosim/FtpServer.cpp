@@ -6,16 +6,7 @@
 #include <QTcpSocket>
 #include <QThread>
 
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
-
-extern char** environ;
 
 namespace ferro::sim {
 
@@ -84,40 +75,22 @@ FTPServer(("127.0.0.1", port), FTPHandler).serve_forever()
 )";
 
 bool FtpServer::launch(int port, std::string& error) {
-    std::vector<std::string> args = {
-        CPython, "-c", CServerScript, root_, std::to_string(port), std::to_string(::getpid())};
-    std::vector<char*> argv;
-    for (std::string& a : args)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
     // Its errors go where ours go; it reads and writes nothing else.
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&files, 1, "/dev/null", O_WRONLY, 0);
-    const int rc = posix_spawn(&pid_, CPython, &files, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&files);
-    if (rc != 0) {
-        pid_ = -1;
-        error = "cannot start " + std::string(CPython) + ": " + std::strerror(rc);
+    std::string why;
+    if (!process_.start(CPython,
+                        {"-c", CServerScript, root_, std::to_string(port), std::to_string(::getpid())},
+                        "/dev/null", "/dev/null", "", &why)) {
+        error = "cannot start " + std::string(CPython) + ": " + why;
         return false;
     }
     return true;
-}
-
-bool FtpServer::running() {
-    if (pid_ <= 0) return false;
-    int status = 0;
-    const pid_t r = ::waitpid(pid_, &status, WNOHANG);
-    if (r == pid_ || (r < 0 && errno == ECHILD)) pid_ = -1;
-    return pid_ > 0;
 }
 
 bool FtpServer::waitUntilAccepting(int port, std::string& error) {
     QElapsedTimer clock;
     clock.start();
     while (clock.elapsed() < kStartTimeoutMs) {
-        if (!running()) {
+        if (!process_.running()) {
             error = "the FTP server ended at start (is python3-pyftpdlib installed?)";
             return false;
         }
@@ -134,19 +107,7 @@ bool FtpServer::waitUntilAccepting(int port, std::string& error) {
 }
 
 void FtpServer::stop() {
-    if (running()) {
-        ::kill(pid_, SIGTERM);
-        QElapsedTimer clock;
-        clock.start();
-        while (running() && clock.elapsed() < kStopGraceMs)
-            QThread::msleep(10);
-        if (running()) {
-            ::kill(pid_, SIGKILL);
-            clock.restart();
-            while (running() && clock.elapsed() < kStopGraceMs)
-                QThread::msleep(10);
-        }
-    }
+    process_.stop(kStopGraceMs);
     port_ = 0;
 }
 

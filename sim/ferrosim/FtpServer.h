@@ -2,7 +2,7 @@
 // Anonymous FTP on loopback for the instrument tree: runs Debian's pyftpdlib as a child process
 // rooted at the instrument root, with write access (setup uploads land in ramdrive0/ccci).
 
-#include <sys/types.h>
+#include "foundation/ChildProcess.h"
 
 #include <string>
 
@@ -26,13 +26,9 @@ public:
 private:
     bool launch(int port, std::string& error);
     bool waitUntilAccepting(int port, std::string& error);
-    // True while the child runs; reaps it once it has ended.
-    bool running();
 
     std::string root_;
-    // Started through posix_spawn: nothing of ours runs between the clone and the exec, which is
-    // also what lets ThreadSanitizer follow a simulator that serves FTP.
-    pid_t pid_ = -1;
+    ChildProcess process_;
     int port_ = 0;
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 // A real FTP server (pyftpdlib) on a free loopback port, serving one folder, for the duration of a test.
 
-#include "support/ChildProcess.h"
+#include "foundation/ChildProcess.h"
 #include "support/Ports.h"
 #include <QFile>
 #include <QTcpSocket>
@@ -32,10 +32,7 @@ public:
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
     }
-    ~FtpServer() {
-        proc_.signal(SIGKILL);
-        proc_.finish(3000);
-    }
+    ~FtpServer() { proc_.stop(2000); }
     bool ready() const { return ready_; }
     // Logins the server has seen so far (it logs each one).
     int logins() {

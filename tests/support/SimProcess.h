@@ -1,7 +1,7 @@
 #pragma once
 // The simulator and the command line as processes, for end-to-end tests on loopback.
 
-#include "ChildProcess.h"
+#include "foundation/ChildProcess.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -60,14 +60,7 @@ public:
     }
     // SIGTERM, then the exit code (-1 when it had to be killed).
     int stop() {
-        if (!proc_.running()) return proc_.exitCode();
-        proc_.signal(SIGTERM);
-        if (!proc_.finish(8000)) {
-            proc_.signal(SIGKILL);
-            proc_.finish(3000);
-            return -1;
-        }
-        return proc_.exitCode();
+        return proc_.stop(8000);
     }
     bool ok() const {
         return port_ > 0;
@@ -148,8 +141,7 @@ inline CtlResult RunCtl(const std::vector<std::string>& args, int timeoutMs = 60
         return r;
     }
     if (!p.finish(timeoutMs)) {
-        p.signal(SIGKILL);
-        p.finish(2000);
+        p.stop(2000);
         r.err = "timeout";
         return r;
     }
