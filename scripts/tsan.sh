@@ -5,9 +5,9 @@
 # internals only. Any other report, of any process, fails the run. Run it before resolving an issue
 # that touches threads. TARGETS="test_link" builds only those (and the programs they start).
 # ThreadSanitizer stops in its own fork handling when QProcess starts a process ("CHECK failed" in
-# ForkAfter, with clang 14 and 16 alike), so the tests start ferrosim and ferroctl through
-# posix_spawn (src/foundation/ChildProcess.h), ferrosim its FTP server too. Built with clang 16 (Debian 12's clang-16 and
-# libclang-rt-16-dev, installed here), the newer of the two; clang when it is missing.
+# ForkAfter, with clang 14 and 16 alike), so the tests start ferrosim and ferroctl, and ferrosim
+# its FTP server, through posix_spawn (src/foundation/ChildProcess.h). Built with clang 16
+# (Debian 12's clang-16 and libclang-rt-16-dev, installed here); clang when it is missing.
 set -euo pipefail
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 TSAN_DIR="${TSAN_DIR:-$ROOT/build-tsan}"
