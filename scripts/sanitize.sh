@@ -13,7 +13,7 @@ export CCACHE_BASEDIR="$ROOT" CCACHE_NOHASHDIR=1
 if [ ! -f "$ASAN_DIR/CMakeCache.txt" ]; then
   cmake -S "$ROOT" -B "$ASAN_DIR" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang
 fi
-cmake "$ASAN_DIR" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
+cmake "$ASAN_DIR" -DFERRO_BUILD_BENCH=OFF -DFERRO_BUILD_FUZZ=OFF -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
   -DCMAKE_CXX_FLAGS="-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined" \
   -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
 if [ -n "${TARGETS:-}" ]; then
