@@ -2,7 +2,8 @@
 // Drives the ferrosim program from tests: a temporary instrument root, the process, and a raw
 // loopback client that builds every frame byte by byte (not with the client's frame code).
 
-#include <QProcess>
+#include "foundation/ChildProcess.h"
+
 #include <QTemporaryDir>
 
 #include <cstdint>
@@ -89,7 +90,8 @@ public:
     uint16_t port() const { return port_; }
     const std::string& root() const { return root_; }
     std::string data() const { return root_ + "/flashdrive0/data"; }
-    QProcess& process() { return *process_; }
+    ferro::ChildProcess& process() { return process_; }
+    // What the program has written on stderr since the last call.
     std::string stderrText();
     // The next line the program prints on stdout after the first, without its line end; empty when
     // none comes within the time.
@@ -99,8 +101,10 @@ public:
 
 private:
     std::unique_ptr<QTemporaryDir> dir_;
-    std::unique_ptr<QProcess> process_;
+    ferro::ChildProcess process_;
     std::string root_;
+    // How far stdout and stderr have been read.
+    size_t outRead_ = 0, errRead_ = 0;
     uint16_t port_ = 0;
 };
 

@@ -94,7 +94,7 @@ TEST(SimFaults, EveryFaultKindActsOnTheWire) {
     }
     Sim bad("explode:3");
     EXPECT_FALSE(bad.running());
-    bad.process().waitForFinished(5000);
+    bad.process().finish(5000);
     EXPECT_EQ(bad.process().exitCode(), 2);
     EXPECT_NE(bad.stderrText().find("bad fault 'explode:3'"), std::string::npos);
 }
@@ -176,22 +176,26 @@ TEST(SimSignals, SigtermDuringATransferExitsWithCode0) {
     EXPECT_EQ(get32(h, 12), 20u + (40u << 20));
     ASSERT_TRUE(c.recvExact(some, 1u << 20));
     // The client reads no further: the transfer stands still in the middle.
-    ::kill(pid_t(sim.process().processId()), SIGTERM);
-    ASSERT_TRUE(sim.process().waitForFinished(5000));
-    EXPECT_EQ(sim.process().exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(sim.process().exitCode(), 0);
+    sim.process().signal(SIGTERM);
+    ASSERT_TRUE(sim.process().finish(5000));
+    EXPECT_EQ(sim.process().exitCode(), 0) << "a normal exit, not the signal's";
 }
 
 TEST(SimSignals, ExitWithParentEndsTheSimulatorWhenItsStarterDies) {
     QTemporaryDir dir;
-    QProcess shell;
+    ferro::ChildProcess shell;
     // A shell starts the simulator, tells its id and is then killed as a crashed test would be.
-    shell.start("/bin/sh",
-                {"-c", QString("'%1' --root '%2/root' --port 0 --history-days 0 --exit-with-parent "
-                               ">'%2/out' 2>/dev/null & echo $!; wait")
-                           .arg(FERROSIM_BINARY, dir.path())});
-    ASSERT_TRUE(shell.waitForReadyRead(5000));
-    const pid_t pid = pid_t(shell.readLine().trimmed().toInt());
+    const std::string at = dir.path().toStdString();
+    ASSERT_TRUE(shell.start("/bin/sh",
+                            {"-c", "'" + std::string(FERROSIM_BINARY) + "' --root '" + at +
+                                       "/root' --port 0 --history-days 0 --exit-with-parent >'" + at +
+                                       "/out' 2>/dev/null & echo $!; wait"},
+                            "/dev/null", at + "/pid", ""));
+    pid_t pid = 0;
+    for (int i = 0; i < 100 && pid <= 0; ++i) {
+        QThread::msleep(50);
+        std::ifstream(at + "/pid") >> pid;
+    }
     ASSERT_GT(pid, 0);
     auto alive = [pid] {
         std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
@@ -203,10 +207,10 @@ TEST(SimSignals, ExitWithParentEndsTheSimulatorWhenItsStarterDies) {
         return std::string(std::istreambuf_iterator<char>(out), {}).find("listening on") != std::string::npos;
     };
     for (int i = 0; i < 200 && alive() && !serving(); ++i)
-        shell.waitForFinished(50);
+        QThread::msleep(50);
     ASSERT_TRUE(serving());
-    shell.kill();
-    shell.waitForFinished(3000);
+    shell.signal(SIGKILL);
+    shell.finish(3000);
     bool ended = false;
     for (int i = 0; i < 200 && !(ended = !alive()); ++i)
         QThread::msleep(50);
