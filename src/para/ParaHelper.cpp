@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <strings.h>
 #include <vector>
@@ -82,56 +83,6 @@ pugi::xml_node Select(const pugi::xml_node& Node, const char* XPath) {
 const char* TextOf(const pugi::xml_node& N) {
     return N.child_value();
 }
-
-// The leaf elements of one node, each the first of its name in document order (what ".//name"
-// selects, the leaves themselves not looked into), found in one walk instead of one walk per name:
-// the grid reads thousands of them.
-struct TLeaves {
-    pugi::xml_node Type, Value, Default, Low, High, Visibility, Editability, Range, Rec;
-    explicit TLeaves(const pugi::xml_node& Node) { Walk(Node); }
-
-private:
-    // True when `N` is of the slot's name (taken only when it is the first such).
-    static bool Take(pugi::xml_node& Slot, const pugi::xml_node& N, bool Named) {
-        if (Named && !Slot) Slot = N;
-        return Named;
-    }
-    void Walk(const pugi::xml_node& N) {
-        // Text between elements has an empty name and holds nothing.
-        for (pugi::xml_node c = N.first_child(); c; c = c.next_sibling()) {
-            const char* n = c.name();
-            bool slot = true;
-            switch (n[0]) {
-            case 't':
-                slot = Take(Type, c, NameIs(n, "type"));
-                break;
-            case 'v':
-                slot = Take(Value, c, NameIs(n, "value")) || Take(Visibility, c, NameIs(n, "visibility"));
-                break;
-            case 'd':
-                slot = Take(Default, c, NameIs(n, "default"));
-                break;
-            case 'l':
-                slot = Take(Low, c, NameIs(n, "low"));
-                break;
-            case 'h':
-                slot = Take(High, c, NameIs(n, "high"));
-                break;
-            case 'e':
-                slot = Take(Editability, c, NameIs(n, "editability"));
-                break;
-            case 'r':
-                // A selection list's items hold no leaves either.
-                slot = Take(Range, c, NameIs(n, "range")) || Take(Rec, c, NameIs(n, "rec"));
-                break;
-            default:
-                slot = false;
-            }
-            // The leaves and the list hold only their texts; anything else may hold the names above.
-            if (!slot && HoldsElements(c)) Walk(c);
-        }
-    }
-};
 
 // The platform's number conversions with a default for what does not read.
 int64_t IntOf(const pugi::xml_node& N, int64_t Def) {
@@ -267,6 +218,75 @@ void SetRecBelow(const pugi::xml_node& Node, const char* Flag) {
 
 } // namespace
 
+// One walk instead of one per name: the grid reads thousands of them.
+TParamLeaves::TParamLeaves(const pugi::xml_node& Node) {
+    // True when `N` is of the slot's name (taken only when it is the first such).
+    auto take = [](pugi::xml_node& Slot, const pugi::xml_node& N, bool Named) {
+        if (Named && !Slot) Slot = N;
+        return Named;
+    };
+    // Depth first, in document order; text between elements has an empty name and holds nothing.
+    pugi::xml_node stack[16];
+    int depth = 0;
+    pugi::xml_node c = Node.first_child();
+    while (true) {
+        if (!c) {
+            if (depth == 0) break;
+            c = stack[--depth].next_sibling();
+            continue;
+        }
+        const char* n = c.name();
+        bool slot = true;
+        switch (n[0]) {
+        case 't':
+            slot = take(Type, c, NameIs(n, "type"));
+            break;
+        case 'v':
+            slot = take(Value, c, NameIs(n, "value")) || take(Visibility, c, NameIs(n, "visibility"));
+            break;
+        case 'd':
+            slot = take(Default, c, NameIs(n, "default"));
+            break;
+        case 'l':
+            slot = take(Low, c, NameIs(n, "low"));
+            break;
+        case 'h':
+            slot = take(High, c, NameIs(n, "high"));
+            break;
+        case 'e':
+            slot = take(Editability, c, NameIs(n, "editability"));
+            break;
+        case 'r':
+            // A selection list's items hold no leaves either.
+            slot = take(Range, c, NameIs(n, "range")) || take(Rec, c, NameIs(n, "rec"));
+            break;
+        default:
+            slot = false;
+        }
+        // The leaves and the list hold only their texts; anything else may hold the names above.
+        if (!slot && depth < 16 && HoldsElements(c)) {
+            stack[depth++] = c;
+            c = c.first_child();
+        } else {
+            c = c.next_sibling();
+        }
+    }
+}
+
+int TParamLeaves::VisibilityLevel() const {
+    return int(IntOf(Visibility, 0));
+}
+
+void TParamLeaves::Prefetch() const {
+    for (const pugi::xml_node* l : {&Type, &Value, &Default, &Low, &High, &Visibility, &Editability}) {
+        // The parser places a leaf's text node right behind the leaf: one node further on.
+        const char* at = reinterpret_cast<const char*>(l->internal_object());
+        if (!at) continue;
+        __builtin_prefetch(at);
+        __builtin_prefetch(at + 64);
+    }
+}
+
 std::string GetNodeValue(const pugi::xml_node& Node, const char* XPath) {
     return GetNodeValue(Select(Node, XPath));
 }
@@ -323,12 +343,14 @@ bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& No
 }
 
 bool FillGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
-                 const TXMLLangu* Lang, const TChangeList& Changes) {
+                 const TXMLLangu* Lang, const TChangeList& Changes, const TParamLeaves* Leaves) {
     const char* name = Node.name();
     const bool isPar = NameIs(name, "parameter"), isDp = !isPar && NameIs(name, "datapoint");
     const bool isProp = !isPar && !isDp && NameIs(name, "property");
     if (!isPar && !isDp && !isProp) return false;
-    const TLeaves leaf(Node);
+    std::optional<TParamLeaves> own;
+    if (!Leaves) own.emplace(Node);
+    const TParamLeaves& leaf = Leaves ? *Leaves : *own;
     Row.Node = Node;
     if (!isProp && leaf.Range) Row.IsList = NameIs(leaf.Range.attribute("list").value(), "true");
     if (Level < IntOf(leaf.Visibility, 0)) return false;

@@ -49,14 +49,27 @@ bool GetSubNode(const pugi::xml_node& Node, const char* XPath, pugi::xml_node& S
 bool GetAndCheckAttribute(const pugi::xml_node& Node, pugi::xml_attribute& Attr, const char* Name,
                           std::string& Text);
 
+// The leaf elements of one parameter, datapoint or property, each the first of its name in document
+// order (what ".//name" selects, the leaves themselves not looked into), found in one walk.
+struct TParamLeaves {
+    pugi::xml_node Type, Value, Default, Low, High, Visibility, Editability, Range, Rec;
+    TParamLeaves() = default;
+    explicit TParamLeaves(const pugi::xml_node& Node);
+    // The visibility level (0 when missing or unreadable).
+    int VisibilityLevel() const;
+    // Asks the processor to fetch the leaves and their texts' nodes ahead of their use.
+    void Prefetch() const;
+};
+
 // The row of one node at user level `Level` below the parent with id `ParentID`. False for a node
 // that is invisible at that level, has no type or is of no row kind. Throws TParaError for an id
 // that is not a 32-bit number.
 bool GetGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
                 const TXMLLangu* Lang, const TChangeList& Changes);
-// The same into a row just made, which needs no reset: the grid builds thousands at once.
+// The same into a row just made, which needs no reset: the grid builds thousands at once. `Leaves`,
+// when given, are the node's own, read before.
 bool FillGridRow(int Level, const std::string& ParentID, const pugi::xml_node& Node, TGridRow& Row,
-                 const TXMLLangu* Lang, const TChangeList& Changes);
+                 const TXMLLangu* Lang, const TChangeList& Changes, const TParamLeaves* Leaves = nullptr);
 
 // An element name against a literal, inline: the walks over a setup compare hundreds of thousands.
 template <size_t N> inline bool NameIs(const char* Name, const char (&Literal)[N]) {

@@ -72,15 +72,21 @@ std::string ItemText(uint32_t Id, const pugi::xml_node& Node, const TXMLLangu* L
 
 // The tree walk: the count of visible members of the last visible sub-walk, and whether the node
 // holds rows itself.
+template <class Known>
 int Walk(const pugi::xml_node& Node, int Level, bool CountFlag, const TXMLLangu* Lang,
-         std::vector<TParaTreeItem>& Items, bool& Leaf, TModulList* Moduls) {
+         std::vector<TParaTreeItem>& Items, bool& Leaf, TModulList* Moduls, Known& Kept) {
     int counter = 0;
     Leaf = false;
+    // The leaves of this node's rows, once it has any.
+    decltype(&Kept[nullptr]) kept = nullptr;
     for (pugi::xml_node c : Node.children()) {
         if (c.type() != pugi::node_element) continue;
         const char* name = c.name();
         if (NameIs(name, "parameter") || NameIs(name, "datapoint") || NameIs(name, "property")) {
-            if (NodeVisibility(c) <= Level) {
+            // All of the row's leaves, not only its visibility: its rows will need them.
+            if (!kept) kept = &Kept[Node.internal_object()];
+            kept->push_back({c, TParamLeaves(c)});
+            if (kept->back().Leaves.VisibilityLevel() <= Level) {
                 ++counter;
                 Leaf = true;
             }
@@ -94,7 +100,7 @@ int Walk(const pugi::xml_node& Node, int Level, bool CountFlag, const TXMLLangu*
         item.Text = ItemText(item.ID, c, Lang);
         const bool flag = CountFlag || (group && item.ID == TSetupDocument::CCountGroupId);
         bool subLeaf = false;
-        const int result = Walk(c, Level, flag, Lang, item.Children, subLeaf, nullptr);
+        const int result = Walk(c, Level, flag, Lang, item.Children, subLeaf, nullptr, Kept);
         // The groups below the counting group open the menu that counts recording points.
         item.Tag = group && CountFlag ? 4 : result;
         item.Leaf = subLeaf;
@@ -164,6 +170,7 @@ bool TSetupDocument::LoadFromFile(const std::string& FileName) {
         return false;
     }
     std::swap(FDoc, doc);
+    FLeaves.clear();
     FSource.clear();
     FSourceSize = size;
     FSourceTime = uint64_t(st.st_mtim.tv_sec) * 1000000000ull + uint64_t(st.st_mtim.tv_nsec);
@@ -242,10 +249,16 @@ bool TSetupDocument::GetNode(uint32_t Id, pugi::xml_node& Node, std::string& Par
 std::vector<TParaTreeItem> TSetupDocument::BuildTree(int Level, const TXMLLangu* Lang,
                                                      TModulList& Moduls) const {
     Moduls.clear();
+    FLeaves.clear();
     std::vector<TParaTreeItem> items;
     if (const pugi::xml_node sys = Sys()) {
         bool leaf = false;
-        Walk(sys, Level, false, Lang, items, leaf, &Moduls);
+        try {
+            Walk(sys, Level, false, Lang, items, leaf, &Moduls, FLeaves);
+        } catch (...) {
+            FLeaves.clear(); // a walk that stopped part-way keeps nothing
+            throw;
+        }
     }
     return items;
 }
@@ -258,10 +271,25 @@ std::vector<TGridRow> TSetupDocument::Rows(const pugi::xml_node& Item, int Level
         ++n;
     rows.reserve(n);
     const std::string parentId = Item.attribute("id").value();
+    const auto found = FLeaves.find(Item.internal_object());
+    const std::vector<TKnownLeaves>* known = found != FLeaves.end() ? &found->second : nullptr;
+    // A setup of thousands of rows does not fit the caches: the leaves of the row after next are
+    // fetched while this one is built.
+    auto fetch = [known](size_t k) {
+        if (known && k < known->size()) (*known)[k].Leaves.Prefetch();
+    };
+    fetch(0);
+    fetch(1);
+    size_t k = 0;
     for (pugi::xml_node c = Item.first_child(); c; c = c.next_sibling()) {
+        const TParamLeaves* leaves = nullptr;
+        if (known && k < known->size() && (*known)[k].Node == c) {
+            leaves = &(*known)[k++].Leaves;
+            fetch(k + 1);
+        }
         // Built in place: a row is a few hundred bytes, and there are thousands. Text between
         // elements has no name of a row kind and gives none.
-        if (!FillGridRow(Level, parentId, c, rows.emplace_back(), Lang, FChangeList)) rows.pop_back();
+        if (!FillGridRow(Level, parentId, c, rows.emplace_back(), Lang, FChangeList, leaves)) rows.pop_back();
     }
     return rows;
 }

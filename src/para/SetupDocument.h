@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -51,7 +52,11 @@ public:
     // Writes the document; false (nothing written) when none is loaded or the file cannot be made.
     bool SaveToFile(const std::string& FileName) const;
 
-    pugi::xml_document& Doc() { return *FDoc; }
+    // Whoever may change the document's shape drops the leaves the tree walk kept.
+    pugi::xml_document& Doc() {
+        FLeaves.clear();
+        return *FDoc;
+    }
     const pugi::xml_document& Doc() const { return *FDoc; }
     // The element that everything hangs under ("//*[@name='sys']"); empty when there is none.
     pugi::xml_node Sys() const;
@@ -61,7 +66,9 @@ public:
     // The tree below the sys node at `Level`, and the module list that goes with it. Throws
     // TParaError for an id that is not a number.
     std::vector<TParaTreeItem> BuildTree(int Level, const TXMLLangu* Lang, TModulList& Moduls) const;
-    // The rows of the children of `Item` at `Level`. Throws TParaError like GetGridRow.
+    // The rows of the children of `Item` at `Level`, with the leaves the last tree walk read.
+    // Throws TParaError like GetGridRow. Whoever changes the shape of the document (adds or
+    // removes nodes) does it through Doc(), which drops those leaves; values may change anywhere.
     std::vector<TGridRow> Rows(const pugi::xml_node& Item, int Level, const TXMLLangu* Lang) const;
 
     // The edit path: writes `Value` into the node's value (the rec of a datapoint), and keeps what
@@ -97,6 +104,14 @@ private:
     bool FLatin1 = false;
     bool FLoaded = false;
     TChangeList FChangeList;
+    // The leaves of the rows below each module and group, as the last tree walk read them, in
+    // document order: the rows of a tree item reuse them instead of reading the nodes again.
+    // Keyed by the item's node; dropped on every load and every access that may change the shape.
+    struct TKnownLeaves {
+        pugi::xml_node Node;
+        TParamLeaves Leaves;
+    };
+    mutable std::unordered_map<const void*, std::vector<TKnownLeaves>> FLeaves;
 };
 
 } // namespace ferro

@@ -334,3 +334,43 @@ TEST(SetupDocument, TreeAndModuleListDecideWhatIsSent) {
     EXPECT_EQ(f.doc.BuildTree(1, &f.lang, moduls).size(), 2u) << "the live document stays whole";
     EXPECT_EQ(GetNodeValue(f.Row(40, "41", 0).Node, ".//rec"), "1") << "the mandatory rule ran";
 }
+
+TEST(SetupDocument, RowsAfterTheTreeWalkAreTheFreshRowsAndFollowEditsAndShapeChanges) {
+    Fixture f;
+    // Everything a row shows, for each group.
+    auto rows = [&](uint32_t group) {
+        std::string s;
+        for (const TGridRow& r : f.doc.Rows(f.Group(group), 2, &f.lang)) {
+            s += r.RowCap + "|" + r.ValText() + "|" + r.DefText() + "|" + r.MinText() + "|" + r.MaxText() +
+                 "|" + std::to_string(r.Editable) + std::to_string(r.IsList) + std::to_string(r.List.size()) +
+                 "\n";
+        }
+        return s;
+    };
+    const std::vector<uint32_t> groups = {10, 20, 30, 40, 50};
+    std::vector<std::string> fresh;
+    for (uint32_t g : groups)
+        fresh.push_back(rows(g));
+    TModulList moduls;
+    f.doc.BuildTree(2, &f.lang, moduls);
+    for (size_t i = 0; i < groups.size(); ++i)
+        EXPECT_EQ(rows(groups[i]), fresh[i]) << "group " << groups[i];
+
+    TGridRow eight = f.Row(10, "8", 2);
+    f.doc.ChangeCell(eight.Node, "5", false, eight.RowTyp);
+    EXPECT_EQ(f.Row(10, "8", 2).ValText(), "5");
+
+    // A parameter goes and another takes its place, and one loses its value, through the document.
+    pugi::xml_node group = f.doc.Doc().select_node("//group[@id='10']").node();
+    pugi::xml_node seven = group.find_child_by_attribute("id", "7");
+    pugi::xml_document part;
+    part.load_string("<parameter id='70'><type>integer</type><value>17</value><low>1</low><high>20</high>"
+                     "</parameter>");
+    group.insert_copy_after(part.first_child(), seven);
+    group.remove_child(seven);
+    group.find_child_by_attribute("id", "218300416").remove_child("default");
+    std::string ids;
+    for (const TGridRow& r : f.doc.Rows(group, 2, &f.lang))
+        ids += r.IDStr + "=" + r.ValText() + "/" + r.DefText() + " ";
+    EXPECT_EQ(ids, "218300416=400/0 70=17/0 8=5/0 9=a b/ 11=1/0 13=2.2.1.5/ ");
+}
