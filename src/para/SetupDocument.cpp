@@ -78,7 +78,7 @@ int Walk(const pugi::xml_node& Node, int Level, bool CountFlag, const TXMLLangu*
     int counter = 0;
     Leaf = false;
     // The leaves of this node's rows, once it has any.
-    decltype(&Kept[nullptr]) kept = nullptr;
+    typename Known::mapped_type* kept = nullptr;
     for (pugi::xml_node c : Node.children()) {
         if (c.type() != pugi::node_element) continue;
         const char* name = c.name();
