@@ -12,14 +12,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <thread>
-
-#include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
 
@@ -216,62 +211,15 @@ Frame RawClient::openPlain() {
 Sim::Sim(const std::string& faults, const std::function<void(const std::string&)>& prepare,
          const std::vector<std::string>& extraArgs)
     : dir_(std::make_unique<QTemporaryDir>()) {
-    root_ = dir_->path().toStdString() + "/instrument";
+    std::string root;
     if (prepare) {
-        fs::copy(FERRO_SOURCE_DIR "/fixtures/instrument", root_, fs::copy_options::recursive);
-        prepare(root_);
+        root = dir_->path().toStdString() + "/instrument";
+        fs::copy(FERRO_SOURCE_DIR "/fixtures/instrument", root, fs::copy_options::recursive);
+        prepare(root);
     }
-    std::vector<std::string> args{"--root", root_, "--port", "0", "--exit-with-parent"};
+    std::vector<std::string> args = extraArgs;
     if (!faults.empty()) args.insert(args.end(), {"--faults", faults});
-    args.insert(args.end(), extraArgs.begin(), extraArgs.end());
-    // No recording history unless a test asks for one: it would only cost time here.
-    if (std::find(args.begin(), args.end(), "--history-days") == args.end())
-        args.insert(args.end(), {"--history-days", "0"});
-    // Output into files: a full pipe never stalls the program, and nothing of Qt's runs between
-    // the clone and the exec.
-    if (!process_.start(FERROSIM_BINARY, args, "/dev/null", dir_->filePath("out").toStdString(),
-                        dir_->filePath("err").toStdString()))
-        return;
-    // The first line tells the port; nothing else is on stdout before it.
-    const std::string line = stdoutLine(10000), prefix = "listening on 127.0.0.1:";
-    if (line.rfind(prefix, 0) == 0) port_ = uint16_t(std::stoi(line.substr(prefix.size())));
-}
-
-Sim::~Sim() {
-    process_.stop(5000);
-    // What the simulator said (a sanitizer's report among it) outlives a failed test.
-    if (::testing::Test::HasFailure()) {
-        dir_->setAutoRemove(false);
-        std::fprintf(stderr, "ferrosim's log kept: %s\n", dir_->filePath("err").toLocal8Bit().constData());
-    }
-}
-
-namespace {
-// The bytes of a file from `From` on.
-std::string tail(const QString& path, size_t from) {
-    std::ifstream f(path.toStdString(), std::ios::binary);
-    f.seekg(std::streamoff(from));
-    return f ? std::string(std::istreambuf_iterator<char>(f), {}) : std::string();
-}
-} // namespace
-
-std::string Sim::stdoutLine(int timeoutMs) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (true) {
-        const std::string fresh = tail(dir_->filePath("out"), outRead_);
-        if (const size_t end = fresh.find('\n'); end != std::string::npos) {
-            outRead_ += end + 1;
-            return QByteArray::fromStdString(fresh.substr(0, end)).trimmed().toStdString();
-        }
-        if (msLeft(deadline) <= 0 || !process_.running()) return std::string();
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
-std::string Sim::stderrText() {
-    std::string fresh = tail(dir_->filePath("err"), errRead_);
-    errRead_ += fresh.size();
-    return fresh;
+    proc_ = std::make_unique<ferro::test::SimProcess>(args, root);
 }
 
 void Sim::setProfile(const std::string& root, const std::string& key, const std::string& jsonValue) {

@@ -2,7 +2,7 @@
 // Drives the ferrosim program from tests: a temporary instrument root, the process, and a raw
 // loopback client that builds every frame byte by byte (not with the client's frame code).
 
-#include "foundation/ChildProcess.h"
+#include "support/SimProcess.h"
 
 #include <QTemporaryDir>
 
@@ -85,27 +85,21 @@ public:
     explicit Sim(const std::string& faults = std::string(),
                  const std::function<void(const std::string& root)>& prepare = nullptr,
                  const std::vector<std::string>& extraArgs = {});
-    ~Sim();
-    bool running() const { return port_ != 0; }
-    uint16_t port() const { return port_; }
-    const std::string& root() const { return root_; }
-    std::string data() const { return root_ + "/flashdrive0/data"; }
-    ferro::ChildProcess& process() { return process_; }
-    // What the program has written on stderr since the last call.
-    std::string stderrText();
-    // The next line the program prints on stdout after the first, without its line end; empty when
-    // none comes within the time.
-    std::string stdoutLine(int timeoutMs = 15000);
+    bool running() const { return proc_->ok(); }
+    uint16_t port() const { return uint16_t(proc_->port()); }
+    uint16_t ftpPort() const { return uint16_t(proc_->ftpPort()); }
+    const std::string& root() const { return proc_->root(); }
+    std::string data() const { return root() + "/flashdrive0/data"; }
+    // What the program has written on stderr so far.
+    std::string log() const { return proc_->log(); }
+    // SIGTERM, then the exit code (-1 when it had to be killed).
+    int stop() { return proc_->stop(); }
     // Sets a key of profile.json to a JSON value text before start (for `prepare`).
     static void setProfile(const std::string& root, const std::string& key, const std::string& jsonValue);
 
 private:
-    std::unique_ptr<QTemporaryDir> dir_;
-    ferro::ChildProcess process_;
-    std::string root_;
-    // How far stdout and stderr have been read.
-    size_t outRead_ = 0, errRead_ = 0;
-    uint16_t port_ = 0;
+    std::unique_ptr<QTemporaryDir> dir_; // the prepared instrument root, when there is one
+    std::unique_ptr<ferro::test::SimProcess> proc_;
 };
 
 } // namespace simtest

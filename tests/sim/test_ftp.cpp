@@ -55,11 +55,7 @@ bool ftp(uint16_t port, const std::string& path, Bytes& data, bool put = false) 
 class FtpSim {
 public:
     explicit FtpSim(const std::function<void(const std::string&)>& prepare = nullptr)
-        : sim("", prepare ? prepare : [](const std::string&) {}, {"--ftp-port", "0"}) {
-        const std::string line = sim.stdoutLine();
-        const std::string prefix = "ftp on 127.0.0.1:";
-        if (line.rfind(prefix, 0) == 0) port = uint16_t(std::stoi(line.substr(prefix.size())));
-    }
+        : sim("", prepare ? prepare : [](const std::string&) {}, {"--ftp-port", "0"}), port(sim.ftpPort()) {}
     Sim sim;
     uint16_t port = 0;
 };

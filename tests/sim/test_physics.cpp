@@ -172,4 +172,3 @@ TEST(SimPhysics, ScheduledDipsLowerTheirPhaseAndFlagTheInterval) {
     EXPECT_GE(dipped, 3);
     EXPECT_GE(normal, 3);
 }
-

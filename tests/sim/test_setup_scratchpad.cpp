@@ -96,7 +96,7 @@ TEST(SimSetup, ASetupThatBreaksALimitIsRefusedAndTheOldOneStays) {
     std::string log;
     for (int i = 0; i < 100 && log.find(reason) == std::string::npos; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        log += sim.stderrText();
+        log = sim.log();
     }
     EXPECT_NE(log.find(reason), std::string::npos) << "the log names the parameter and its limits";
     const std::string edge =

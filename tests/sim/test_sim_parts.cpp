@@ -64,4 +64,3 @@ TEST(SimCommandLine, BadOptionsAreRejected) {
         EXPECT_FALSE(SimOptions().parse(int(args.size()), const_cast<char**>(args.data()), error))
             << args.back();
 }
-
