@@ -220,16 +220,23 @@ int RunParamSet(const CliOptions& opt) {
         if (!session) return 1;
         TComUnit& l = session->Link();
         TModulList moduls;
-        doc.BuildTree(level, &lang, moduls);
+        try {
+            doc.BuildTree(level, &lang, moduls);
+        } catch (const TParaError& e) {
+            std::fprintf(stderr, "Das Setup lässt sich nicht lesen: %s\n", e.what());
+            return 1;
+        }
         const std::string temp = l.FTmpDir + Fmt("%u_TempPara.XML", l.FSN);
         if (!doc.SaveForSend(temp, moduls, &lang)) {
-            std::fprintf(stderr, "%s kann nicht geschrieben werden.\n", temp.c_str());
+            std::fprintf(stderr, "%s kann nicht geschrieben werden. %s\n", temp.c_str(),
+                         doc.LastError().c_str());
             return 1;
         }
         if (const int rc = SendSetup(*session, temp); rc != 0) return rc;
     }
     if (!pa.setup.empty() && !doc.SaveToFile(pa.setup)) {
-        std::fprintf(stderr, "%s kann nicht geschrieben werden.\n", pa.setup.c_str());
+        std::fprintf(stderr, "%s kann nicht geschrieben werden. %s\n", pa.setup.c_str(),
+                     doc.LastError().c_str());
         return 1;
     }
     return anyCorrected ? 3 : 0;

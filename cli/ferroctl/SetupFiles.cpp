@@ -72,9 +72,14 @@ int RunSetupDelta(const CliOptions& opt) {
     std::vector<std::string> log;
     cmp.Apply(cmp.AllKeys(), a, log);
     pugi::xml_document delta;
-    if (!DeltaDocument(a, delta)) {
-        std::fprintf(stderr, "Keine Änderungen\n");
-        return 1;
+    try {
+        if (!DeltaDocument(a, delta)) {
+            std::fprintf(stderr, "Keine Änderungen\n");
+            return 1;
+        }
+    } catch (const TParaError& e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        return 2;
     }
     if (!delta.save_file(opt.args[2].c_str(), "  ", pugi::format_indent, pugi::encoding_utf8)) {
         std::fprintf(stderr, "Die Datei %s kann nicht geschrieben werden.\n", opt.args[2].c_str());
@@ -92,7 +97,13 @@ int RunSetupCsv(const CliOptions& opt) {
     const TXMLLangu lang = LoadLang(opt);
     TSetupDocument doc;
     if (!Load(opt.args[0], doc)) return 2;
-    const std::string csv = SetupCsv(doc, &lang, {}, '.');
+    std::string csv;
+    try {
+        csv = SetupCsv(doc, &lang, {}, '.');
+    } catch (const TParaError& e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        return 2;
+    }
     std::ofstream out(opt.args[1], std::ios::binary | std::ios::trunc);
     if (!out || !out.write(csv.data(), std::streamsize(csv.size())) || !out.flush()) {
         std::fprintf(stderr, "Die Datei %s kann nicht geschrieben werden.\n", opt.args[1].c_str());

@@ -656,7 +656,11 @@ void TFormPara::ActExportExecute() {
 
 void TFormPara::actExportChangedExecute() {
     pugi::xml_document delta;
-    if (!DeltaDocument(Fxf, delta)) return Message("Keine Änderungen");
+    try {
+        if (!DeltaDocument(Fxf, delta)) return Message("Keine Änderungen");
+    } catch (const TParaError& e) {
+        return Message(e.what(), mtError);
+    }
     const std::string proposal = Fmt(
         "ChangeExport_%s.xml", QDateTime::currentDateTime().toString("yyMMdd_hhmmss").toStdString().c_str());
     const std::string file = Choose(OwnTemplateFolder(), proposal, "Vorlagen (*.xml)", true);
@@ -683,7 +687,12 @@ void TFormPara::ActExportParaExecute() {
         for (const auto& l : *lines)
             moduls.insert(l.second);
         const char sep = FGrd->Model().FDecimalSep;
-        const std::string csv = SetupCsv(Fxf, &FLangXML, moduls, sep);
+        std::string csv;
+        try {
+            csv = SetupCsv(Fxf, &FLangXML, moduls, sep);
+        } catch (const TParaError& e) {
+            return Message(e.what(), mtError);
+        }
         const std::string dir = FComUnit ? FComUnit->FTmpDir : Connection().Folders.Tmp;
         const std::string path = Fmt("%spara_%u.csv", dir.c_str(), FComUnit ? FComUnit->FSN : 0u);
         std::ofstream out(path, std::ios::binary | std::ios::trunc);

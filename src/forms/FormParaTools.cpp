@@ -174,7 +174,11 @@ void TFormPara::btnRundsteuerClick() {
 
 void TFormPara::actCountAufzeichnungspunkteExecute() {
     if (!FCountNode) return;
-    Message(Fmt("Items: %d", CountRecordingPoints(FCountNode)));
+    try {
+        Message(Fmt("Items: %d", CountRecordingPoints(FCountNode)));
+    } catch (const TParaError& e) {
+        Message(e.what(), mtError);
+    }
 }
 
 void TFormPara::actFuellenExecute() {

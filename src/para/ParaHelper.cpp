@@ -42,15 +42,24 @@ bool HoldsElements(const pugi::xml_node& C) {
     return first && (first.type() == pugi::node_element || first.next_sibling());
 }
 
+// The node after `N` in document order without leaving `Root`, `N`'s own children first when `Down`:
+// the finders below walk a document of any depth without recursion.
+pugi::xml_node NextBelow(const pugi::xml_node& Root, pugi::xml_node N, bool Down) {
+    if (Down)
+        if (pugi::xml_node c = N.first_child()) return c;
+    for (; N && N != Root; N = N.parent())
+        if (pugi::xml_node s = N.next_sibling()) return s;
+    return {};
+}
+
 // The first descendant element called `Name`, in document order: what ".//Name" selects (the
 // format's leaves not looked into), without compiling a query for each of the thousands of leaves.
 pugi::xml_node FindDesc(const pugi::xml_node& Node, const char* Name) {
     // Text between elements has an empty name: it neither matches nor holds anything.
-    for (pugi::xml_node c = Node.first_child(); c; c = c.next_sibling()) {
+    for (pugi::xml_node c = Node.first_child(); c;) {
         const char* n = c.name();
         if (n[0] == Name[0] && std::strcmp(n, Name) == 0) return c;
-        if (LeafName(n) || !HoldsElements(c)) continue;
-        if (pugi::xml_node d = FindDesc(c, Name)) return d;
+        c = NextBelow(Node, c, !LeafName(n) && HoldsElements(c));
     }
     return {};
 }
@@ -182,37 +191,33 @@ void FillList(const pugi::xml_node& Range, TGridRow& Row, const TXMLLangu* Lang)
 }
 
 bool GroupRecorded(const pugi::xml_node& Group, const std::vector<std::string>& Members) {
-    for (pugi::xml_node c : Group.children()) {
-        if (c.type() != pugi::node_element) continue;
-        const std::string id = c.attribute("id").value();
-        const bool member = std::find(Members.begin(), Members.end(), id) != Members.end();
-        if (std::strcmp(c.name(), "datapoint") == 0) {
-            if (!member && TextToBool(GetNodeValue(c, ".//rec"))) return true;
-        } else if (GroupRecorded(c, Members)) {
+    for (pugi::xml_node c = Group.first_child(); c;) {
+        const bool datapoint = c.type() == pugi::node_element && std::strcmp(c.name(), "datapoint") == 0;
+        if (datapoint && TextToBool(GetNodeValue(c, ".//rec")) &&
+            std::find(Members.begin(), Members.end(), c.attribute("id").value()) == Members.end())
             return true;
-        }
+        c = NextBelow(Group, c, c.type() == pugi::node_element && !datapoint);
     }
     return false;
 }
 
 // The first descendant whose id is the number `Id` (".//*[@id=Id]", the id compared as a number).
 pugi::xml_node FindById(const pugi::xml_node& Node, uint32_t Id) {
-    for (pugi::xml_node c = Node.first_child(); c; c = c.next_sibling()) {
-        if (c.type() != pugi::node_element) continue;
+    for (pugi::xml_node c = Node.first_child(); c;) {
+        const bool element = c.type() == pugi::node_element;
         uint32_t v = 0;
-        if (ParseId(c.attribute("id").value(), v) && v == Id) return c;
-        if (pugi::xml_node d = FindById(c, Id)) return d;
+        if (element && ParseId(c.attribute("id").value(), v) && v == Id) return c;
+        c = NextBelow(Node, c, element);
     }
     return {};
 }
 
 void SetRecBelow(const pugi::xml_node& Node, const char* Flag) {
-    for (pugi::xml_node c : Node.children()) {
-        if (c.type() != pugi::node_element) continue;
-        if (std::strcmp(c.name(), "datapoint") == 0)
-            SetNodeValue(c, ".//rec", Flag);
-        else
-            SetRecBelow(c, Flag);
+    for (pugi::xml_node c = Node.first_child(); c;) {
+        const bool element = c.type() == pugi::node_element;
+        const bool datapoint = element && std::strcmp(c.name(), "datapoint") == 0;
+        if (datapoint) SetNodeValue(c, ".//rec", Flag);
+        c = NextBelow(Node, c, element && !datapoint);
     }
 }
 
@@ -316,7 +321,16 @@ bool GetAndCheckAttribute(const pugi::xml_node& Node, pugi::xml_attribute& Attr,
     return bool(Attr);
 }
 
-int CountRecordingPoints(const pugi::xml_node& Group) {
+void CheckSetupDepth(int Depth) {
+    if (Depth > CMaxSetupDepth)
+        throw TParaError("Das Setup ist tiefer als " + std::to_string(CMaxSetupDepth) +
+                         " Ebenen verschachtelt und wird nicht gelesen.");
+}
+
+namespace {
+
+int CountRecordingPoints(const pugi::xml_node& Group, int Depth) {
+    CheckSetupDepth(Depth);
     std::vector<std::string> skip;
     for (pugi::xml_node m : Group.children("mandatory"))
         if (const std::string t = GetNodeValue(m); !t.empty()) skip.push_back(t);
@@ -325,13 +339,22 @@ int CountRecordingPoints(const pugi::xml_node& Group) {
         if (c.type() != pugi::node_element) continue;
         if (std::strcmp(c.name(), "group") == 0) {
             if (std::find(skip.begin(), skip.end(), c.attribute("id").value()) == skip.end())
-                count += CountRecordingPoints(c);
+                count += CountRecordingPoints(c, Depth + 1);
         } else if (std::strcmp(c.name(), "datapoint") == 0) {
             for (pugi::xml_node r : c.children("rec"))
                 count += TextToBool(GetNodeValue(r));
         }
     }
     return count;
+}
+
+} // namespace
+
+int CountRecordingPoints(const pugi::xml_node& Group) {
+    int depth = 0;
+    for (pugi::xml_node p = Group; p.parent(); p = p.parent())
+        ++depth;
+    return CountRecordingPoints(Group, depth);
 }
 
 int NodeVisibility(const pugi::xml_node& Node) {

@@ -31,11 +31,18 @@ union TEasyTag {
     uint32_t UInt;
 };
 
-// A node whose id is not a number: reading the tree stops with this German message.
+// A node whose id is not a number, or a document nested too deep: reading the tree stops with this
+// German message.
 class TParaError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// Far deeper than any instrument's setup. The walks that keep state per level refuse a document
+// nested further, rather than exhaust the stack on a broken or hostile file.
+constexpr int CMaxSetupDepth = 64;
+// Throws TParaError once `Depth` levels below the document passes CMaxSetupDepth.
+void CheckSetupDepth(int Depth);
 
 // The text of the first child of the node that `XPath` selects below `Node`; empty when there is
 // no such node or it has no child.
@@ -84,6 +91,7 @@ void CheckAllMandatoryNodes(pugi::xml_document& Doc);
 
 // The recording points switched on below a group of the counting group: every "rec" of a data
 // point that reads true, in the groups that are not named by the group's own "mandatory" entries.
+// Throws TParaError for groups nested deeper than CMaxSetupDepth.
 int CountRecordingPoints(const pugi::xml_node& Group);
 
 // The visibility level of a node (".//visibility", 0 when missing or unreadable).

@@ -124,10 +124,16 @@ bool TSetupCompare::Run(const pugi::xml_document& File, const TSetupDocument& Li
     if (!FError.empty()) return false;
     // First pass: every value of the file under its key; second: the live document against them.
     FChanges = nullptr;
-    Walk(SysOf(File), "", nullptr, Lang);
-    FChanges = &Live.ChangeList();
     TCompareItem root;
-    Walk(Live.Sys(), "", &root, Lang);
+    try {
+        Walk(SysOf(File), "", nullptr, Lang, 0);
+        FChanges = &Live.ChangeList();
+        Walk(Live.Sys(), "", &root, Lang, 0);
+    } catch (const TParaError& e) {
+        FCompareDictOri.clear();
+        FError = e.what();
+        return false;
+    }
     FSWModulTVList = std::move(root.Children);
     return true;
 }
@@ -135,7 +141,8 @@ bool TSetupCompare::Run(const pugi::xml_document& File, const TSetupDocument& Li
 // The key is the id and the chain of the enclosing ids: equal nodes of two documents meet, and one
 // id in two groups does not collide.
 void TSetupCompare::Walk(const pugi::xml_node& Node, const std::string& Chain, TCompareItem* Item,
-                         const TXMLLangu* Lang) {
+                         const TXMLLangu* Lang, int Depth) {
+    CheckSetupDepth(Depth);
     for (pugi::xml_node c : Node.children()) {
         if (c.type() != pugi::node_element) continue;
         const char* name = c.name();
@@ -146,14 +153,14 @@ void TSetupCompare::Walk(const pugi::xml_node& Node, const std::string& Chain, T
             if (NodeVisibility(c) <= 2) Compare(c, key, c.child("rec"), Item, Lang);
         } else if (!std::strcmp(name, "group") || !std::strcmp(name, "swmodule")) {
             if (!Item) {
-                Walk(c, key, nullptr, Lang);
+                Walk(c, key, nullptr, Lang, Depth + 1);
                 continue;
             }
             TCompareItem sub;
             sub.Text = NameOf(c, Lang);
             sub.ID = uint32_t(std::strtoul(c.attribute("id").value(), nullptr, 10));
             sub.Module = !std::strcmp(name, "swmodule");
-            Walk(c, key, &sub, Lang);
+            Walk(c, key, &sub, Lang, Depth + 1);
             // Modules and groups without a difference do not show.
             if (!sub.Children.empty()) Item->Children.push_back(std::move(sub));
         }
@@ -237,14 +244,15 @@ namespace {
 
 // Keeps the changed leaves with all their content and the modules and groups around them; true when
 // anything below `Node` stays.
-bool Prune(pugi::xml_node Node, const TChangeList& Changes) {
+bool Prune(pugi::xml_node Node, const TChangeList& Changes, int Depth = 0) {
+    CheckSetupDepth(Depth);
     bool any = false;
     for (pugi::xml_node c = Node.last_child(); c;) {
         pugi::xml_node prev = c.previous_sibling();
         const bool container = !std::strcmp(c.name(), "group") || !std::strcmp(c.name(), "swmodule");
         const bool changed =
             !container && Changes.count(ChangeKey(c.attribute("id").value(), Node.attribute("id").value()));
-        if (changed || (container && Prune(c, Changes)))
+        if (changed || (container && Prune(c, Changes, Depth + 1)))
             any = true;
         else
             Node.remove_child(c);
@@ -254,7 +262,8 @@ bool Prune(pugi::xml_node Node, const TChangeList& Changes) {
 }
 
 void CsvWalk(const pugi::xml_node& Node, const TXMLLangu* Lang, const std::set<std::string>& Moduls, char Sep,
-             std::string& Out) {
+             std::string& Out, int Depth = 0) {
+    CheckSetupDepth(Depth);
     for (pugi::xml_node c : Node.children()) {
         if (c.type() != pugi::node_element) continue;
         const char* name = c.name();
@@ -268,12 +277,12 @@ void CsvWalk(const pugi::xml_node& Node, const TXMLLangu* Lang, const std::set<s
         } else if (!std::strcmp(name, "group")) {
             if (std::strcmp(c.attribute("id").value(), "4278190084") == 0) continue; // the counting group
             Out += "\r\n" + NameOf(c, Lang) + "\r\n\r\n";
-            CsvWalk(c, Lang, Moduls, Sep, Out);
+            CsvWalk(c, Lang, Moduls, Sep, Out, Depth + 1);
         } else if (!std::strcmp(name, "swmodule")) {
             const std::string text = NameOf(c, Lang);
             if (!Moduls.empty() && !Moduls.count(text)) continue;
             Out += "\r\n" + text + "\r\n\r\n";
-            CsvWalk(c, Lang, Moduls, Sep, Out);
+            CsvWalk(c, Lang, Moduls, Sep, Out, Depth + 1);
         }
     }
 }

@@ -61,8 +61,8 @@ public:
     int FRunCount = 0;
 
 private:
-    void Walk(const pugi::xml_node& Node, const std::string& Chain, TCompareItem* Item,
-              const TXMLLangu* Lang);
+    void Walk(const pugi::xml_node& Node, const std::string& Chain, TCompareItem* Item, const TXMLLangu* Lang,
+              int Depth);
     void Compare(const pugi::xml_node& Node, const std::string& Key, const pugi::xml_node& Holder,
                  TCompareItem* Item, const TXMLLangu* Lang);
     std::map<std::string, std::string> FCompareDictImp;
@@ -81,11 +81,13 @@ bool SameSetupValue(const std::string& A, const std::string& B, bool IsFloat);
 std::string TemplateMismatch(const pugi::xml_document& File, const TSetupDocument& Live);
 
 // The delta document: `Live` with only the values in its change list, inside their modules and
-// groups; "anyDevice" as the device name. False (nothing built) when the list is empty.
+// groups; "anyDevice" as the device name. False (nothing built) when the list is empty. Throws
+// TParaError for a document nested deeper than CMaxSetupDepth.
 bool DeltaDocument(const TSetupDocument& Live, pugi::xml_document& Out);
 
 // The listing for a spreadsheet: name;value lines, modules and groups as headings; floats with
-// `DecimalSep`. `Moduls` names the modules to list (by their text); empty lists all.
+// `DecimalSep`. `Moduls` names the modules to list (by their text); empty lists all. Throws
+// TParaError for a document nested deeper than CMaxSetupDepth.
 std::string SetupCsv(const TSetupDocument& Doc, const TXMLLangu* Lang, const std::set<std::string>& Moduls,
                      char DecimalSep);
 

@@ -71,10 +71,11 @@ std::string ItemText(uint32_t Id, const pugi::xml_node& Node, const TXMLLangu* L
 }
 
 // The tree walk: the count of visible members of the last visible sub-walk, and whether the node
-// holds rows itself.
+// holds rows itself. `Depth` counts the levels below the document.
 template <class Known>
-int Walk(const pugi::xml_node& Node, int Level, bool CountFlag, const TXMLLangu* Lang,
+int Walk(const pugi::xml_node& Node, int Depth, int Level, bool CountFlag, const TXMLLangu* Lang,
          std::vector<TParaTreeItem>& Items, bool& Leaf, TModulList* Moduls, Known& Kept) {
+    CheckSetupDepth(Depth);
     int counter = 0;
     Leaf = false;
     // The leaves of this node's rows, once it has any.
@@ -100,7 +101,7 @@ int Walk(const pugi::xml_node& Node, int Level, bool CountFlag, const TXMLLangu*
         item.Text = ItemText(item.ID, c, Lang);
         const bool flag = CountFlag || (group && item.ID == TSetupDocument::CCountGroupId);
         bool subLeaf = false;
-        const int result = Walk(c, Level, flag, Lang, item.Children, subLeaf, nullptr, Kept);
+        const int result = Walk(c, Depth + 1, Level, flag, Lang, item.Children, subLeaf, nullptr, Kept);
         // The groups below the counting group open the menu that counts recording points.
         item.Tag = group && CountFlag ? 4 : result;
         item.Leaf = subLeaf;
@@ -206,7 +207,13 @@ bool TSetupDocument::Write(const std::string& FileName, const std::vector<pugi::
     if (!FLoaded) return false;
     const std::string* source = Source();
     if (!source) return false;
-    std::string out = SpliceDocument(*source, *FDoc, Skip);
+    std::string out;
+    try {
+        out = SpliceDocument(*source, *FDoc, Skip);
+    } catch (const TParaError& e) {
+        FError = e.what();
+        return false;
+    }
     if (FLatin1) out = Utf8ToLatin1(out);
     std::ofstream f(FileName, std::ios::binary | std::ios::trunc);
     f.write(out.data(), std::streamsize(out.size()));
@@ -253,8 +260,11 @@ std::vector<TParaTreeItem> TSetupDocument::BuildTree(int Level, const TXMLLangu*
     std::vector<TParaTreeItem> items;
     if (const pugi::xml_node sys = Sys()) {
         bool leaf = false;
+        int depth = 0;
+        for (pugi::xml_node p = sys; p.parent(); p = p.parent())
+            ++depth;
         try {
-            Walk(sys, Level, false, Lang, items, leaf, &Moduls, FLeaves);
+            Walk(sys, depth, Level, false, Lang, items, leaf, &Moduls, FLeaves);
         } catch (...) {
             FLeaves.clear(); // a walk that stopped part-way keeps nothing
             throw;
@@ -340,16 +350,23 @@ int SetDefVal(TSetupDocument& Doc, const pugi::xml_node& Value, const pugi::xml_
     return 1;
 }
 
+// Every value below the node back to its default, through the groups at any depth: a plain list of
+// the groups still to do rather than recursion.
 int ResetNode(TSetupDocument& Doc, const pugi::xml_node& Node) {
     int n = 0;
-    for (pugi::xml_node c : Node.children()) {
-        if (c.type() != pugi::node_element) continue;
-        if (strcasecmp(c.name(), "datapoint") == 0)
-            n += SetDefVal(Doc, c.child("rec"), c.child("default"));
-        else if (strcasecmp(c.name(), "parameter") == 0)
-            n += SetDefVal(Doc, c.child("value"), c.child("default"));
-        else if (strcasecmp(c.name(), "group") == 0)
-            n += ResetNode(Doc, c);
+    std::vector<pugi::xml_node> open{Node};
+    while (!open.empty()) {
+        const pugi::xml_node g = open.back();
+        open.pop_back();
+        for (pugi::xml_node c : g.children()) {
+            if (c.type() != pugi::node_element) continue;
+            if (strcasecmp(c.name(), "datapoint") == 0)
+                n += SetDefVal(Doc, c.child("rec"), c.child("default"));
+            else if (strcasecmp(c.name(), "parameter") == 0)
+                n += SetDefVal(Doc, c.child("value"), c.child("default"));
+            else if (strcasecmp(c.name(), "group") == 0)
+                open.push_back(c);
+        }
     }
     return n;
 }

@@ -49,7 +49,8 @@ public:
     bool Loaded() const { return FLoaded; }
     const std::string& FileName() const { return FFileName; }
     const std::string& LastError() const { return FError; }
-    // Writes the document; false (nothing written) when none is loaded or the file cannot be made.
+    // Writes the document; false (nothing written) when none is loaded, it is nested deeper than
+    // CMaxSetupDepth (the reason in LastError()) or the file cannot be made.
     bool SaveToFile(const std::string& FileName) const;
 
     // Whoever may change the document's shape drops the leaves the tree walk kept.
@@ -64,7 +65,7 @@ public:
     bool GetNode(uint32_t Id, pugi::xml_node& Node, std::string& ParentID) const;
 
     // The tree below the sys node at `Level`, and the module list that goes with it. Throws
-    // TParaError for an id that is not a number.
+    // TParaError for an id that is not a number or groups nested deeper than CMaxSetupDepth.
     std::vector<TParaTreeItem> BuildTree(int Level, const TXMLLangu* Lang, TModulList& Moduls) const;
     // The rows of the children of `Item` at `Level`, with the leaves the last tree walk read.
     // Throws TParaError like GetGridRow. Whoever changes the shape of the document (adds or

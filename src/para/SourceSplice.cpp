@@ -1,4 +1,5 @@
 #include "para/SourceSplice.h"
+#include "para/ParaHelper.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -110,20 +111,23 @@ public:
         return end < FSrc.size() && FSrc.compare(end, 3, "]]>") == 0 ? end + 3 : end;
     }
 
-    // Just past the element's end tag (or its own "/>").
-    size_t ElementEnd(const pugi::xml_node& E) const {
+    // Just past the element's end tag (or its own "/>"). `Depth` counts the last children followed
+    // down to `E`.
+    size_t ElementEnd(const pugi::xml_node& E, int Depth = 0) const {
+        CheckSetupDepth(Depth);
         const size_t tagEnd = TagEnd(size_t(E.offset_debug()));
         if (tagEnd >= 2 && FSrc[tagEnd - 2] == '/') return tagEnd;
         size_t from = tagEnd;
         if (const pugi::xml_node c = E.last_child())
-            from = c.type() == pugi::node_element ? ElementEnd(c) : TextEnd(c);
+            from = c.type() == pugi::node_element ? ElementEnd(c, Depth + 1) : TextEnd(c);
         const size_t close = FSrc.find(std::string("</") + E.name(), from);
         if (close == std::string::npos) return FSrc.size();
         const size_t gt = FSrc.find('>', close);
         return gt == std::string::npos ? FSrc.size() : gt + 1;
     }
 
-    void Walk(const pugi::xml_node& N, const std::vector<pugi::xml_node>& Skip) {
+    void Walk(const pugi::xml_node& N, const std::vector<pugi::xml_node>& Skip, int Depth = 0) {
+        CheckSetupDepth(Depth);
         for (pugi::xml_node c = N.first_child(); c; c = c.next_sibling()) {
             const pugi::xml_node_type t = c.type();
             if (t == pugi::node_element) {
@@ -137,7 +141,7 @@ public:
                     FEdits.push_back({s, ElementEnd(c), {}});
                     continue;
                 }
-                Walk(c, Skip);
+                Walk(c, Skip, Depth + 1);
             } else if (t == pugi::node_pcdata || t == pugi::node_cdata) {
                 Text(c);
             }

@@ -4,6 +4,7 @@
 #include "para/SetupCompare.h"
 #include "para/XMLLangu.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -159,6 +160,54 @@ TEST(SetupExchange, AFileOfAnotherDeviceOrFirmwareIsRefusedWithAReason) {
     ASSERT_TRUE(other.LoadFromFile(f.Write("x.xml", "<a><b/></a>")));
     EXPECT_FALSE(cmp.Run(other.Doc(), f.doc, nullptr));
     EXPECT_TRUE(f.doc.ChangeList().empty());
+}
+
+TEST(SetupExchange, ADocumentNestedDeeperThanAnyInstrumentsIsRefusedWithAReasonNotACrash) {
+    // Groups nested `Levels` deep around a parameter; beside them a mandatory member whose group
+    // records only through a data point at the bottom.
+    auto nested = [](int Levels) {
+        std::string open, close;
+        for (int i = 0; i < Levels; ++i)
+            open += "<group id=\"9\">", close += "</group>";
+        return "<r><system name=\"sys\" id=\"1\"><swmodule id=\"2\"><group id=\"5\">"
+               "<datapoint id=\"6\"><rec>0</rec></datapoint><mandatory>6</mandatory>" +
+               open + "<datapoint id=\"8\"><rec>1</rec></datapoint><parameter id=\"4\"><type>integer</type>" +
+               "<value>5</value><default>1</default><visibility>0</visibility></parameter>" + close +
+               "</group></swmodule></system></r>";
+    };
+    Fixture f;
+    TSetupDocument fits;
+    TModulList moduls;
+    ASSERT_TRUE(fits.LoadFromFile(f.Write("fits.xml", nested(CMaxSetupDepth - 8))));
+    EXPECT_EQ(fits.BuildTree(1, nullptr, moduls).size(), 1u);
+    EXPECT_TRUE(fits.SaveToFile(f.Path("fits-out.xml"))) << fits.LastError();
+
+    TSetupDocument deep;
+    ASSERT_TRUE(deep.LoadFromFile(f.Write("deep.xml", nested(200000)))) << deep.LastError();
+    const std::string reason = "tiefer als 64 Ebenen verschachtelt";
+    try {
+        deep.BuildTree(1, nullptr, moduls);
+        ADD_FAILURE() << "the tree of a document nested 200 000 deep";
+    } catch (const TParaError& e) {
+        EXPECT_NE(std::string(e.what()).find(reason), std::string::npos) << e.what();
+    }
+    EXPECT_THROW(SetupCsv(deep, nullptr, {}, '.'), TParaError);
+    EXPECT_FALSE(deep.SaveToFile(f.Path("deep-out.xml")));
+    EXPECT_NE(deep.LastError().find(reason), std::string::npos) << deep.LastError();
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(f.Path("deep-out.xml"))));
+    TSetupCompare cmp;
+    EXPECT_FALSE(cmp.Run(deep.Doc(), f.doc, nullptr));
+    EXPECT_NE(cmp.Error().find(reason), std::string::npos) << cmp.Error();
+
+    // What needs no state per level still reaches the bottom.
+    CheckAllMandatoryNodes(deep.Doc());
+    pugi::xml_node n;
+    std::string parent;
+    ASSERT_TRUE(deep.GetNode(6, n, parent));
+    EXPECT_EQ(GetNodeValue(n, ".//rec"), "1") << "the data point at the bottom records";
+    EXPECT_EQ(deep.ResetToDefaults(), 1);
+    ASSERT_TRUE(deep.GetNode(4, n, parent));
+    EXPECT_EQ(GetNodeValue(n, ".//value"), "1");
 }
 
 TEST(IcdFile, ValuesGoInOnceAndTheIedNameFollowsTheParameter) {
