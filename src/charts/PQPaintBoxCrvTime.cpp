@@ -24,12 +24,12 @@ constexpr TAlphaColor CMarkerCol = 0xFF008080;
 constexpr TAlphaColor CZoomCol = 0xFF0000FF;
 // A drag must go further than this to zoom or to reset the zoom.
 constexpr double CMinDrag = 20;
-// Records mapped to the screen at once before the drawing rule runs over them.
-constexpr size_t CScanChunk = 4096;
+// Records that the drawing rule takes or passes as a whole when it can tell at once, and that are
+// mapped to the screen together when it cannot.
+constexpr size_t CScanBlock = 16;
+constexpr size_t CScanChunk = CScanBlock;
 // One thread's scratch: four words per record of a chunk and a bit per record (see TScanChunk).
 constexpr size_t CScanScratch = 4 * CScanChunk + CScanChunk / 64 + 2;
-// Records that the drawing rule takes or passes as a whole when it can tell at once.
-constexpr size_t CScanBlock = 16;
 // From this many records in the window, a second thread scans half of the columns.
 constexpr uint64_t CSplitRecords = 200000;
 
@@ -275,22 +275,83 @@ struct TScanState {
     }
 };
 
+// A block of CScanBlock raw values, read before any of them is mapped: their range, whether all
+// are finite, and the smallest step from one to the next.
+struct TBlockSummary {
+    float Min, Max, Step;
+    bool Finite;
+};
+
+inline TBlockSummary Summarise(const float* V) {
+    static_assert(CScanBlock == 16, "four vectors of four");
+#if defined(__SSE2__)
+    const __m128 a0 = _mm_loadu_ps(V), a1 = _mm_loadu_ps(V + 4), a2 = _mm_loadu_ps(V + 8),
+                 a3 = _mm_loadu_ps(V + 12);
+    // x - x is 0 only for a finite x.
+    const __m128 zero = _mm_setzero_ps();
+    const int finite = _mm_movemask_ps(_mm_and_ps(
+        _mm_and_ps(_mm_cmpeq_ps(_mm_sub_ps(a0, a0), zero), _mm_cmpeq_ps(_mm_sub_ps(a1, a1), zero)),
+        _mm_and_ps(_mm_cmpeq_ps(_mm_sub_ps(a2, a2), zero), _mm_cmpeq_ps(_mm_sub_ps(a3, a3), zero))));
+    __m128 mn = _mm_min_ps(_mm_min_ps(a0, a1), _mm_min_ps(a2, a3));
+    __m128 mx = _mm_max_ps(_mm_max_ps(a0, a1), _mm_max_ps(a2, a3));
+    // The 15 steps: the last vector overlaps the third by one.
+    const __m128 abs = _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF));
+    auto step = [&](const float* P) {
+        return _mm_and_ps(abs, _mm_sub_ps(_mm_loadu_ps(P + 1), _mm_loadu_ps(P)));
+    };
+    __m128 st = _mm_min_ps(_mm_min_ps(step(V), step(V + 4)), _mm_min_ps(step(V + 8), step(V + 11)));
+    auto fold = [](__m128 x, auto op) {
+        x = op(x, _mm_shuffle_ps(x, x, _MM_SHUFFLE(1, 0, 3, 2)));
+        return _mm_cvtss_f32(op(x, _mm_shuffle_ps(x, x, _MM_SHUFFLE(2, 3, 0, 1))));
+    };
+    auto vmin = [](__m128 a, __m128 b) { return _mm_min_ps(a, b); };
+    auto vmax = [](__m128 a, __m128 b) { return _mm_max_ps(a, b); };
+    return {fold(mn, vmin), fold(mx, vmax), fold(st, vmin), finite == 15};
+#else
+    TBlockSummary b{V[0], V[0], std::numeric_limits<float>::infinity(), true};
+    for (size_t i = 0; i < CScanBlock; ++i) {
+        b.Finite = b.Finite && V[i] - V[i] == 0.f;
+        b.Min = std::min(b.Min, V[i]);
+        b.Max = std::max(b.Max, V[i]);
+        if (i) b.Step = std::min(b.Step, std::fabs(V[i] - V[i - 1]));
+    }
+    return b;
+#endif
+}
+
 // A curve's vertical mapping: values clamped to [Lo, Hi], Bot - (v - Lo) * K.
 struct TYMap {
     double Lo, Hi, Bot, K;
+    // The position of one value, with the arithmetic of MapChunk.
+    double Y(float V) const { return Bot - (std::min(std::max(double(V), Lo), Hi) - Lo) * K; }
+    // The smallest step of raw values that surely moves a position by more than 2 pixels, with room
+    // for the rounding of a float step and of the double positions; infinite on a flat scale.
+    float DenseStep() const {
+        if (!(K > 0)) return std::numeric_limits<float>::infinity();
+        const float t = float((2.0 + 1e-6) / K * (1.0 + 1e-6));
+        return std::nextafter(t, std::numeric_limits<float>::infinity());
+    }
 };
 
 // The drawing rule over N columns from state S: within a column, the x test holds once a point of
 // it or of the column before was drawn, so only y decides. The window of +-2 pixels around the
 // last drawn point is kept as its low end and width in bits, so that the test and the update are a
-// few integer steps: the chain from one record to the next is what limits the speed. Runs[i] gets
-// column i's drawn points, Ends[i] the state after it; Scratch holds four chunks.
+// few integer steps. Runs[i] gets column i's drawn points, Ends[i] the state after it; Scratch
+// holds four chunks.
+//
+// Most blocks of values are decided before any of them is mapped, from their range and smallest
+// step alone: the mapping is monotonic, so a block whose highest and lowest positions lie in the
+// window is passed whole (a quiet signal), and one that stays in the scale, whose first point
+// leaves the window and whose every step moves more than 2 pixels is drawn whole (a dense one),
+// its span the positions of its extremes (after the column's first three drawn points, which are
+// kept one by one). Only the others are mapped and run point by point.
 template <class TCol>
 void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScanState S, const TYMap& M,
                  uint64_t* Scratch, TColumnRun* Runs, TScanState* Ends) {
     constexpr uint64_t CNoWindow = 0x7FF0000000000000ull; // +inf: every finite point leaves it
     const TScanChunk c{Scratch, Scratch + CScanChunk, Scratch + 2 * CScanChunk, Scratch + 3 * CScanChunk,
                        Scratch + 4 * CScanChunk};
+    const float denseStep = M.DenseStep();
     for (size_t ci = 0; ci < N; ++ci) {
         TColumnRun& run = Runs[ci];
         run = TColumnRun();
@@ -300,11 +361,34 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
         uint64_t last = Bits(S.LastY), least = ~uint64_t(0), most = 0;
         Lst.ForRuns(
             Cols[ci].First, Cols[ci].Last, Crv, [&](const uint64_t*, const float*, const float* v, size_t n) {
-                for (size_t at = 0; at < n; at += CScanChunk) {
-                    const size_t m =
-                        MapChunk(v + at, std::min(n - at, CScanChunk), M.Lo, M.Hi, M.Bot, M.K, c);
-                    // The first three drawn points of a column are kept; after them only the span and
-                    // the last one count.
+                for (size_t at = 0; at < n;) {
+                    if (n - at >= CScanBlock) {
+                        const TBlockSummary b = Summarise(v + at);
+                        if (b.Finite) {
+                            const uint64_t top = Bits(M.Y(b.Max)), bottom = Bits(M.Y(b.Min));
+                            if (top - lo <= w && bottom - lo <= w) {
+                                at += CScanBlock;
+                                continue;
+                            }
+                            const uint64_t first = Bits(M.Y(v[at]));
+                            if (run.Cnt >= 3 && b.Step >= denseStep && double(b.Min) >= M.Lo &&
+                                double(b.Max) <= M.Hi && first - lo > w) {
+                                run.Cnt += int(CScanBlock);
+                                least = std::min(least, top);
+                                most = std::max(most, bottom);
+                                const double y = M.Y(v[at + CScanBlock - 1]);
+                                last = Bits(y);
+                                WindowAround(y, lo, w);
+                                at += CScanBlock;
+                                continue;
+                            }
+                        }
+                    }
+                    const size_t m0 = std::min(n - at, CScanBlock);
+                    const size_t m = MapChunk(v + at, m0, M.Lo, M.Hi, M.Bot, M.K, c);
+                    at += m0;
+                    // The first three drawn points of a column are kept one by one; after them only the
+                    // span and the last one count.
                     size_t i = 0;
                     for (; i < m && run.Cnt < 3; ++i) {
                         const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
@@ -313,9 +397,8 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                         run.Cnt += t;
                     }
                     SpanOfTaken(c, 0, i, least, most);
-                    // A block whose first point leaves the window and whose every point leaves
-                    // the one before is drawn whole (a dense signal); one inside the window is
-                    // passed whole (a quiet one).
+                    // A block whose first point leaves the window and whose every point leaves the one
+                    // before is drawn whole; one inside the window is passed whole.
                     while (i < m) {
                         const size_t e = std::min(m, i + CScanBlock);
                         const unsigned k = unsigned(e - i - 1);

@@ -243,11 +243,10 @@ TEST_F(TimeChart, AxisLabelsOfANarrowRangeDiffer) {
     EXPECT_EQ(unique.size(), labels.size()) << labels[0] << " " << labels[1] << " " << labels[2];
 }
 
-TEST_F(TimeChart, AStairOfSmallStepsKeepsTheSamePointsWhenHalfTheColumnsAreScannedApart) {
-    // Steps of 1.5 pixels, each a few hundred records long: the rule keeps every second one, so a
-    // scan of the right half that starts without the left half's last point keeps the wrong ones
-    // until it is run again from where the left half ended.
-    constexpr int n = 400000;
+// The fast scan keeps, column by column, what the rule's every drawn point comes to: up to three
+// points as they are, beyond that the first, the two ends and the last.
+TEST_F(TimeChart, TheFastScanKeepsTheRulesPointsColumnByColumn) {
+    constexpr int n = 400000; // enough for the second thread
     Fill(n, [](int) { return 0.0; });
     b.SetScl(0, 0, 1000);
     Paint();
@@ -262,15 +261,65 @@ TEST_F(TimeChart, AStairOfSmallStepsKeepsTheSamePointsWhenHalfTheColumnsAreScann
             out.push_back(s.Point);
         return out;
     };
-    // Stairs of 200 steps, a step about a column long, with a few step lengths so that the split
+    auto collapse = [](const std::vector<TPointF>& all) {
+        std::vector<TPointF> out;
+        auto put = [&](TPointF p) {
+            if (out.empty() || !(out.back().X == p.X && out.back().Y == p.Y)) out.push_back(p);
+        };
+        for (size_t i = 0; i < all.size();) {
+            size_t e = i;
+            double lo = all[i].Y, hi = all[i].Y;
+            for (; e < all.size() && all[e].X == all[i].X; ++e)
+                lo = std::min(lo, all[e].Y), hi = std::max(hi, all[e].Y);
+            if (e - i <= 3) {
+                for (size_t k = i; k < e; ++k)
+                    put(all[k]);
+            } else {
+                const bool loFirst = std::fabs(all[i].Y - lo) <= std::fabs(all[i].Y - hi);
+                put(all[i]);
+                put({all[i].X, loFirst ? lo : hi});
+                put({all[i].X, loFirst ? hi : lo});
+                put(all[e - 1]);
+            }
+            i = e;
+        }
+        return out;
+    };
+    auto same = [&](const char* what) {
+        const auto fast = points(false), plain = points(true), expected = collapse(plain);
+        EXPECT_GT(plain.size(), 500u) << what;
+        ASSERT_EQ(fast.size(), expected.size()) << what;
+        for (size_t i = 0; i < fast.size(); ++i)
+            ASSERT_TRUE(fast[i].X == expected[i].X && fast[i].Y == expected[i].Y) << what << ", point " << i;
+    };
+    // Steps of 1.5 pixels, each a few hundred records long: the rule keeps every second one, so a
+    // scan of the right half that starts without the left half's last point keeps the wrong ones
+    // until it is run again from where the left half ended. A few step lengths, so that the split
     // falls on a step the rule skips in one of them.
     for (int len : {331, 347, 359, 373}) {
         Fill(n, [&](int i) { return 100 + ((i / len) % 200) * 1.5 * perPixel; });
         b.SetScl(0, 0, 1000);
-        const auto fast = points(false), plain = points(true);
-        EXPECT_GT(plain.size(), 500u);
-        ASSERT_EQ(fast.size(), plain.size()) << len;
-        for (size_t i = 0; i < fast.size(); ++i)
-            ASSERT_TRUE(fast[i].X == plain[i].X && fast[i].Y == plain[i].Y) << len << ", point " << i;
+        same("stairs");
     }
+    // A zigzag whose step lies a few float steps around 2 pixels, where the strict test decides
+    // between drawing every point and none, after a few jumps that every column draws.
+    const float twoPixels = float(500 + 2 * perPixel);
+    for (int ulps = -3; ulps <= 3; ++ulps) {
+        float high = twoPixels;
+        for (int u = 0; u != ulps; u += ulps > 0 ? 1 : -1)
+            high = std::nextafter(high, ulps > 0 ? 1000.f : 0.f);
+        Fill(n, [&](int i) { return i % 101 < 4 ? 500 + 30 * perPixel * (i % 101) : i % 2 ? high : 500; });
+        b.SetScl(0, 0, 1000);
+        same("zigzag");
+    }
+    // A dense sine, noise on a drift, and a sine that leaves the scale.
+    Fill(n, [](int i) { return 500 + 400 * std::sin(2 * M_PI * 50 * i / 20480.0); });
+    b.SetScl(0, 0, 1000);
+    same("sine");
+    Fill(n, [&](int i) { return 300 + i * 0.001 + ((int64_t(i) * 7919) % 13) * 0.4 * perPixel; });
+    b.SetScl(0, 0, 1000);
+    same("noise");
+    Fill(n, [](int i) { return 500 + 700 * std::sin(i / 3000.0); });
+    b.SetScl(0, 0, 1000);
+    same("clamped");
 }
