@@ -65,7 +65,7 @@ public:
         }
         const int a = int(std::floor(Y1)), b = int(std::floor(Y2));
         if (std::floor(X1) == std::floor(X2)) {
-            Run(int(std::floor(X1)), a, b);
+            Pend(int(std::floor(X1)), a, b);
             return;
         }
         const double k = (X2 - X1) / (Y2 - Y1);
@@ -75,7 +75,28 @@ public:
         }
     }
 
+    // Writes the run still held back.
+    void Flush() {
+        if (FPending) Run(FRunX, FRunA, FRunB);
+        FPending = false;
+    }
+
 private:
+    // A dense curve goes up and down its column several times (first, one end, the other, last):
+    // the runs of one column that touch are joined and each pixel is written once. The pixels are
+    // all of one colour, so holding a run back changes nothing about the picture.
+    void Pend(int X, int A, int B) {
+        if (FPending && X == FRunX && A <= FRunB + 1 && B >= FRunA - 1) {
+            FRunA = std::min(FRunA, A);
+            FRunB = std::max(FRunB, B);
+            return;
+        }
+        Flush();
+        FPending = true;
+        FRunX = X;
+        FRunA = A;
+        FRunB = B;
+    }
     void Put(int X, int Y) {
         if (X >= FT.XFrom && X < FT.XTo && unsigned(X) < unsigned(FT.Width) &&
             unsigned(Y) < unsigned(FT.Height))
@@ -93,6 +114,8 @@ private:
 
     const TPixelTarget& FT;
     const uint32_t FPixel;
+    bool FPending = false;
+    int FRunX = 0, FRunA = 0, FRunB = 0;
 };
 
 } // namespace
@@ -107,6 +130,7 @@ void RasterThinPath(const TPixelTarget& Target, const TPathData& Path, double Dx
         const TPointF &p = steps[i - 1].Point, &q = steps[i].Point;
         r.Segment(p.X + Dx, p.Y + Dy, q.X + Dx, q.Y + Dy);
     }
+    r.Flush();
 }
 
 } // namespace ferro

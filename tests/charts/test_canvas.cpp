@@ -257,6 +257,13 @@ TEST(PainterCanvas, ThinAliasedPathsCoverTheSamePixelsInAnyOrderAndStayOnTheImag
     EXPECT_EQ(InkIn(a, QRect(10, 0, 1, 60)), 44 - 12 + 1) << "rows 12 to 44 of the column";
     EXPECT_EQ(Px(a, 10, 11), 0xFFFFFFFFu);
     EXPECT_EQ(Px(a, 11, 50), 0xFF000000u);
+    // Two runs of one column with a gap between them stay apart.
+    TPathData gap;
+    gap.MoveTo({10.5, 5.5});
+    gap.LineTo({10.5, 10.5});
+    gap.MoveTo({10.5, 20.5});
+    gap.LineTo({10.5, 25.5});
+    EXPECT_EQ(InkIn(render({gap}, 0xFF000000), QRect(10, 0, 1, 60)), 12);
 
     // A line across the plane of numbers draws its pixels on the image and no others; what is not
     // finite draws nothing.
