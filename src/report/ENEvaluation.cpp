@@ -19,9 +19,6 @@ constexpr uint64_t kDay = 86400 * kNs;
 constexpr uint64_t kWeek = 7 * kDay;
 constexpr uint64_t kMaxWeeks = 60;
 
-const char* const CPass = "eingehalten";
-const char* const CFail = "nicht eingehalten";
-
 // The values of a column split by observation week.
 using TWeekValues = std::vector<std::vector<float>>;
 
