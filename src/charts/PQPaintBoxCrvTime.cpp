@@ -27,9 +27,8 @@ constexpr double CMinDrag = 20;
 // Records that the drawing rule takes or passes as a whole when it can tell at once, and that are
 // mapped to the screen together when it cannot.
 constexpr size_t CScanBlock = 16;
-constexpr size_t CScanChunk = CScanBlock;
-// One thread's scratch: four words per record of a chunk and a bit per record (see TScanChunk).
-constexpr size_t CScanScratch = 4 * CScanChunk + CScanChunk / 64 + 2;
+// One thread's scratch: four words per record of a block and a bit per record (see TScanChunk).
+constexpr size_t CScanScratch = 4 * CScanBlock + CScanBlock / 64 + 2;
 // From this many records in the window, a second thread scans half of the columns.
 constexpr uint64_t CSplitRecords = 200000;
 
@@ -337,7 +336,7 @@ struct TYMap {
 // it or of the column before was drawn, so only y decides. The window of +-2 pixels around the
 // last drawn point is kept as its low end and width in bits, so that the test and the update are a
 // few integer steps. Runs[i] gets column i's drawn points, Ends[i] the state after it; Scratch
-// holds four chunks.
+// holds four blocks.
 //
 // Most blocks of values are decided before any of them is mapped, from their range and smallest
 // step alone: the mapping is monotonic, so a block whose highest and lowest positions lie in the
@@ -349,8 +348,8 @@ template <class TCol>
 void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScanState S, const TYMap& M,
                  uint64_t* Scratch, TColumnRun* Runs, TScanState* Ends) {
     constexpr uint64_t CNoWindow = 0x7FF0000000000000ull; // +inf: every finite point leaves it
-    const TScanChunk c{Scratch, Scratch + CScanChunk, Scratch + 2 * CScanChunk, Scratch + 3 * CScanChunk,
-                       Scratch + 4 * CScanChunk};
+    const TScanChunk c{Scratch, Scratch + CScanBlock, Scratch + 2 * CScanBlock, Scratch + 3 * CScanBlock,
+                       Scratch + 4 * CScanBlock};
     const float denseStep = M.DenseStep();
     for (size_t ci = 0; ci < N; ++ci) {
         TColumnRun& run = Runs[ci];
@@ -370,9 +369,8 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                                 at += CScanBlock;
                                 continue;
                             }
-                            const uint64_t first = Bits(M.Y(v[at]));
                             if (run.Cnt >= 3 && b.Step >= denseStep && double(b.Min) >= M.Lo &&
-                                double(b.Max) <= M.Hi && first - lo > w) {
+                                double(b.Max) <= M.Hi && Bits(M.Y(v[at])) - lo > w) {
                                 run.Cnt += int(CScanBlock);
                                 least = std::min(least, top);
                                 most = std::max(most, bottom);

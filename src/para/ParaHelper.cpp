@@ -327,6 +327,13 @@ void CheckSetupDepth(int Depth) {
                          " Ebenen verschachtelt und wird nicht gelesen.");
 }
 
+int NodeDepth(const pugi::xml_node& Node) {
+    int depth = 0;
+    for (pugi::xml_node p = Node; p.parent(); p = p.parent())
+        ++depth;
+    return depth;
+}
+
 namespace {
 
 int CountRecordingPoints(const pugi::xml_node& Group, int Depth) {
@@ -351,10 +358,7 @@ int CountRecordingPoints(const pugi::xml_node& Group, int Depth) {
 } // namespace
 
 int CountRecordingPoints(const pugi::xml_node& Group) {
-    int depth = 0;
-    for (pugi::xml_node p = Group; p.parent(); p = p.parent())
-        ++depth;
-    return CountRecordingPoints(Group, depth);
+    return CountRecordingPoints(Group, NodeDepth(Group));
 }
 
 int NodeVisibility(const pugi::xml_node& Node) {

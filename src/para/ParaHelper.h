@@ -43,6 +43,8 @@ public:
 constexpr int CMaxSetupDepth = 64;
 // Throws TParaError once `Depth` levels below the document passes CMaxSetupDepth.
 void CheckSetupDepth(int Depth);
+// The levels between the document and `Node` (its root element is 1 deep).
+int NodeDepth(const pugi::xml_node& Node);
 
 // The text of the first child of the node that `XPath` selects below `Node`; empty when there is
 // no such node or it has no child.

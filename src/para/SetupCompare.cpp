@@ -126,9 +126,10 @@ bool TSetupCompare::Run(const pugi::xml_document& File, const TSetupDocument& Li
     FChanges = nullptr;
     TCompareItem root;
     try {
-        Walk(SysOf(File), "", nullptr, Lang, 0);
+        const pugi::xml_node file = SysOf(File), live = Live.Sys();
+        Walk(file, "", nullptr, Lang, NodeDepth(file));
         FChanges = &Live.ChangeList();
-        Walk(Live.Sys(), "", &root, Lang, 0);
+        Walk(live, "", &root, Lang, NodeDepth(live));
     } catch (const TParaError& e) {
         FCompareDictOri.clear();
         FError = e.what();
@@ -244,7 +245,7 @@ namespace {
 
 // Keeps the changed leaves with all their content and the modules and groups around them; true when
 // anything below `Node` stays.
-bool Prune(pugi::xml_node Node, const TChangeList& Changes, int Depth = 0) {
+bool Prune(pugi::xml_node Node, const TChangeList& Changes, int Depth) {
     CheckSetupDepth(Depth);
     bool any = false;
     for (pugi::xml_node c = Node.last_child(); c;) {
@@ -262,7 +263,7 @@ bool Prune(pugi::xml_node Node, const TChangeList& Changes, int Depth = 0) {
 }
 
 void CsvWalk(const pugi::xml_node& Node, const TXMLLangu* Lang, const std::set<std::string>& Moduls, char Sep,
-             std::string& Out, int Depth = 0) {
+             std::string& Out, int Depth) {
     CheckSetupDepth(Depth);
     for (pugi::xml_node c : Node.children()) {
         if (c.type() != pugi::node_element) continue;
@@ -297,14 +298,14 @@ bool DeltaDocument(const TSetupDocument& Live, pugi::xml_document& Out) {
             return n.type() == pugi::node_element && !std::strcmp(n.name(), "device") && n.attribute("name");
         }))
         dev.attribute("name").set_value("anyDevice");
-    if (const pugi::xml_node sys = SysOf(Out)) Prune(sys, Live.ChangeList());
+    if (const pugi::xml_node sys = SysOf(Out)) Prune(sys, Live.ChangeList(), NodeDepth(sys));
     return true;
 }
 
 std::string SetupCsv(const TSetupDocument& Doc, const TXMLLangu* Lang, const std::set<std::string>& Moduls,
                      char DecimalSep) {
     std::string out;
-    if (const pugi::xml_node sys = Doc.Sys()) CsvWalk(sys, Lang, Moduls, DecimalSep, out);
+    if (const pugi::xml_node sys = Doc.Sys()) CsvWalk(sys, Lang, Moduls, DecimalSep, out, NodeDepth(sys));
     return out;
 }
 

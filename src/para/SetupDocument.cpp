@@ -260,11 +260,8 @@ std::vector<TParaTreeItem> TSetupDocument::BuildTree(int Level, const TXMLLangu*
     std::vector<TParaTreeItem> items;
     if (const pugi::xml_node sys = Sys()) {
         bool leaf = false;
-        int depth = 0;
-        for (pugi::xml_node p = sys; p.parent(); p = p.parent())
-            ++depth;
         try {
-            Walk(sys, depth, Level, false, Lang, items, leaf, &Moduls, FLeaves);
+            Walk(sys, NodeDepth(sys), Level, false, Lang, items, leaf, &Moduls, FLeaves);
         } catch (...) {
             FLeaves.clear(); // a walk that stopped part-way keeps nothing
             throw;

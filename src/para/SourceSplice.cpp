@@ -89,7 +89,8 @@ public:
     size_t TextStart(const pugi::xml_node& T) const {
         if (T.offset_debug() >= 0) return size_t(T.offset_debug());
         const pugi::xml_node prev = T.previous_sibling();
-        if (prev) return prev.type() == pugi::node_element ? ElementEnd(prev) : TextEnd(prev);
+        if (prev)
+            return prev.type() == pugi::node_element ? ElementEnd(prev, NodeDepth(prev)) : TextEnd(prev);
         return TagEnd(size_t(std::max<ptrdiff_t>(T.parent().offset_debug(), 0)));
     }
 
@@ -111,9 +112,8 @@ public:
         return end < FSrc.size() && FSrc.compare(end, 3, "]]>") == 0 ? end + 3 : end;
     }
 
-    // Just past the element's end tag (or its own "/>"). `Depth` counts the last children followed
-    // down to `E`.
-    size_t ElementEnd(const pugi::xml_node& E, int Depth = 0) const {
+    // Just past the element's end tag (or its own "/>"). `Depth` is the element's (NodeDepth).
+    size_t ElementEnd(const pugi::xml_node& E, int Depth) const {
         CheckSetupDepth(Depth);
         const size_t tagEnd = TagEnd(size_t(E.offset_debug()));
         if (tagEnd >= 2 && FSrc[tagEnd - 2] == '/') return tagEnd;
@@ -126,6 +126,7 @@ public:
         return gt == std::string::npos ? FSrc.size() : gt + 1;
     }
 
+    // `Depth` is N's (NodeDepth): 0 for the document.
     void Walk(const pugi::xml_node& N, const std::vector<pugi::xml_node>& Skip, int Depth = 0) {
         CheckSetupDepth(Depth);
         for (pugi::xml_node c = N.first_child(); c; c = c.next_sibling()) {
@@ -138,7 +139,7 @@ public:
                         --s;
                     if (s > 0 && FSrc[s - 1] == '\n') --s;
                     if (s > 0 && FSrc[s - 1] == '\r') --s;
-                    FEdits.push_back({s, ElementEnd(c), {}});
+                    FEdits.push_back({s, ElementEnd(c, Depth + 1), {}});
                     continue;
                 }
                 Walk(c, Skip, Depth + 1);
