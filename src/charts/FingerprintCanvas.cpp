@@ -1,6 +1,8 @@
 #include "charts/FingerprintCanvas.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstring>
 
 namespace ferro {
@@ -56,9 +58,42 @@ void TFingerprintCanvas::MixFont() {
     Mix(Font.Family);
 }
 
+void TFingerprintCanvas::Touch(const TRectF& R, double Margin) {
+    if (!FKeepTouched) return;
+    const TMatrix& m = FMatrix;
+    double l = HUGE_VAL, t = HUGE_VAL, r = -HUGE_VAL, b = -HUGE_VAL;
+    for (const TPointF& p : {TPointF(R.Left, R.Top), TPointF(R.Right, R.Top), TPointF(R.Left, R.Bottom),
+                             TPointF(R.Right, R.Bottom)}) {
+        const double x = p.X * m.m11 + p.Y * m.m21 + m.m31, y = p.X * m.m12 + p.Y * m.m22 + m.m32;
+        l = std::min(l, x);
+        r = std::max(r, x);
+        t = std::min(t, y);
+        b = std::max(b, y);
+    }
+    // Not a number anywhere: where the painter puts it is not known.
+    if (!(l <= r && t <= b)) {
+        FAll = true;
+        return;
+    }
+    const TRectF d(l - Margin, t - Margin, r + Margin, b + Margin);
+    if (!FAny) {
+        FTouched = d;
+        FAny = true;
+        return;
+    }
+    FTouched = TRectF(std::min(FTouched.Left, d.Left), std::min(FTouched.Top, d.Top),
+                      std::max(FTouched.Right, d.Right), std::max(FTouched.Bottom, d.Bottom));
+}
+
+double TFingerprintCanvas::StrokeMargin() const {
+    // Caps and mitred corners reach a thickness beyond the line; one more pixel for the soft edge.
+    return 2 * std::max(1.0, Stroke.Thickness) + 1;
+}
+
 void TFingerprintCanvas::Clear(TAlphaColor Color) {
     Mix(opClear);
     Mix(Color);
+    FAll = true;
 }
 
 double TFingerprintCanvas::TextWidth(const std::string& Text) {
@@ -83,6 +118,19 @@ void TFingerprintCanvas::FillText(const TRectF& Rect, const std::string& Text, b
     Mix(VAlign);
     Mix(Fill.Color);
     MixFont();
+    if (!FKeepTouched) return;
+    if (WordWrap) {
+        FAll = true;
+        return;
+    }
+    // Where the painter puts the text in its rectangle (it may run over a smaller one), with room
+    // for accents and strokes that reach past the line's measured box.
+    auto place = [](double Lo, double Hi, double Size, TTextAlign Align) {
+        return Align == taLeading ? Lo : Align == taTrailing ? Hi - Size : (Lo + Hi - Size) / 2;
+    };
+    const double w = TextWidth(Text), h = TextHeight(Text);
+    const double x = place(Rect.Left, Rect.Right, w, HAlign), y = place(Rect.Top, Rect.Bottom, h, VAlign);
+    Touch(TRectF(x, y, x + w, y + h), 2 + h / 4);
 }
 
 void TFingerprintCanvas::DrawLine(const TPointF& P1, const TPointF& P2, double Opacity) {
@@ -93,6 +141,8 @@ void TFingerprintCanvas::DrawLine(const TPointF& P1, const TPointF& P2, double O
     Mix(P2.Y);
     Mix(Opacity);
     MixStroke();
+    Touch(TRectF(std::min(P1.X, P2.X), std::min(P1.Y, P2.Y), std::max(P1.X, P2.X), std::max(P1.Y, P2.Y)),
+          StrokeMargin());
 }
 
 void TFingerprintCanvas::DrawRect(const TRectF& Rect, double Opacity) {
@@ -100,6 +150,7 @@ void TFingerprintCanvas::DrawRect(const TRectF& Rect, double Opacity) {
     Mix(Rect);
     Mix(Opacity);
     MixStroke();
+    Touch(Rect, StrokeMargin());
 }
 
 void TFingerprintCanvas::FillRect(const TRectF& Rect, double Opacity) {
@@ -111,6 +162,7 @@ void TFingerprintCanvas::FillRect(const TRectF& Rect, double Opacity, const TBru
     Mix(Rect);
     Mix(Opacity);
     Mix(Brush.Color);
+    Touch(Rect, 1);
 }
 
 void TFingerprintCanvas::DrawEllipse(const TRectF& Rect, double Opacity) {
@@ -118,17 +170,25 @@ void TFingerprintCanvas::DrawEllipse(const TRectF& Rect, double Opacity) {
     Mix(Rect);
     Mix(Opacity);
     MixStroke();
+    Touch(Rect, StrokeMargin());
 }
 
 void TFingerprintCanvas::DrawPath(const TPathData& Path, double Opacity) {
     Mix(opPath);
+    double l = HUGE_VAL, t = HUGE_VAL, r = -HUGE_VAL, b = -HUGE_VAL;
     for (const auto& s : Path.Steps()) {
         Mix(s.Move);
         Mix(s.Point.X);
         Mix(s.Point.Y);
+        if (!std::isfinite(s.Point.X) || !std::isfinite(s.Point.Y)) FAll = true;
+        l = std::min(l, s.Point.X);
+        r = std::max(r, s.Point.X);
+        t = std::min(t, s.Point.Y);
+        b = std::max(b, s.Point.Y);
     }
     Mix(Opacity);
     MixStroke();
+    if (Path.Count() > 0) Touch(TRectF(l, t, r, b), StrokeMargin());
 }
 
 void TFingerprintCanvas::SetMatrix(const TMatrix& M) {
@@ -148,6 +208,7 @@ void TFingerprintCanvas::DrawBitmap(TCanvasBitmap&, const TRectF& Src, const TRe
     Mix(Src);
     Mix(Dst);
     Mix(Opacity);
+    Touch(Dst, 1);
 }
 
 } // namespace ferro

@@ -1,7 +1,9 @@
 #pragma once
 // A canvas that draws nothing but folds every call, with the pen, fill and font in force, into one
 // 64-bit fingerprint. A chart runs its static part against it to learn whether the bitmap it
-// cached of that part still shows the same picture. Texts are measured by another canvas.
+// cached of that part still shows the same picture. Texts are measured by another canvas. It also
+// keeps the rectangle on the page that the calls can have touched, so that only that part of the
+// bitmap needs copying.
 
 #include "charts/Canvas.h"
 
@@ -11,9 +13,16 @@ namespace ferro {
 
 class TFingerprintCanvas : public TCanvas {
 public:
-    explicit TFingerprintCanvas(TCanvas& Measure) : FMeasure(Measure) {}
+    // Keeping the touched rectangle measures every text: asked for only where it is used.
+    explicit TFingerprintCanvas(TCanvas& Measure, bool KeepTouched = false)
+        : FMeasure(Measure), FKeepTouched(KeepTouched) {}
 
     uint64_t Fingerprint() const { return FHash; }
+    // With KeepTouched: the device pixels the calls may have changed, antialiased edges included;
+    // the whole page after a Clear or a wrapped text, whose lines are not known here. Empty when
+    // nothing was drawn.
+    TRectF Touched() const { return FTouched; }
+    bool TouchedAll() const { return FAll; }
 
     bool BeginScene() override { return true; }
     void EndScene() override {}
@@ -42,10 +51,17 @@ private:
     void Mix(const TRectF& R);
     void MixStroke();
     void MixFont();
+    // Widens the touched rectangle by R under the matrix in force, plus Margin pixels each side.
+    void Touch(const TRectF& R, double Margin);
+    double StrokeMargin() const;
 
     TCanvas& FMeasure;
     TMatrix FMatrix;
     uint64_t FHash = 1469598103934665603ull; // FNV-1a offset basis
+    bool FKeepTouched;
+    TRectF FTouched;
+    bool FAny = false;
+    bool FAll = false;
 };
 
 } // namespace ferro

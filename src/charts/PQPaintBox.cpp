@@ -4,6 +4,9 @@
 #include "charts/FingerprintCanvas.h"
 #include "foundation/Format.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace ferro {
 
 TPQPaintBox::TPQPaintBox() = default;
@@ -183,14 +186,40 @@ void TPQPaintBox::PaintLayer(TCanvas& Canvas, const std::function<void(TCanvas&)
             bc.EndScene();
             FLayerPrint = probe.Fingerprint();
             FLayerValid = true;
+            // Where the layer drew, found once per new layer: it measures every text.
+            TFingerprintCanvas touched(Canvas, true);
+            touched.Font = font;
+            touched.Stroke = stroke;
+            touched.Fill = fill;
+            Static(touched);
+            const TRectF t = touched.Touched();
+            FLayerPart =
+                TRectF(std::max(0.0, std::floor(t.Left)), std::max(0.0, std::floor(t.Top)),
+                       std::min(double(w), std::ceil(t.Right)), std::min(double(h), std::ceil(t.Bottom)));
+            if (FLayerPart.Width() <= 0 || FLayerPart.Height() <= 0) FLayerPart = TRectF();
+            // A layer over most of the page is copied whole; one that is not opaque always is.
+            FLayerPartial = !touched.TouchedAll() && (FBackground >> 24) == 0xFF &&
+                            FLayerPart.Width() * FLayerPart.Height() < 0.8 * w * h;
         } else {
             Canvas.Clear(FBackground);
             Static(Canvas);
             return;
         }
     }
-    const TRectF all(0, 0, w, h);
-    Canvas.DrawBitmap(*FLayer, all, all, 1);
+    if (!FLayerPartial) {
+        const TRectF all(0, 0, w, h);
+        Canvas.DrawBitmap(*FLayer, all, all, 1);
+    } else {
+        // Outside what the layer drew it holds only the page's colour: a fill there is cheaper
+        // than a copy.
+        const TRectF& p = FLayerPart;
+        const TBrush page{FBackground};
+        Canvas.FillRect(TRectF(0, 0, w, p.Top), 1, page);
+        Canvas.FillRect(TRectF(0, p.Bottom, w, h), 1, page);
+        Canvas.FillRect(TRectF(0, p.Top, p.Left, p.Bottom), 1, page);
+        Canvas.FillRect(TRectF(p.Right, p.Top, w, p.Bottom), 1, page);
+        if (p.Width() > 0 && p.Height() > 0) Canvas.DrawBitmap(*FLayer, p, p, 1);
+    }
     Canvas.Font = probe.Font;
     Canvas.Stroke = probe.Stroke;
     Canvas.Fill = probe.Fill;

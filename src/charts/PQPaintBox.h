@@ -133,6 +133,8 @@ protected:
     std::unique_ptr<TCanvasBitmap> FBMPMain;
     std::unique_ptr<TCanvasBitmap> FLayer; // PaintLayer's bitmap
     uint64_t FLayerPrint = 0;
+    TRectF FLayerPart;                    // what the layer's drawing touched, in whole pixels
+    bool FLayerPartial = false;           // whether the page outside FLayerPart is filled, not copied
     TAlphaColor FBackground = 0xFFFFFFFF; // of the paint under way
     bool FLayerValid = false;
     TAlphaColor FFontCol = 0xFF000000;

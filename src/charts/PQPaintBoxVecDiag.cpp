@@ -20,6 +20,15 @@ struct TVecRow {
     TAlphaColor Col;
 };
 
+// Colour at Opacity over an opaque Page, itself opaque: a plain fill instead of a blend.
+TAlphaColor Tinted(TAlphaColor Colour, TAlphaColor Page, double Opacity) {
+    auto channel = [&](int Shift) {
+        const double top = (Colour >> Shift) & 0xFF, under = (Page >> Shift) & 0xFF;
+        return TAlphaColor(std::lround(under + (top - under) * Opacity)) << Shift;
+    };
+    return 0xFF000000 | channel(16) | channel(8) | channel(0);
+}
+
 std::string Volts(float v) {
     return FltToStrShrt(v, 1, CVolt);
 }
@@ -187,8 +196,13 @@ void TPQPaintBoxVecDiag::PaintTable(TCanvas& Canvas, double Left, double Width) 
         if (k == 4 || k == 7) y += 20; // the blocks: to earth, line to line, currents
         const TRectF row(Left, y, Left + Width, y + rowH);
         if (row.Bottom > FGraphRect.Bottom) break; // a low chart shows what fits
-        tint.Color = rows[k].Col;
-        Canvas.FillRect(row, 0.12, tint);
+        if ((FBackground >> 24) == 0xFF) {
+            tint.Color = Tinted(rows[k].Col, FBackground, 0.12);
+            Canvas.FillRect(row, 1, tint);
+        } else {
+            tint.Color = rows[k].Col;
+            Canvas.FillRect(row, 0.12, tint);
+        }
         Canvas.Fill.Color = rows[k].Col;
         Canvas.FillText(TRectF(row.Left + FTxtW / 2, row.Top, row.Right, row.Bottom), rows[k].Text, false, 1,
                         0, taLeading, taCenter);

@@ -1,4 +1,5 @@
 // The QPainter canvas puts the canvas operations onto images and PDF pages.
+#include "charts/FingerprintCanvas.h"
 #include "charts/ImageBitmap.h"
 #include "charts/PQPaintBoxHarm.h"
 #include "charts/PQPaintBoxVecDiag.h"
@@ -182,9 +183,9 @@ TEST(PainterCanvas, RefusesWithoutASurfaceAndDrawsOnAPdfPage) {
 // Grid, texts and circle come from a bitmap that is drawn again only when they change: after new
 // values and a new scale the picture is the one a chart painting everything afresh gives.
 TEST(PainterCanvas, ChartsFromTheirCachedLayerPaintWhatAFreshChartPaints) {
-    auto paint = [](TPQPaintBox& b) {
+    auto paint = [](TPQPaintBox& b, Qt::GlobalColor Under = Qt::black) {
         QImage img(600, 300, QImage::Format_ARGB32_Premultiplied);
-        img.fill(Qt::black);
+        img.fill(Under);
         TPainterCanvas c(img);
         c.Font.Size = 12;
         b.SetSize(600, 300);
@@ -217,6 +218,58 @@ TEST(PainterCanvas, ChartsFromTheirCachedLayerPaintWhatAFreshChartPaints) {
         v->SetMagAngle(vpI1, {50, -30});
     }
     EXPECT_EQ(paint(vcached), paint(vfresh));
+    // Only the part of the circle's layer that holds drawing is copied; the page around it is
+    // filled all the same.
+    EXPECT_EQ(paint(vcached, Qt::red), paint(vfresh, Qt::black));
+    EXPECT_EQ(paint(cached, Qt::red), paint(fresh, Qt::black));
+}
+
+// A cached layer is copied only where its drawing touched the page, so that rectangle must hold
+// every pixel the drawing changed: soft edges, caps and texts larger than their boxes included.
+TEST(PainterCanvas, TheTouchedRectangleHoldsEveryPixelTheDrawingChanged) {
+    QImage img(300, 200, QImage::Format_ARGB32_Premultiplied);
+    img.fill(Qt::white);
+    TPainterCanvas pc(img);
+    ASSERT_TRUE(pc.BeginScene());
+    pc.Font.Size = 14;
+    TFingerprintCanvas probe(pc, true);
+    probe.Font.Size = 14;
+    auto draw = [](TCanvas& c) {
+        c.Stroke.Color = 0xFF000000;
+        c.Stroke.Thickness = 4;
+        c.Stroke.Cap = TStrokeCap::Round;
+        c.DrawLine({60, 60}, {90, 75}, 1);
+        c.Stroke.Thickness = 2.5;
+        c.DrawEllipse(TRectF(100, 50, 140, 90), 1);
+        c.Fill.Color = 0xFF000000;
+        // Boxes far too small for their texts, one for each way of aligning.
+        c.FillText(TRectF(150, 60, 152, 62), "Spannung \u00C4", false, 1, 0, taLeading, taCenter);
+        c.FillText(TRectF(150, 100, 152, 102), "Spannung \u00C4", false, 1, 0, taTrailing, taLeading);
+        c.FillText(TRectF(150, 140, 152, 142), "Spannung \u00C4", false, 1, 0, taCenter, taTrailing);
+        c.SetMatrix(TMatrix::CreateRotation(0.3) * TMatrix::CreateTranslation(80, 120));
+        c.DrawRect(TRectF(0, 0, 30, 20), 1);
+        c.SetMatrix(TMatrix());
+    };
+    draw(pc);
+    pc.EndScene();
+    draw(probe);
+    ASSERT_FALSE(probe.TouchedAll());
+    const TRectF t = probe.Touched();
+    int inside = 0, outside = 0;
+    for (int y = 0; y < img.height(); ++y)
+        for (int x = 0; x < img.width(); ++x) {
+            if (img.pixel(x, y) == 0xFFFFFFFFu) continue;
+            const bool in = x >= std::floor(t.Left) && x < std::ceil(t.Right) && y >= std::floor(t.Top) &&
+                            y < std::ceil(t.Bottom);
+            (in ? inside : outside)++;
+        }
+    EXPECT_GT(inside, 500);
+    EXPECT_EQ(outside, 0);
+    EXPECT_LT(t.Width() * t.Height(), 0.8 * 300 * 200) << "and not the whole page";
+
+    // Lines of a wrapped text are not known: the whole page counts as touched.
+    probe.FillText(TRectF(0, 0, 40, 10), "ein langer Text", true, 1, 0, taLeading, taLeading);
+    EXPECT_TRUE(probe.TouchedAll());
 }
 
 // Thin aliased paths on an image are written straight into its pixels: a column's zigzag covers
