@@ -329,20 +329,34 @@ TEST(PainterCanvas, ThinAliasedPathsCoverTheSamePixelsInAnyOrderAndStayOnTheImag
     EXPECT_EQ(InkIn(f, QRect(0, 0, 60, 60)), 60);
     EXPECT_EQ(InkIn(f, QRect(0, 20, 60, 1)), 60);
 
-    // A long path is drawn by two threads, each in its half of the columns: the same pixels as the
-    // same segments drawn as short paths by one.
-    TPathData longPath;
-    std::vector<TPathData> pieces(1);
-    for (int i = 0; i < 5000; ++i) {
+    // A long path is drawn by two threads, each in its half of the columns, and its runs are
+    // gathered by groups of columns: the same pixels as each of its segments drawn on its own. The
+    // width splits neither into whole groups nor into even halves; the second path puts four runs
+    // apart in every column.
+    TPathData longPath, bands;
+    std::vector<TPathData> pieces;
+    auto piece = [&](const TPointF& a, const TPointF& b) {
+        pieces.emplace_back();
+        pieces.back().MoveTo(a);
+        pieces.back().LineTo(b);
+    };
+    TPointF last;
+    for (int i = 0; i < 8500; ++i) {
         const TPointF p(0.5 + i * 0.024, 30 + 25 * std::sin(i * 0.37) + 3 * std::sin(i * 0.011));
         i ? longPath.LineTo(p) : longPath.MoveTo(p);
-        if (i % 1000 == 999) pieces.back().LineTo(p), pieces.emplace_back();
-        pieces.back().Count() ? pieces.back().LineTo(p) : pieces.back().MoveTo(p);
+        if (i) piece(last, p);
+        last = p;
     }
-    const QImage whole = render({longPath}, 0xFF0000FF, 120), parts = render(pieces, 0xFF0000FF, 120);
+    for (int x = 0; x < 203; ++x)
+        for (double y : {5.5, 15.5, 25.5, 35.5}) {
+            bands.MoveTo({x + 0.5, y + x % 3});
+            bands.LineTo({x + 0.5, y + 3});
+            piece({x + 0.5, y + x % 3}, {x + 0.5, y + 3});
+        }
+    const QImage whole = render({longPath, bands}, 0xFF0000FF, 203), parts = render(pieces, 0xFF0000FF, 203);
     EXPECT_EQ(whole, parts);
-    EXPECT_GT(InkIn(whole, QRect(0, 0, 60, 60)), 1000);
-    EXPECT_GT(InkIn(whole, QRect(60, 0, 60, 60)), 1000) << "the right half has its share";
+    EXPECT_GT(InkIn(whole, QRect(0, 0, 101, 60)), 1000);
+    EXPECT_GT(InkIn(whole, QRect(101, 0, 101, 60)), 1000) << "the right half has its share";
 
     // A translucent colour is blended by the painter, not written over.
     TPathData line;
