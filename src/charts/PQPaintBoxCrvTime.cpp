@@ -5,6 +5,7 @@
 #include "foundation/records/PQTimeProgs.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cfloat>
 #include <cmath>
 #include <cstring>
@@ -31,6 +32,8 @@ constexpr size_t CScanBlock = 16;
 constexpr size_t CScanScratch = 4 * CScanBlock + CScanBlock / 64 + 2;
 // From this many records in the window, a second thread scans half of the columns.
 constexpr uint64_t CSplitRecords = 200000;
+// Pieces of the columns that two threads take in turn.
+constexpr size_t CScanPieces = 16;
 
 // A zoom window needs this many records.
 constexpr int CMinZoomRecs = 5;
@@ -793,33 +796,43 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
                     }
                 });
     } else {
-        // The same rule, column by column (see ScanColumns). With many records the right half of
-        // the columns goes to a second thread, which starts without knowing where the left half
-        // ends; its first columns are then run again from the true state until the two agree.
+        // The same rule, column by column (see ScanColumns). With many records the columns go in
+        // pieces to this thread and a second one, each taking the next piece when it is done, so
+        // that a core that is busy elsewhere holds up no more than the piece it has. A piece starts
+        // without knowing where the one before ends; its first columns are then run again from
+        // the true state until the two agree.
         const size_t n = FColumns.size();
         std::vector<TColumnRun> runs(n);
         std::vector<TScanState> ends(n);
         const TYMap map{SclMin, hiVal, bot, k};
         const uint64_t records = uint64_t(FZoomIdx2 - FZoomIdx1 + 1);
         const TColumn* cols = FColumns.data();
-        std::future<void> right;
-        const size_t h = n / 2;
-        if (records >= CSplitRecords && n >= 4) try {
-                right = std::async(std::launch::async, [&] {
-                    ScanColumns(FMessLst, Crv, cols + h, n - h, TScanState(), map,
-                                FScan.data() + CScanScratch, runs.data() + h, ends.data() + h);
-                });
+        const size_t pieces = records >= CSplitRecords ? std::min(CScanPieces, n / 4) : 0;
+        if (pieces > 1) {
+            std::atomic<size_t> next{0};
+            auto work = [&](uint64_t* Scratch) {
+                for (size_t p; (p = next.fetch_add(1)) < pieces;) {
+                    const size_t a = p * n / pieces, b = (p + 1) * n / pieces;
+                    ScanColumns(FMessLst, Crv, cols + a, b - a, TScanState(), map, Scratch, runs.data() + a,
+                                ends.data() + a);
+                }
+            };
+            std::future<void> helper;
+            try {
+                helper = std::async(std::launch::async, work, FScan.data() + CScanScratch);
             } catch (const std::system_error&) {
                 // No thread to spare: all on this one.
             }
-        if (right.valid()) {
-            ScanColumns(FMessLst, Crv, cols, h, TScanState(), map, FScan.data(), runs.data(), ends.data());
-            right.get();
-            for (size_t i = h; i < n; ++i) {
-                const TScanState guessed = ends[i];
-                ScanColumns(FMessLst, Crv, cols + i, 1, ends[i - 1], map, FScan.data(), runs.data() + i,
-                            ends.data() + i);
-                if (ends[i] == guessed) break;
+            work(FScan.data());
+            if (helper.valid()) helper.get();
+            for (size_t p = 1; p < pieces; ++p) {
+                const size_t a = p * n / pieces, b = (p + 1) * n / pieces;
+                for (size_t i = a; i < b; ++i) {
+                    const TScanState guessed = ends[i];
+                    ScanColumns(FMessLst, Crv, cols + i, 1, ends[i - 1], map, FScan.data(), runs.data() + i,
+                                ends.data() + i);
+                    if (ends[i] == guessed) break;
+                }
             }
         } else {
             ScanColumns(FMessLst, Crv, cols, n, TScanState(), map, FScan.data(), runs.data(), ends.data());
