@@ -30,7 +30,7 @@ constexpr double CMinDrag = 20;
 constexpr size_t CScanBlock = 16;
 // One thread's scratch: four words per record of a block and a bit per record (see TScanChunk).
 constexpr size_t CScanScratch = 4 * CScanBlock + CScanBlock / 64 + 2;
-// From this many records in the window, a second thread scans half of the columns.
+// From this many records in the window, a second thread shares the scan of the columns.
 constexpr uint64_t CSplitRecords = 200000;
 // Pieces of the columns that two threads take in turn.
 constexpr size_t CScanPieces = 16;
