@@ -809,10 +809,11 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
         const TColumn* cols = FColumns.data();
         const size_t pieces = records >= CSplitRecords ? std::min(CScanPieces, n / 4) : 0;
         if (pieces > 1) {
+            auto first = [&](size_t Piece) { return Piece * n / pieces; };
             std::atomic<size_t> next{0};
             auto work = [&](uint64_t* Scratch) {
                 for (size_t p; (p = next.fetch_add(1)) < pieces;) {
-                    const size_t a = p * n / pieces, b = (p + 1) * n / pieces;
+                    const size_t a = first(p), b = first(p + 1);
                     ScanColumns(FMessLst, Crv, cols + a, b - a, TScanState(), map, Scratch, runs.data() + a,
                                 ends.data() + a);
                 }
@@ -826,8 +827,7 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
             work(FScan.data());
             if (helper.valid()) helper.get();
             for (size_t p = 1; p < pieces; ++p) {
-                const size_t a = p * n / pieces, b = (p + 1) * n / pieces;
-                for (size_t i = a; i < b; ++i) {
+                for (size_t i = first(p); i < first(p + 1); ++i) {
                     const TScanState guessed = ends[i];
                     ScanColumns(FMessLst, Crv, cols + i, 1, ends[i - 1], map, FScan.data(), runs.data() + i,
                                 ends.data() + i);

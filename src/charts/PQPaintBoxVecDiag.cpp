@@ -195,14 +195,9 @@ void TPQPaintBoxVecDiag::PaintTable(TCanvas& Canvas, double Left, double Width) 
     for (size_t k = 0; k < rows.size(); ++k) {
         if (k == 4 || k == 7) y += 20; // the blocks: to earth, line to line, currents
         const TRectF row(Left, y, Left + Width, y + rowH);
-        if (row.Bottom > FGraphRect.Bottom) break; // a low chart shows what fits
-        if ((FBackground >> 24) == 0xFF) {
-            tint.Color = Tinted(rows[k].Col, FBackground, 0.12);
-            Canvas.FillRect(row, 1, tint);
-        } else {
-            tint.Color = rows[k].Col;
-            Canvas.FillRect(row, 0.12, tint);
-        }
+        if (row.Bottom > FGraphRect.Bottom) break;           // a low chart shows what fits
+        tint.Color = Tinted(rows[k].Col, FBackground, 0.12); // the page is always opaque white
+        Canvas.FillRect(row, 1, tint);
         Canvas.Fill.Color = rows[k].Col;
         Canvas.FillText(TRectF(row.Left + FTxtW / 2, row.Top, row.Right, row.Bottom), rows[k].Text, false, 1,
                         0, taLeading, taCenter);

@@ -233,7 +233,8 @@ TParamLeaves::TParamLeaves(const pugi::xml_node& Node) {
     // Depth first, in document order; text between elements has an empty name and holds nothing.
     // No setup nests a row's leaves deeper than a level or two: a document that nests its
     // elements thousands deep is not followed below 16 levels, instead of exhausting the stack.
-    pugi::xml_node stack[16];
+    constexpr int CLeafDepth = 16;
+    pugi::xml_node stack[CLeafDepth];
     int depth = 0;
     pugi::xml_node c = Node.first_child();
     while (true) {
@@ -271,7 +272,7 @@ TParamLeaves::TParamLeaves(const pugi::xml_node& Node) {
             slot = false;
         }
         // The leaves and the list hold only their texts; anything else may hold the names above.
-        if (!slot && depth < 16 && HoldsElements(c)) {
+        if (!slot && depth < CLeafDepth && HoldsElements(c)) {
             stack[depth++] = c;
             c = c.first_child();
         } else {
