@@ -28,12 +28,15 @@ constexpr double CMinDrag = 20;
 // Records that the drawing rule takes or passes as a whole when it can tell at once, and that are
 // mapped to the screen together when it cannot.
 constexpr size_t CScanBlock = 16;
-// One thread's scratch: four words per record of a block and a bit per record (see TScanChunk).
-constexpr size_t CScanScratch = 4 * CScanBlock + CScanBlock / 64 + 2;
+// One thread's scratch: four words per record of a block (see TScanChunk).
+constexpr size_t CScanScratch = 4 * CScanBlock;
 // From this many records in the window, a second thread shares the scan of the columns.
 constexpr uint64_t CSplitRecords = 200000;
 // Pieces of the columns that two threads take in turn.
 constexpr size_t CScanPieces = 16;
+// A block of values spread over more pixels than this draws too many points to look for them one
+// at a time.
+constexpr double CBusySpan = 12.0;
 
 // A zoom window needs this many records.
 constexpr int CMinZoomRecs = 5;
@@ -116,23 +119,10 @@ inline void WindowAround(double Y, uint64_t& Lo, uint64_t& W) {
 // of the window of +-2 pixels around it and the window's width.
 struct TScanChunk {
     uint64_t *P, *PL, *PW, *T; // T: all ones where the point was drawn
-    uint64_t* Leaves;          // bit i (i > 0): point i lies outside the window around point i - 1
 };
 
-// Leaves for the points [From, N) one at a time.
-void MarkLeaves(const TScanChunk& C, size_t From, size_t N) {
-    for (size_t i = std::max<size_t>(From, 1); i < N; ++i) {
-        const uint64_t bit = uint64_t(1) << (i & 63);
-        if (C.P[i] - C.PL[i - 1] > C.PW[i - 1])
-            C.Leaves[i >> 6] |= bit;
-        else
-            C.Leaves[i >> 6] &= ~bit;
-    }
-}
-
 // The vertical mapping of n values, clamped to the range, two at a time where SSE2 is there, with
-// the same double arithmetic, each one's window, and whether it leaves the window of the one
-// before (when that one was drawn, it is drawn too). What is not finite is left out, as the drawing
+// the same double arithmetic, and each one's window. What is not finite is left out, as the drawing
 // rule skips it; returns how many were written.
 size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, double K, const TScanChunk& Out) {
     size_t i = 0;
@@ -141,8 +131,6 @@ size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, doub
     const __m128d lo = _mm_set1_pd(Lo), hi = _mm_set1_pd(Hi), bot = _mm_set1_pd(Bot), k = _mm_set1_pd(K),
                   two = _mm_set1_pd(2.0), zero = _mm_setzero_pd();
     int finiteBits = 3;
-    __m128d prev = zero;
-    uint64_t word = 0;
     for (; i + 2 <= N; i += 2) {
         double pair; // two floats
         std::memcpy(&pair, V + i, sizeof pair);
@@ -156,21 +144,9 @@ size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, doub
         _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.PL + i), _mm_castpd_si128(below));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(Out.PW + i),
                          _mm_sub_epi64(_mm_castpd_si128(above), _mm_castpd_si128(below)));
-        // The point before each of the two: the last of the pair before, then the first of these.
-        const __m128d before = _mm_shuffle_pd(prev, y, 1);
-        const __m128d out = _mm_or_pd(_mm_cmpgt_pd(y, _mm_add_pd(before, two)),
-                                      _mm_cmplt_pd(y, _mm_max_pd(_mm_sub_pd(before, two), zero)));
-        word |= uint64_t(_mm_movemask_pd(out)) << (i & 63);
-        if ((i & 63) == 62) {
-            Out.Leaves[i >> 6] = word;
-            word = 0;
-        }
-        prev = y;
     }
-    if (i & 63) Out.Leaves[i >> 6] = word;
     gap = finiteBits != 3;
 #endif
-    const size_t tail = i;
     for (; i < N; ++i) {
         const float x = V[i];
         const double y = Bot - (std::min(std::max(double(x), Lo), Hi) - Lo) * K;
@@ -178,10 +154,7 @@ size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, doub
         WindowAround(y, Out.PL[i], Out.PW[i]);
         gap |= x - x != 0.f;
     }
-    if (!gap) {
-        MarkLeaves(Out, tail, N);
-        return N;
-    }
+    if (!gap) return N;
     size_t n = 0; // rare: close the gaps
     for (i = 0; i < N; ++i)
         if (V[i] - V[i] == 0.f) {
@@ -189,7 +162,6 @@ size_t MapChunk(const float* V, size_t N, double Lo, double Hi, double Bot, doub
             Out.PL[n] = Out.PL[i];
             Out.PW[n++] = Out.PW[i];
         }
-    MarkLeaves(Out, 0, n);
     return n;
 }
 
@@ -223,32 +195,6 @@ void SpanOfTaken(const TScanChunk& C, size_t From, size_t To, uint64_t& Least, u
         Least = std::min(Least, C.P[i] | ~C.T[i]);
         Most = std::max(Most, C.P[i] & C.T[i]);
     }
-}
-
-// Widens [Least, Most] (bits) to all points of [From, To).
-inline void SpanOfAll(const TScanChunk& C, size_t From, size_t To, uint64_t& Least, uint64_t& Most) {
-    size_t i = From;
-#if defined(__SSE2__)
-    __m128d lo = _mm_set1_pd(std::numeric_limits<double>::infinity()), hi = _mm_setzero_pd();
-    for (; i + 2 <= To; i += 2) {
-        const __m128d y = _mm_loadu_pd(reinterpret_cast<const double*>(C.P + i));
-        lo = _mm_min_pd(lo, y);
-        hi = _mm_max_pd(hi, y);
-    }
-    Widen(lo, hi, Least, Most);
-#endif
-    for (; i < To; ++i) {
-        Least = std::min(Least, C.P[i]);
-        Most = std::max(Most, C.P[i]);
-    }
-}
-
-// Bits [From, From + N) of a bit array, N at most 32.
-inline uint64_t BitRange(const uint64_t* A, size_t From, unsigned N) {
-    const size_t w = From >> 6, s = From & 63;
-    uint64_t v = A[w] >> s;
-    if (s + N > 64) v |= A[w + 1] << (64 - s);
-    return v & ((uint64_t(1) << N) - 1);
 }
 
 // The first point of [From, To) outside the window [Lo, Lo + W] (bits), the next one the rule
@@ -351,8 +297,7 @@ template <class TCol>
 void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScanState S, const TYMap& M,
                  uint64_t* Scratch, TColumnRun* Runs, TScanState* Ends) {
     constexpr uint64_t CNoWindow = 0x7FF0000000000000ull; // +inf: every finite point leaves it
-    const TScanChunk c{Scratch, Scratch + CScanBlock, Scratch + 2 * CScanBlock, Scratch + 3 * CScanBlock,
-                       Scratch + 4 * CScanBlock};
+    const TScanChunk c{Scratch, Scratch + CScanBlock, Scratch + 2 * CScanBlock, Scratch + 3 * CScanBlock};
     const float denseStep = M.DenseStep();
     for (size_t ci = 0; ci < N; ++ci) {
         TColumnRun& run = Runs[ci];
@@ -361,80 +306,69 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
         uint64_t lo = CNoWindow, w = 0;
         if (S.Any && std::fabs(run.X - S.LastX) <= 1.0) WindowAround(S.LastY, lo, w);
         uint64_t last = Bits(S.LastY), least = ~uint64_t(0), most = 0;
-        Lst.ForRuns(
-            Cols[ci].First, Cols[ci].Last, Crv, [&](const uint64_t*, const float*, const float* v, size_t n) {
-                for (size_t at = 0; at < n;) {
-                    if (n - at >= CScanBlock) {
-                        const TBlockSummary b = Summarise(v + at);
-                        if (b.Finite) {
-                            const uint64_t top = Bits(M.Y(b.Max)), bottom = Bits(M.Y(b.Min));
-                            if (top - lo <= w && bottom - lo <= w) {
-                                at += CScanBlock;
-                                continue;
+        Lst.ForRuns(Cols[ci].First, Cols[ci].Last, Crv,
+                    [&](const uint64_t*, const float*, const float* v, size_t n) {
+                        for (size_t at = 0; at < n;) {
+                            bool busy = false;
+                            if (n - at >= CScanBlock) {
+                                const TBlockSummary b = Summarise(v + at);
+                                if (b.Finite) {
+                                    const uint64_t top = Bits(M.Y(b.Max)), bottom = Bits(M.Y(b.Min));
+                                    busy = FromBits(bottom) - FromBits(top) > CBusySpan;
+                                    if (top - lo <= w && bottom - lo <= w) {
+                                        at += CScanBlock;
+                                        continue;
+                                    }
+                                    if (run.Cnt >= 3 && b.Step >= denseStep && double(b.Min) >= M.Lo &&
+                                        double(b.Max) <= M.Hi && Bits(M.Y(v[at])) - lo > w) {
+                                        run.Cnt += int(CScanBlock);
+                                        least = std::min(least, top);
+                                        most = std::max(most, bottom);
+                                        const double y = M.Y(v[at + CScanBlock - 1]);
+                                        last = Bits(y);
+                                        WindowAround(y, lo, w);
+                                        at += CScanBlock;
+                                        continue;
+                                    }
+                                }
                             }
-                            if (run.Cnt >= 3 && b.Step >= denseStep && double(b.Min) >= M.Lo &&
-                                double(b.Max) <= M.Hi && Bits(M.Y(v[at])) - lo > w) {
-                                run.Cnt += int(CScanBlock);
-                                least = std::min(least, top);
-                                most = std::max(most, bottom);
-                                const double y = M.Y(v[at + CScanBlock - 1]);
-                                last = Bits(y);
-                                WindowAround(y, lo, w);
-                                at += CScanBlock;
-                                continue;
+                            const size_t m0 = std::min(n - at, CScanBlock);
+                            const size_t m = MapChunk(v + at, m0, M.Lo, M.Hi, M.Bot, M.K, c);
+                            at += m0;
+                            // The first three drawn points of a column are kept one by one; after them only
+                            // the span and the last one count.
+                            size_t i = 0;
+                            for (; i < m && run.Cnt < 3; ++i) {
+                                const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
+                                c.T[i] = uint64_t(0) - uint64_t(t); // all ones when drawn
+                                run.Ys[t ? run.Cnt : 4] = FromBits(c.P[i]);
+                                run.Cnt += t;
                             }
-                        }
-                    }
-                    const size_t m0 = std::min(n - at, CScanBlock);
-                    const size_t m = MapChunk(v + at, m0, M.Lo, M.Hi, M.Bot, M.K, c);
-                    at += m0;
-                    // The first three drawn points of a column are kept one by one; after them only the
-                    // span and the last one count.
-                    size_t i = 0;
-                    for (; i < m && run.Cnt < 3; ++i) {
-                        const int t = TakeIfOutside(c.P[i], c.PL[i], c.PW[i], lo, w, last);
-                        c.T[i] = uint64_t(0) - uint64_t(t); // all ones when drawn
-                        run.Ys[t ? run.Cnt : 4] = FromBits(c.P[i]);
-                        run.Cnt += t;
-                    }
-                    SpanOfTaken(c, 0, i, least, most);
-                    // A block whose first point leaves the window and whose every point leaves the one
-                    // before is drawn whole; one inside the window is passed whole.
-                    while (i < m) {
-                        const size_t e = std::min(m, i + CScanBlock);
-                        const unsigned k = unsigned(e - i - 1);
-                        if (c.P[i] - lo > w && BitRange(c.Leaves, i + 1, k) == (uint64_t(1) << k) - 1) {
-                            SpanOfAll(c, i, e, least, most);
-                            run.Cnt += int(e - i);
-                            lo = c.PL[e - 1];
-                            w = c.PW[e - 1];
-                            last = c.P[e - 1];
-                        } else {
-                            // A slow signal draws a point now and then: each is found by comparing the
-                            // block with the window. Past a few, the block goes point by point.
-                            size_t j = FirstOutside(c, i, e, lo, w);
-                            for (int found = 0; j < e && found < 4; ++found) {
+                            SpanOfTaken(c, 0, i, least, most);
+                            // A slow signal draws a point now and then: each is found by comparing the rest
+                            // of the block with the window. Past a few, or when the block spans many windows,
+                            // it goes point by point: a search that stops early costs a mispredicted jump for
+                            // each point it finds.
+                            size_t j = busy ? i : FirstOutside(c, i, m, lo, w);
+                            for (int found = 0; j < m && found < 4 && !busy; ++found) {
                                 ++run.Cnt;
                                 least = std::min(least, c.P[j]);
                                 most = std::max(most, c.P[j]);
                                 lo = c.PL[j];
                                 w = c.PW[j];
                                 last = c.P[j];
-                                j = FirstOutside(c, j + 1, e, lo, w);
+                                j = FirstOutside(c, j + 1, m, lo, w);
                             }
-                            if (j < e) {
-                                for (size_t q = j; q < e; ++q) {
+                            if (j < m) {
+                                for (size_t q = j; q < m; ++q) {
                                     const int t = TakeIfOutside(c.P[q], c.PL[q], c.PW[q], lo, w, last);
                                     c.T[q] = uint64_t(0) - uint64_t(t);
                                     run.Cnt += t;
                                 }
-                                SpanOfTaken(c, j, e, least, most);
+                                SpanOfTaken(c, j, m, least, most);
                             }
                         }
-                        i = e;
-                    }
-                }
-            });
+                    });
         S.LastY = run.Last = FromBits(last);
         run.Lo = FromBits(least);
         run.Hi = FromBits(most);
