@@ -619,23 +619,45 @@ void TPQPaintBoxCrvTime::PaintFull(TCanvas& Canvas) {
     if (WindowValid()) {
         FTmNorm.SetSclMinMax(FZoomTS1, FZoomTS2, float(FCrvRect.Left), float(FCrvRect.Width()), 0);
         // The axis's mapping in double precision, rounded to whole pixels so that a pixel column's
-        // records share one x. Times rise, so each column is one range of records, found by a
-        // binary search and filled at once.
+        // records share one x. Times rise, so each column is one range of records. Its end is looked
+        // for where the column before would put it, then in steps that double, then by halving: a
+        // plain binary search over millions of records misses the cache at nearly every step.
         const double k = FCrvRect.Width() / double(FZoomTS2 - FZoomTS1);
         const double left = FCrvRect.Left;
         const uint64_t t0 = FZoomTS1;
         auto column = [&](int i) { return std::nearbyint(double(int64_t(FMessLst.Tsl(i) - t0)) * k + left); };
         FColumns.clear();
+        int guess = 1;
         for (int i = FZoomIdx1; i <= FZoomIdx2;) {
             const double x = column(i);
-            int lo = i, hi = FZoomIdx2;
-            while (lo < hi) {
-                const int mid = lo + (hi - lo + 1) / 2;
+            // column(lo) <= x; every record from hi on lies right of x.
+            int lo = i, hi = FZoomIdx2 + 1;
+            const int p = std::min(i + guess - 1, FZoomIdx2);
+            bool back = false;
+            if (p > lo) {
+                if (column(p) <= x)
+                    lo = p;
+                else
+                    hi = p, back = true;
+            }
+            for (int g = 1; hi - lo > 1; g *= 2) {
+                const int q = back ? std::max(hi - g, lo + 1) : std::min(lo + g, hi - 1);
+                if (column(q) <= x) {
+                    lo = q;
+                    if (back) break;
+                } else {
+                    hi = q;
+                    if (!back) break;
+                }
+            }
+            while (hi - lo > 1) {
+                const int mid = lo + (hi - lo) / 2;
                 if (column(mid) <= x)
                     lo = mid;
                 else
-                    hi = mid - 1;
+                    hi = mid;
             }
+            guess = lo - i + 1;
             FColumns.push_back({i, lo, float(x)});
             i = lo + 1;
         }

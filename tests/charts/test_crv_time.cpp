@@ -89,6 +89,33 @@ TEST_F(TimeChart, DecimationKeepsAOneSampleSpikeAmongAMillionFlatSamples) {
         EXPECT_TRUE(std::isfinite(s.Point.Y));
 }
 
+// Each record's column is its time on the axis rounded to a pixel, however unevenly the records
+// are spread: bursts, gaps of hours and columns that hold none.
+TEST_F(TimeChart, EveryRecordLiesInTheColumnOfItsTime) {
+    b.SetCrvCnt(1);
+    b.SetBaseRec(0, BaseRect("u1", "ULE", "V", buAuto));
+    constexpr int n = 200000;
+    b.SetMaxRecs(n);
+    std::vector<uint64_t> ts;
+    uint64_t t = CDay0;
+    TSingleArray v(1);
+    for (int i = 0; i < n; ++i) {
+        t += i % 5000 < 3000  ? CSec / 1000
+             : i % 20011 == 0 ? 3600 * CSec
+                              : CSec / 3 + uint64_t(i % 7) * CSec / 50;
+        ts.push_back(t);
+        v[0] = float(i % 2);
+        b.NewValues(v, t);
+    }
+    b.ResetZoom();
+    Paint();
+    const TRectF r = b.CrvRect();
+    const double k = r.Width() / double(ts.back() - ts.front());
+    for (int i = 0; i < n; ++i)
+        ASSERT_EQ(b.RecordX(i), float(std::nearbyint(double(ts[size_t(i)] - ts.front()) * k + r.Left)))
+            << "record " << i;
+}
+
 TEST_F(TimeChart, DragZoomsBeyondTwentyPixelsOnlyAndNeedsFiveRecords) {
     Fill(1000, [](int i) { return i; });
     Paint();
