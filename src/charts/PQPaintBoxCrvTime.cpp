@@ -321,13 +321,26 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                                     }
                                     if (run.Cnt >= 3 && b.Step >= denseStep && double(b.Min) >= M.Lo &&
                                         double(b.Max) <= M.Hi && Bits(M.Y(v[at])) - lo > w) {
+                                        // The blocks after it that are just as dense, with a step into
+                                        // them as large, are drawn whole too: their extremes and last
+                                        // point are mapped once for the whole run.
+                                        float mn = b.Min, mx = b.Max;
+                                        for (at += CScanBlock; n - at >= CScanBlock; at += CScanBlock) {
+                                            const TBlockSummary d = Summarise(v + at);
+                                            if (!d.Finite || d.Step < denseStep ||
+                                                !(std::fabs(v[at] - v[at - 1]) >= denseStep) ||
+                                                double(d.Min) < M.Lo || double(d.Max) > M.Hi)
+                                                break;
+                                            mn = std::min(mn, d.Min);
+                                            mx = std::max(mx, d.Max);
+                                            run.Cnt += int(CScanBlock);
+                                        }
                                         run.Cnt += int(CScanBlock);
-                                        least = std::min(least, top);
-                                        most = std::max(most, bottom);
-                                        const double y = M.Y(v[at + CScanBlock - 1]);
+                                        least = std::min(least, Bits(M.Y(mx)));
+                                        most = std::max(most, Bits(M.Y(mn)));
+                                        const double y = M.Y(v[at - 1]);
                                         last = Bits(y);
                                         WindowAround(y, lo, w);
-                                        at += CScanBlock;
                                         continue;
                                     }
                                 }
@@ -382,7 +395,7 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
 
 } // namespace
 
-TPQPaintBoxCrvTime::TPQPaintBoxCrvTime() : FScan(2 * CScanScratch) {
+TPQPaintBoxCrvTime::TPQPaintBoxCrvTime() {
     FFerroDisp = chartdefs::sdOsziTime;
 }
 
@@ -763,35 +776,39 @@ void TPQPaintBoxCrvTime::DrawCurve(TCanvas& Canvas, int Crv, double SclMin, doub
         const TYMap map{SclMin, hiVal, bot, k};
         const uint64_t records = uint64_t(FZoomIdx2 - FZoomIdx1 + 1);
         const TColumn* cols = FColumns.data();
+        alignas(64) uint64_t scratch[CScanScratch];
         const size_t pieces = records >= CSplitRecords ? std::min(CScanPieces, n / 4) : 0;
         if (pieces > 1) {
             auto first = [&](size_t Piece) { return Piece * n / pieces; };
             std::atomic<size_t> next{0};
-            auto work = [&](uint64_t* Scratch) {
+            auto work = [&] {
+                // Each thread's scratch on its own stack: in one block, the cache line where the two
+                // met went back and forth between the cores at every block of values.
+                alignas(64) uint64_t own[CScanScratch];
                 for (size_t p; (p = next.fetch_add(1)) < pieces;) {
                     const size_t a = first(p), b = first(p + 1);
-                    ScanColumns(FMessLst, Crv, cols + a, b - a, TScanState(), map, Scratch, runs.data() + a,
+                    ScanColumns(FMessLst, Crv, cols + a, b - a, TScanState(), map, own, runs.data() + a,
                                 ends.data() + a);
                 }
             };
             std::future<void> helper;
             try {
-                helper = std::async(std::launch::async, work, FScan.data() + CScanScratch);
+                helper = std::async(std::launch::async, work);
             } catch (const std::system_error&) {
                 // No thread to spare: all on this one.
             }
-            work(FScan.data());
+            work();
             if (helper.valid()) helper.get();
             for (size_t p = 1; p < pieces; ++p) {
                 for (size_t i = first(p); i < first(p + 1); ++i) {
                     const TScanState guessed = ends[i];
-                    ScanColumns(FMessLst, Crv, cols + i, 1, ends[i - 1], map, FScan.data(), runs.data() + i,
+                    ScanColumns(FMessLst, Crv, cols + i, 1, ends[i - 1], map, scratch, runs.data() + i,
                                 ends.data() + i);
                     if (ends[i] == guessed) break;
                 }
             }
         } else {
-            ScanColumns(FMessLst, Crv, cols, n, TScanState(), map, FScan.data(), runs.data(), ends.data());
+            ScanColumns(FMessLst, Crv, cols, n, TScanState(), map, scratch, runs.data(), ends.data());
         }
         for (const TColumnRun& run : runs)
             if (run.Cnt) run.Flush(FPath);

@@ -111,7 +111,6 @@ private:
         float X;
     };
     std::vector<TColumn> FColumns; // rising X: records map to columns without a per-record x
-    std::vector<uint64_t> FScan;   // mapped records, one chunk per thread
 };
 
 } // namespace ferro
