@@ -56,6 +56,7 @@ void TTimeNorm::SetSclMinMax(uint64_t TSMin, uint64_t TSMax, float XLeft, float 
     FTS_SclMin = TSMin;
     FTS_SclMax = TSMax;
     FXLeft = XLeft;
+    FXLeftD = XLeft;
     FXBer = XBer;
     FTS_Diff = FTS_SclMax - FTS_SclMin;
     FPixelsPerNs = FTS_Diff ? static_cast<double>(XBer) / static_cast<double>(FTS_Diff) : 0.0;

@@ -51,8 +51,10 @@ public:
     // Pixel of a time; times outside the axis land on the left edge. A scale and an offset in
     // double precision (53 bits for a float's 24), inline, so that loops over many times vectorise.
     float TmNorm(uint64_t ts) const {
-        if (ts < FTS_SclMin || ts > FTS_SclMax) return FXLeft;
-        return static_cast<float>(static_cast<double>(ts - FTS_SclMin) * FPixelsPerNs + FXLeft);
+        // Worked out before the range test and as a signed difference (a time in range is far
+        // below 2^63 ns from the scale's start): the loop over many times then has no branch for it.
+        const double x = static_cast<double>(static_cast<int64_t>(ts - FTS_SclMin)) * FPixelsPerNs + FXLeftD;
+        return ts < FTS_SclMin || ts > FTS_SclMax ? FXLeft : static_cast<float>(x);
     }
     uint64_t ScaleAt(int i) const;
     std::string TextAt(uint64_t ts) const;
@@ -73,6 +75,7 @@ private:
     uint64_t FTS_Diff = 0;
     float FXBer = 0;
     float FXLeft = 0;
+    double FXLeftD = 0; // FXLeft, widened once
     TTimeGrid FTimeGrid = gr20day;
     int FSclCount = 0;
     uint8_t FShiftNum = 0;
