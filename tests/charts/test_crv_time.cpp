@@ -346,6 +346,19 @@ TEST_F(TimeChart, TheFastScanKeepsTheRulesPointsColumnByColumn) {
     Fill(n, [&](int i) { return 300 + i * 0.001 + ((int64_t(i) * 7919) % 13) * 0.4 * perPixel; });
     b.SetScl(0, 0, 1000);
     same("noise");
+    // A zigzag between two levels, every step far above 2 pixels, but now and then a third of a
+    // pixel beyond the upper level, which the rule does not draw: also where that step falls
+    // between two blocks of values that are drawn whole.
+    uint32_t seed = 7;
+    double prev = 0;
+    const double low = 400, high = 400 + 50 * perPixel;
+    Fill(n, [&](int) {
+        seed = seed * 1664525u + 1013904223u;
+        prev = prev == high && (seed >> 20) % 40 == 0 ? high + perPixel / 3 : prev == low ? high : low;
+        return prev;
+    });
+    b.SetScl(0, 0, 1000);
+    same("zigzag with small steps");
     Fill(n, [](int i) { return 500 + 700 * std::sin(i / 3000.0); });
     b.SetScl(0, 0, 1000);
     same("clamped");
