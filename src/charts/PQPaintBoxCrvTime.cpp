@@ -292,7 +292,8 @@ struct TYMap {
 // window is passed whole (a quiet signal), and one that stays in the scale, whose first point
 // leaves the window and whose every step moves more than 2 pixels is drawn whole (a dense one),
 // its span the positions of its extremes (after the column's first three drawn points, which are
-// kept one by one). Only the others are mapped and run point by point.
+// kept one by one); the dense blocks after it join it and the run is mapped once at its end. Only
+// the others are mapped and run point by point.
 template <class TCol>
 void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScanState S, const TYMap& M,
                  uint64_t* Scratch, TColumnRun* Runs, TScanState* Ends) {
