@@ -162,24 +162,25 @@ void TPQPaintBox::PaintLayer(TCanvas& Canvas, const std::function<void(TCanvas&)
         Static(Canvas);
         return;
     }
-    TFingerprintCanvas probe(Canvas);
-    probe.Font = Canvas.Font;
-    probe.Stroke = Canvas.Stroke;
-    probe.Fill = Canvas.Fill;
+    // Every run of the layer's drawing starts from the pen, fill and font the canvas has now.
     const TFontState font = Canvas.Font;
     const TStrokeState stroke = Canvas.Stroke;
     const TFillState fill = Canvas.Fill;
-    Static(probe);
+    auto prepared = [&](TCanvas& C) -> TCanvas& {
+        C.Font = font;
+        C.Stroke = stroke;
+        C.Fill = fill;
+        return C;
+    };
+    TFingerprintCanvas probe(Canvas);
+    Static(prepared(probe));
     const int w = int(std::ceil(FWidth)), h = int(std::ceil(FHeight));
     if (!FLayer) FLayer = Canvas.CreateBitmap();
     if (!FLayerValid || probe.Fingerprint() != FLayerPrint || FLayer->Width() != w || FLayer->Height() != h) {
         FLayerValid = false;
         // Opaque in the page's colour: copied, not blended, onto the page it replaces.
         FLayer->SetSize(w, h, (FBackground >> 24) == 0xFF);
-        TCanvas& bc = FLayer->Canvas();
-        bc.Font = font;
-        bc.Stroke = stroke;
-        bc.Fill = fill;
+        TCanvas& bc = prepared(FLayer->Canvas());
         if (bc.BeginScene()) {
             bc.Clear(FBackground);
             Static(bc);
@@ -188,10 +189,7 @@ void TPQPaintBox::PaintLayer(TCanvas& Canvas, const std::function<void(TCanvas&)
             FLayerValid = true;
             // Where the layer drew, found once per new layer: it measures every text.
             TFingerprintCanvas touched(Canvas, true);
-            touched.Font = font;
-            touched.Stroke = stroke;
-            touched.Fill = fill;
-            Static(touched);
+            Static(prepared(touched));
             const TRectF t = touched.Touched();
             FLayerPart =
                 TRectF(std::max(0.0, std::floor(t.Left)), std::max(0.0, std::floor(t.Top)),

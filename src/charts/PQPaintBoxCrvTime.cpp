@@ -300,6 +300,11 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
     constexpr uint64_t CNoWindow = 0x7FF0000000000000ull; // +inf: every finite point leaves it
     const TScanChunk c{Scratch, Scratch + CScanBlock, Scratch + 2 * CScanBlock, Scratch + 3 * CScanBlock};
     const float denseStep = M.DenseStep();
+    // A block every point of which is drawn once its first one is: finite, inside the scale and
+    // every step surely more than 2 pixels.
+    auto dense = [&](const TBlockSummary& B) {
+        return B.Finite && B.Step >= denseStep && double(B.Min) >= M.Lo && double(B.Max) <= M.Hi;
+    };
     for (size_t ci = 0; ci < N; ++ci) {
         TColumnRun& run = Runs[ci];
         run = TColumnRun();
@@ -320,17 +325,14 @@ void ScanColumns(const TMessLst& Lst, int Crv, const TCol* Cols, size_t N, TScan
                                         at += CScanBlock;
                                         continue;
                                     }
-                                    if (run.Cnt >= 3 && b.Step >= denseStep && double(b.Min) >= M.Lo &&
-                                        double(b.Max) <= M.Hi && Bits(M.Y(v[at])) - lo > w) {
+                                    if (run.Cnt >= 3 && dense(b) && Bits(M.Y(v[at])) - lo > w) {
                                         // The blocks after it that are just as dense, with a step into
                                         // them as large, are drawn whole too: their extremes and last
                                         // point are mapped once for the whole run.
                                         float mn = b.Min, mx = b.Max;
                                         for (at += CScanBlock; n - at >= CScanBlock; at += CScanBlock) {
                                             const TBlockSummary d = Summarise(v + at);
-                                            if (!d.Finite || d.Step < denseStep ||
-                                                !(std::fabs(v[at] - v[at - 1]) >= denseStep) ||
-                                                double(d.Min) < M.Lo || double(d.Max) > M.Hi)
+                                            if (!dense(d) || !(std::fabs(v[at] - v[at - 1]) >= denseStep))
                                                 break;
                                             mn = std::min(mn, d.Min);
                                             mx = std::max(mx, d.Max);
