@@ -170,8 +170,8 @@ TEST(FormOnline, TreeBulkDownloadChartMarkersAndEvents) {
     QObject::connect(&v, &TFormLayout::FileRefused, [&](const QString& t) { refused = t; });
     v.RecordClick(rig.item("sync/10min-0-1763769600.rec"));
     ASSERT_TRUE(WaitFor([&] { return !refused.isEmpty(); }, 10000));
-    EXPECT_TRUE(refused.startsWith("Die Datei 10min-0-1763769600.rec kann nicht angezeigt werden:"))
-        << refused.toStdString();
+    EXPECT_EQ(refused.toStdString(), "Die Datei 10min-0-1763769600.rec kann nicht angezeigt werden: keine "
+                                     "Datei im Aufzeichnungsformat (Kennung fehlt)");
     EXPECT_EQ(v.tvSelect->topLevelItemCount(), 0);
 
     // The recording: several groups wait for a check; a voltage and a current curve stacked.
