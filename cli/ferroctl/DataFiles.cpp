@@ -3,6 +3,7 @@
 
 #include "data/ComtradeExport.h"
 #include "data/CsvExport.h"
+#include "data/DataFile.h"
 #include "data/DataFileHead.h"
 #include "data/DataFileReader.h"
 #include "data/IsoTime.h"
@@ -34,11 +35,14 @@ QString q(const std::string& s) {
     return QString::fromStdString(s);
 }
 
-// The kind of a file by its first bytes; false for anything not in the recording format.
-bool kindOf(const std::string& path, TFileKind& kind) {
+// The kind of a file by its first bytes; false with the reason for a file that cannot be opened
+// or is not in the recording format.
+bool kindOf(const std::string& path, TFileKind& kind, std::string& why) {
     char magic[8] = {};
-    std::ifstream in(path, std::ios::binary);
-    if (!in.read(magic, 8)) return false;
+    TDataFile file;
+    if (!file.Open(path, why)) return false;
+    why = "keine Datei im Aufzeichnungsformat";
+    if (!file.ReadAt(0, magic, 8)) return false;
     for (TFileKind k : {TFileKind::Recording, TFileKind::Events, TFileKind::BinaryInputs})
         if (std::equal(magic, magic + 8, TDataFileHead::Magic(k))) {
             kind = k;
@@ -47,14 +51,11 @@ bool kindOf(const std::string& path, TFileKind& kind) {
     return false;
 }
 
-// Readers log "<reader>: <file>: <reason>"; ferroctl names the file itself and shows the reason.
+// ferroctl names the file itself and shows the reader's reason.
 struct Reason {
     std::string path, text;
     TReaderLog log() {
-        return [this](const std::string& l) {
-            const size_t at = l.find(path + ": ");
-            text = at == std::string::npos ? l : l.substr(at + path.size() + 2);
-        };
+        return [this](const std::string& l) { text = ReaderReason(l, path); };
     }
 };
 
@@ -99,7 +100,8 @@ int RunShow(const CliOptions& opt) {
     }
     const std::string& path = opt.args[0];
     TFileKind kind;
-    if (!kindOf(path, kind)) return failed(path, "keine Datei im Aufzeichnungsformat");
+    std::string why;
+    if (!kindOf(path, kind, why)) return failed(path, why);
     const TXMLLangu lang = LoadLang(opt);
     Reason reason{path, {}};
     QJsonObject o;
@@ -217,14 +219,14 @@ int RunExport(const CliOptions& opt) {
         ids.push_back(uint32_t(v));
     }
     TFileKind kind;
-    if (!kindOf(path, kind)) return failed(path, "keine Datei im Aufzeichnungsformat");
+    std::string why;
+    if (!kindOf(path, kind, why)) return failed(path, why);
     if (kind != TFileKind::Recording) return failed(path, "exportieren lassen sich nur Aufzeichnungen");
     Reason reason{path, {}};
     TRecData d;
     if (!AnalyseRecData(path, dcUnknown, d, reason.log())) return failed(path, reason.text);
     const TXMLLangu lang = LoadLang(opt);
     const TIdText names = [&lang](uint32_t id) { return lang.IdToText(id); };
-    std::string why;
     if (!comtrade.empty()) {
         if (!TComtradeExport::Write(d, comtrade, names, why)) {
             std::fprintf(stderr, "%s\n", why.c_str());

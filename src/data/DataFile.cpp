@@ -1,5 +1,7 @@
 #include "data/DataFile.h"
 
+#include "foundation/ErrnoText.h"
+
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
@@ -13,7 +15,7 @@ TDataFile::~TDataFile() {
 bool TDataFile::Open(const std::string& path, std::string& reason) {
     f_ = std::fopen(path.c_str(), "rb");
     if (!f_) {
-        reason = "Datei lässt sich nicht öffnen: " + std::string(std::strerror(errno));
+        reason = ErrnoText(errno);
         return false;
     }
     struct stat st {};

@@ -39,6 +39,10 @@ struct TEvtData {
     envMan_usrDat_t Head;
 };
 
+// The reason alone of a reader's log line "<reader>: <path>: <reason>" (the whole line when it is
+// not of that form), for a message that names the file itself.
+std::string ReaderReason(const std::string& Line, const std::string& Path);
+
 // The class of a file from the class word of its name ("10min", "Osc", "Bin" ...), any case.
 TDataClass FerroClsFromNam(const std::string& classWord);
 // The class word of a file name: its base name up to the first dash.

@@ -67,6 +67,11 @@ bool readLayout(TDataFile& file, TRecData& out, std::string& reason) {
 
 } // namespace
 
+std::string ReaderReason(const std::string& Line, const std::string& Path) {
+    const size_t at = Line.find(Path + ": ");
+    return at == std::string::npos ? Line : Line.substr(at + Path.size() + 2);
+}
+
 std::string ClassWordOfName(const std::string& path) {
     const size_t slash = path.find_last_of("/\\");
     std::string base = slash == std::string::npos ? path : path.substr(slash + 1);

@@ -72,12 +72,8 @@ void TFormLayout::HideActions() {
 }
 
 void TFormLayout::ShowRefusal(const std::string& Path, const std::string& Why) {
-    // The readers log "<reader>: <path>: <reason>"; the footer names the file already, so the user
-    // reads the reason alone.
-    const size_t at = Why.find(Path + ": ");
-    const std::string reason = at == std::string::npos ? Why : Why.substr(at + Path.size() + 2);
-    const std::string text =
-        Fmt("Die Datei %s kann nicht angezeigt werden: %s", LocalFileName(Path).c_str(), reason.c_str());
+    const std::string text = Fmt("Die Datei %s kann nicht angezeigt werden: %s", LocalFileName(Path).c_str(),
+                                 ReaderReason(Why, Path).c_str());
     FLastRefusal = text;
     if (LabSBar) LabSBar->setText(QString::fromStdString(text));
     LogPrepare(this, text, true);

@@ -1,5 +1,7 @@
 #include "link/RS232Unit.h"
 
+#include "foundation/ErrnoText.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -20,7 +22,7 @@ bool TRS232Unit::OpenPort() {
     Disconnect(ignored);
     int fd = ::open(FPort.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
-        lastError_ = std::strerror(errno);
+        lastError_ = ErrnoText(errno);
         return false;
     }
     termios t{};
@@ -52,7 +54,7 @@ void TRS232Unit::ClearBuffer() {
 
 void TRS232Unit::Disconnect(std::string& ErrorText) {
     ErrorText.clear();
-    if (FComPortHdl >= 0 && ::close(FComPortHdl) != 0) ErrorText = std::strerror(errno);
+    if (FComPortHdl >= 0 && ::close(FComPortHdl) != 0) ErrorText = ErrnoText(errno);
     FComPortHdl = -1;
 }
 
@@ -78,7 +80,7 @@ bool TRS232Unit::WriteData(const MemStream& Stream, size_t& Written) {
             }
             continue;
         }
-        lastError_ = std::strerror(errno);
+        lastError_ = ErrnoText(errno);
         if (FError) FError(lastError_);
         return false;
     }
@@ -94,7 +96,7 @@ long TRS232Unit::Read(uint8_t* buffer, size_t size, int timeoutMs) {
     ssize_t r = ::read(FComPortHdl, buffer, size);
     if (r < 0) {
         if (errno == EAGAIN || errno == EINTR) return 0;
-        lastError_ = std::strerror(errno);
+        lastError_ = ErrnoText(errno);
         return -1;
     }
     return long(r);

@@ -1,5 +1,7 @@
 #include "link/SocketText.h"
 
+#include "foundation/ErrnoText.h"
+
 #include <cerrno>
 #include <cstring>
 
@@ -26,7 +28,7 @@ std::string SocketErrorText(int err) {
     case EPIPE:
         return "Verbindung unterbrochen";
     default:
-        return std::strerror(err);
+        return ErrnoText(err);
     }
 }
 

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 using namespace ferro;
@@ -70,6 +71,14 @@ TEST(CtlFiles, ShowPrintsHeadColumnsAndEventsAsJson) {
     r = RunCtl({"show", bad});
     EXPECT_EQ(r.code, 1);
     EXPECT_EQ(r.err, "Datei " + bad + " lässt sich nicht lesen: Kopf abgeschnitten: 679 von 680 Bytes\n");
+    // A file that is not there, or a folder: the reason in German, not the system's words.
+    const std::string gone = root.dir.path().toStdString() + "/gone.log";
+    r = RunCtl({"show", gone});
+    EXPECT_EQ(r.err, "Datei " + gone + " lässt sich nicht lesen: Datei oder Verzeichnis nicht gefunden\n");
+    r = RunCtl({"export", root.dir.path().toStdString(), "--csv", gone});
+    EXPECT_EQ(r.code, 1);
+    EXPECT_NE(r.err.find("lässt sich nicht lesen: keine gewöhnliche Datei"), std::string::npos) << r.err;
+    EXPECT_FALSE(std::filesystem::exists(gone));
 }
 
 TEST(CtlFiles, ExportWritesCsvAndComtradeAndRefusesWhatItCannot) {
