@@ -10,11 +10,6 @@ namespace ferro {
 
 namespace {
 
-bool fail(const TReaderLog& log, const char* what, const std::string& file, const std::string& reason) {
-    if (log) log(std::string(what) + ": " + file + ": " + reason);
-    return false;
-}
-
 // Any of the three kinds: the magic tells which.
 bool anyHead(TDataFile& file, TDataFileHead& head, std::string& reason) {
     uint8_t magic[8] = {};
@@ -36,9 +31,9 @@ bool AnalyseAsyncData(const std::string& fileName, std::vector<TAsyncRecord>& as
     TDataFileHead head;
     std::string reason;
     if (!file.Open(fileName, reason) || !file.ReadHead(TFileKind::BinaryInputs, head, reason))
-        return fail(log, "AnalyseAsyncData", fileName, reason);
+        return ReaderFail(log, "AnalyseAsyncData", fileName, reason);
     if (head.EntrySize < TDataFileHead::AsyncEntrySize)
-        return fail(log, "AnalyseAsyncData", fileName,
+        return ReaderFail(log, "AnalyseAsyncData", fileName,
                     "Eintrag von " + std::to_string(head.EntrySize) + " Bytes ist zu kurz");
     const uint8_t* ids = file.HeadBytes().data() + TDataFileHead::FixedSize;
     for (uint32_t i = 0; i < head.Count1; ++i)
@@ -49,7 +44,7 @@ bool AnalyseAsyncData(const std::string& fileName, std::vector<TAsyncRecord>& as
     // The whole entries in one read; their count comes from the file's size.
     std::vector<uint8_t> bytes(size_t(n * head.EntrySize));
     if (!file.ReadAt(head.HeadLen, bytes.data(), bytes.size()))
-        return fail(log, "AnalyseAsyncData", fileName, "Einträge lassen sich nicht lesen");
+        return ReaderFail(log, "AnalyseAsyncData", fileName, "Einträge lassen sich nicht lesen");
     asyncLst.resize(size_t(n));
     for (size_t i = 0; i < asyncLst.size(); ++i) {
         const uint8_t* p = bytes.data() + i * head.EntrySize;
@@ -57,7 +52,7 @@ bool AnalyseAsyncData(const std::string& fileName, std::vector<TAsyncRecord>& as
         asyncLst[i].Bits = MemStream::peekU16(p + 8);
         if (asyncLst[i].Stamp.frac >= 1000000000u) {
             asyncLst.clear();
-            return fail(log, "AnalyseAsyncData", fileName,
+            return ReaderFail(log, "AnalyseAsyncData", fileName,
                         "Eintrag " + std::to_string(i) + " hat einen ungültigen Zeitstempel");
         }
     }
@@ -71,7 +66,7 @@ bool ReadOfflineSysEnvHead(const std::string& fileName, time_tz_t& timeZone, env
     TDataFileHead head;
     std::string reason;
     if (!file.Open(fileName, reason) || !anyHead(file, head, reason))
-        return fail(log, "ReadOfflineSysEnvHead", fileName, reason);
+        return ReaderFail(log, "ReadOfflineSysEnvHead", fileName, reason);
     timeZone = head.Tz;
     userData = head.Env;
     stamp = head.Context.Start;
@@ -106,7 +101,7 @@ bool ReadOfflineContextHeader(const std::string& fileName, time_tz_t& timeZone, 
     TDataFileHead head;
     std::string reason;
     if (!file.Open(fileName, reason) || !anyHead(file, head, reason))
-        return fail(log, "ReadOfflineContextHeader", fileName, reason);
+        return ReaderFail(log, "ReadOfflineContextHeader", fileName, reason);
     timeZone = head.Tz;
     name = DataClassWord(TDataClass(head.Context.DataClass));
     stamp = head.Context.Trigger.sec ? head.Context.Trigger : head.Context.Start;

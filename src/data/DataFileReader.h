@@ -39,8 +39,10 @@ struct TEvtData {
     envMan_usrDat_t Head;
 };
 
-// The reason alone of a reader's log line "<reader>: <path>: <reason>" (the whole line when it is
-// not of that form), for a message that names the file itself.
+// A reader's refusal: logs "<reader>: <path>: <reason>" and gives false.
+bool ReaderFail(const TReaderLog& Log, const char* What, const std::string& Path, const std::string& Reason);
+// The reason alone of such a line (the whole line when it is not of that form), for a message that
+// names the file itself.
 std::string ReaderReason(const std::string& Line, const std::string& Path);
 
 // The class of a file from the class word of its name ("10min", "Osc", "Bin" ...), any case.

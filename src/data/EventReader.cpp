@@ -12,11 +12,6 @@ namespace ferro {
 
 namespace {
 
-bool fail(const TReaderLog& log, const char* what, const std::string& file, const std::string& reason) {
-    if (log) log(std::string(what) + ": " + file + ": " + reason);
-    return false;
-}
-
 // The detail fields behind the ones that TEvtStrc carries.
 struct TEvtDetail {
     float MinVal = 0, Reference = 0;
@@ -52,9 +47,9 @@ bool walkEvents(const std::string& fileName, const char* what, TEvtData& out, co
     TDataFileHead head;
     std::string reason;
     if (!file.Open(fileName, reason) || !file.ReadHead(TFileKind::Events, head, reason))
-        return fail(log, what, fileName, reason);
+        return ReaderFail(log, what, fileName, reason);
     if (head.EntrySize < TDataFileHead::EventEntrySize)
-        return fail(log, what, fileName,
+        return ReaderFail(log, what, fileName,
                     "Ereigniseintrag von " + std::to_string(head.EntrySize) + " Bytes ist zu kurz");
     out.Context = head.Context;
     out.TimeZone = head.Tz;
@@ -65,12 +60,12 @@ bool walkEvents(const std::string& fileName, const char* what, TEvtData& out, co
     for (uint64_t i = 0; i < n;) {
         const uint64_t take = std::min<uint64_t>(n - i, 256);
         if (!file.ReadAt(head.HeadLen + i * head.EntrySize, block.data(), size_t(take * head.EntrySize)))
-            return fail(log, what, fileName, "Ereignisse lassen sich nicht lesen");
+            return ReaderFail(log, what, fileName, "Ereignisse lassen sich nicht lesen");
         for (uint64_t k = 0; k < take; ++k, ++i) {
             TEvtStrc e;
             TEvtDetail d;
             if (!decodeEvent(block.data() + k * head.EntrySize, e, d))
-                return fail(log, what, fileName,
+                return ReaderFail(log, what, fileName,
                             "Ereignis " + std::to_string(i) + " hat einen ungültigen Zeitstempel");
             if (!each(i, e, d)) return true;
         }
@@ -130,7 +125,7 @@ bool ReadEventDetail(const std::string& fileName, size_t index, uint32_t& objId,
         });
     if (!ok) return false;
     if (!found)
-        return fail(log, "ReadEventDetail", fileName,
+        return ReaderFail(log, "ReadEventDetail", fileName,
                     "Ereignis " + std::to_string(index) + " gibt es nicht (" +
                         std::to_string(data.EvtLst.size()) + " gelesen)");
     return true;

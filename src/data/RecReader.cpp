@@ -11,11 +11,6 @@ namespace ferro {
 
 namespace {
 
-bool fail(const TReaderLog& log, const char* what, const std::string& file, const std::string& reason) {
-    if (log) log(std::string(what) + ": " + file + ": " + reason);
-    return false;
-}
-
 // Head, columns and groups of a recording, checked against each other and the record size.
 bool readLayout(TDataFile& file, TRecData& out, std::string& reason) {
     TDataFileHead head;
@@ -67,6 +62,11 @@ bool readLayout(TDataFile& file, TRecData& out, std::string& reason) {
 
 } // namespace
 
+bool ReaderFail(const TReaderLog& Log, const char* What, const std::string& Path, const std::string& Reason) {
+    if (Log) Log(std::string(What) + ": " + Path + ": " + Reason);
+    return false;
+}
+
 std::string ReaderReason(const std::string& Line, const std::string& Path) {
     const size_t at = Line.find(Path + ": ");
     return at == std::string::npos ? Line : Line.substr(at + Path.size() + 2);
@@ -102,9 +102,9 @@ bool AnalyseRecData(const std::string& fileName, TDataClass dataClass, TRecData&
     TDataFile file;
     std::string reason;
     if (!file.Open(fileName, reason) || !readLayout(file, out, reason))
-        return fail(log, "AnalyseRecData", fileName, reason);
+        return ReaderFail(log, "AnalyseRecData", fileName, reason);
     if (dataClass != dcUnknown && out.Context.DataClass != dataClass)
-        return fail(log, "AnalyseRecData", fileName,
+        return ReaderFail(log, "AnalyseRecData", fileName,
                     std::string("Datenklasse ") + DataClassWord(TDataClass(out.Context.DataClass)) +
                         " der Datei passt nicht zum Namen (" + DataClassWord(dataClass) + ")");
     // One read straight into the records stream: the count comes from the file's size.
@@ -114,7 +114,7 @@ bool AnalyseRecData(const std::string& fileName, TDataClass dataClass, TRecData&
     const uint64_t records = file.WholeEntries(layout);
     out.Stream.resize(size_t(records * out.RecMemSize));
     if (records && !file.ReadAt(layout.HeadLen, out.Stream.data(), out.Stream.size()))
-        return fail(log, "AnalyseRecData", fileName, "Datensätze lassen sich nicht lesen");
+        return ReaderFail(log, "AnalyseRecData", fileName, "Datensätze lassen sich nicht lesen");
     TRecCursor::Span(out, out.First, out.Last);
     return true;
 }
@@ -124,7 +124,7 @@ bool ReadRecordSpan(const std::string& fileName, TRecData& out, const TReaderLog
     TDataFile file;
     std::string reason;
     if (!file.Open(fileName, reason) || !readLayout(file, out, reason))
-        return fail(log, "ReadRecordSpan", fileName, reason);
+        return ReaderFail(log, "ReadRecordSpan", fileName, reason);
     TDataFileHead layout;
     layout.HeadLen = uint32_t(file.HeadBytes().size());
     layout.EntrySize = out.RecMemSize;
@@ -137,7 +137,7 @@ bool ReadRecordSpan(const std::string& fileName, TRecData& out, const TReaderLog
     if (records > 1)
         ok = ok && file.ReadAt(layout.HeadLen + (records - 1) * out.RecMemSize,
                                out.Stream.data() + out.RecMemSize, out.RecMemSize);
-    if (!ok) return fail(log, "ReadRecordSpan", fileName, "Datensätze lassen sich nicht lesen");
+    if (!ok) return ReaderFail(log, "ReadRecordSpan", fileName, "Datensätze lassen sich nicht lesen");
     if (out.RecDataLst.front().PaintStruc == psStamp) {
         TRecCursor::Span(out, out.First, out.Last);
     } else {

@@ -1,5 +1,7 @@
 #include "foundation/ChildProcess.h"
 
+#include "foundation/ErrnoText.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -39,7 +41,7 @@ bool ChildProcess::start(const std::string& Program, const std::vector<std::stri
     posix_spawn_file_actions_destroy(&files);
     if (rc != 0) {
         pid_ = -1;
-        if (Why) *Why = std::strerror(rc);
+        if (Why) *Why = ErrnoText(rc);
     }
     running_ = rc == 0;
     return running_;

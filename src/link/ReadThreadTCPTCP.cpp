@@ -1,6 +1,7 @@
 #include "link/ReadThreadTCPTCP.h"
 
 #include "foundation/Format.h"
+#include "link/SocketText.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -22,10 +23,6 @@ namespace ferro {
 
 namespace {
 constexpr size_t CReadChunk = 256 * 1024;
-
-std::string sysError(int err) {
-    return std::strerror(err);
-}
 } // namespace
 
 TIdReadThreadTCPTCP::TIdReadThreadTCPTCP(TTCPComUnit* client) : TIdReadThreadTCP(client) {}
@@ -106,7 +103,7 @@ size_t TIdReadThreadTCPTCP::receiveAvailable() {
             break;
         }
         if (errno == EINTR) continue;
-        if (errno != EAGAIN && errno != EWOULDBLOCK) lostConnection(sysError(errno));
+        if (errno != EAGAIN && errno != EWOULDBLOCK) lostConnection(SocketErrorText(errno));
         break;
     }
     return total;
@@ -194,8 +191,8 @@ bool TIdReadThreadTCPTCP::WriteData(MemStream& Stream, bool) {
             }
             continue;
         }
-        log("Error writing: " + sysError(errno));
-        lostConnection(sysError(errno));
+        log("Error writing: " + SocketErrorText(errno));
+        lostConnection(SocketErrorText(errno));
         return false;
     }
     return true;
