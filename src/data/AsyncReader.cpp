@@ -34,7 +34,7 @@ bool AnalyseAsyncData(const std::string& fileName, std::vector<TAsyncRecord>& as
         return ReaderFail(log, "AnalyseAsyncData", fileName, reason);
     if (head.EntrySize < TDataFileHead::AsyncEntrySize)
         return ReaderFail(log, "AnalyseAsyncData", fileName,
-                    "Eintrag von " + std::to_string(head.EntrySize) + " Bytes ist zu kurz");
+                          "Eintrag von " + std::to_string(head.EntrySize) + " Bytes ist zu kurz");
     const uint8_t* ids = file.HeadBytes().data() + TDataFileHead::FixedSize;
     for (uint32_t i = 0; i < head.Count1; ++i)
         dpLst.push_back(MemStream::peekU32(ids + 4 * i));
@@ -53,7 +53,7 @@ bool AnalyseAsyncData(const std::string& fileName, std::vector<TAsyncRecord>& as
         if (asyncLst[i].Stamp.frac >= 1000000000u) {
             asyncLst.clear();
             return ReaderFail(log, "AnalyseAsyncData", fileName,
-                        "Eintrag " + std::to_string(i) + " hat einen ungültigen Zeitstempel");
+                              "Eintrag " + std::to_string(i) + " hat einen ungültigen Zeitstempel");
         }
     }
     stamp = asyncLst.front().Stamp;

@@ -50,7 +50,7 @@ bool walkEvents(const std::string& fileName, const char* what, TEvtData& out, co
         return ReaderFail(log, what, fileName, reason);
     if (head.EntrySize < TDataFileHead::EventEntrySize)
         return ReaderFail(log, what, fileName,
-                    "Ereigniseintrag von " + std::to_string(head.EntrySize) + " Bytes ist zu kurz");
+                          "Ereigniseintrag von " + std::to_string(head.EntrySize) + " Bytes ist zu kurz");
     out.Context = head.Context;
     out.TimeZone = head.Tz;
     out.Head = head.Env;
@@ -66,7 +66,7 @@ bool walkEvents(const std::string& fileName, const char* what, TEvtData& out, co
             TEvtDetail d;
             if (!decodeEvent(block.data() + k * head.EntrySize, e, d))
                 return ReaderFail(log, what, fileName,
-                            "Ereignis " + std::to_string(i) + " hat einen ungültigen Zeitstempel");
+                                  "Ereignis " + std::to_string(i) + " hat einen ungültigen Zeitstempel");
             if (!each(i, e, d)) return true;
         }
     }
@@ -126,8 +126,8 @@ bool ReadEventDetail(const std::string& fileName, size_t index, uint32_t& objId,
     if (!ok) return false;
     if (!found)
         return ReaderFail(log, "ReadEventDetail", fileName,
-                    "Ereignis " + std::to_string(index) + " gibt es nicht (" +
-                        std::to_string(data.EvtLst.size()) + " gelesen)");
+                          "Ereignis " + std::to_string(index) + " gibt es nicht (" +
+                              std::to_string(data.EvtLst.size()) + " gelesen)");
     return true;
 }
 

@@ -105,8 +105,8 @@ bool AnalyseRecData(const std::string& fileName, TDataClass dataClass, TRecData&
         return ReaderFail(log, "AnalyseRecData", fileName, reason);
     if (dataClass != dcUnknown && out.Context.DataClass != dataClass)
         return ReaderFail(log, "AnalyseRecData", fileName,
-                    std::string("Datenklasse ") + DataClassWord(TDataClass(out.Context.DataClass)) +
-                        " der Datei passt nicht zum Namen (" + DataClassWord(dataClass) + ")");
+                          std::string("Datenklasse ") + DataClassWord(TDataClass(out.Context.DataClass)) +
+                              " der Datei passt nicht zum Namen (" + DataClassWord(dataClass) + ")");
     // One read straight into the records stream: the count comes from the file's size.
     TDataFileHead layout;
     layout.HeadLen = uint32_t(file.HeadBytes().size());
