@@ -243,7 +243,7 @@ void EvaluateEN50160(const std::string& FileName, const TRecData& Rec,
     for (const std::string& f : EventFiles) {
         TEvtData ev;
         std::string why;
-        if (!AnalyseEventData(f, ev, [&](const std::string& s) { why = s; })) {
+        if (!AnalyseEventData(f, ev, [&](const std::string& s) { why = ReaderReason(s, f); })) {
             Out.EventFilesRefused.push_back(f + ": " + why);
             continue;
         }
@@ -287,7 +287,8 @@ bool BuildENReport(const std::string& FileName, const std::vector<std::string>& 
                    std::string& Error) {
     TRecData rec;
     std::string why;
-    if (!AnalyseRecData(FileName, dcUnknown, rec, [&](const std::string& s) { why = s; })) {
+    if (!AnalyseRecData(FileName, dcUnknown, rec,
+                        [&](const std::string& s) { why = ReaderReason(s, FileName); })) {
         Error = "Die Aufzeichnung " + FileName + " lässt sich nicht lesen: " + why;
         return false;
     }
