@@ -74,6 +74,7 @@ TEST(CtlFiles, ShowPrintsHeadColumnsAndEventsAsJson) {
     // A file that is not there, or a folder: the reason in German, not the system's words.
     const std::string gone = root.dir.path().toStdString() + "/gone.log";
     r = RunCtl({"show", gone});
+    EXPECT_EQ(r.code, 1);
     EXPECT_EQ(r.err, "Datei " + gone + " lässt sich nicht lesen: Datei oder Verzeichnis nicht gefunden\n");
     r = RunCtl({"export", root.dir.path().toStdString(), "--csv", gone});
     EXPECT_EQ(r.code, 1);

@@ -132,7 +132,8 @@ TEST(ConnectionViewSerial, AMissingDeviceEndsTheAttemptWithItsReasonAndTheViewCa
     EXPECT_FALSE(rig.attemptOk);
     EXPECT_FALSE(rig.view->Established());
     EXPECT_EQ(rig.label("lblState"), "Keine Verbindung");
-    QMessageBox* box = WaitForBox("Die serielle Schnittstelle " + device + " ist nicht verfügbar");
+    QMessageBox* box = WaitForBox("Die serielle Schnittstelle " + device +
+                                  " ist nicht verfügbar (Datei oder Verzeichnis nicht gefunden).");
     ASSERT_NE(box, nullptr) << "one message, with the device and the system's reason";
     CloseAllBoxes();
     const auto t0 = std::chrono::steady_clock::now();
